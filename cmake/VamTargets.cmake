@@ -1,0 +1,63 @@
+# The ways in which this project makes its targets: one place for the language
+# level, the warnings and the include roots.
+
+# Makes the given paths of the repository (folders or single headers) the only
+# ones that `target` and whoever links it can include from here. Every target
+# has an include root of its own, filled with links, so an include of a folder
+# whose target is not linked does not build.
+function(vam_expose target)
+  get_target_property(type ${target} TYPE)
+  set(scope PUBLIC)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    set(scope INTERFACE)
+  endif()
+  set(root ${PROJECT_BINARY_DIR}/include-roots/${target})
+  foreach(path IN LISTS ARGN)
+    get_filename_component(parent ${root}/${path} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${path} ${root}/${path} SYMBOLIC)
+  endforeach()
+  target_include_directories(${target} ${scope} $<BUILD_INTERFACE:${root}>)
+endfunction()
+
+# Warnings are errors in every target of this project.
+function(vam_strict target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+endfunction()
+
+# vam_add_library(NAME [SHARED|STATIC] SOURCES ... [EXPOSE path...] [PUBLIC lib...] [PRIVATE lib...])
+function(vam_add_library name)
+  cmake_parse_arguments(arg "SHARED;STATIC" "" "SOURCES;EXPOSE;PUBLIC;PRIVATE" ${ARGN})
+  set(kind STATIC)
+  if(arg_SHARED)
+    set(kind SHARED)
+  endif()
+  add_library(${name} ${kind} ${arg_SOURCES})
+  vam_strict(${name})
+  vam_expose(${name} ${arg_EXPOSE})
+  target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
+endfunction()
+
+# vam_add_executable(NAME SOURCES ... [LINK lib...])
+function(vam_add_executable name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  vam_strict(${name})
+  target_link_libraries(${name} PRIVATE ${arg_LINK})
+endfunction()
+
+# vam_add_test(NAME SOURCES ... [EXPOSE path...] [LINK lib...])
+# A GoogleTest program that CTest runs under its own name.
+function(vam_add_test name)
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(arg "" "" "SOURCES;EXPOSE;LINK" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  vam_strict(${name})
+  vam_expose(${name} ${arg_EXPOSE})
+  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock GTest::gtest_main)
+  add_test(NAME ${name} COMMAND ${name})
+endfunction()

@@ -1,0 +1,53 @@
+#include "report/status_files.h"
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <fstream>
+#include <ios>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr char kOkFile[] = "/tmp/VAM_OK";
+constexpr char kErrorFile[] = "/tmp/VAM_FAIL";
+
+std::string Line(std::string text) {
+  text += " \n";
+  return text;
+}
+
+std::string CodeLine(std::string label, std::int32_t code) {
+  label += std::to_string(code);
+  return Line(std::move(label));
+}
+
+/// Writes a whole entry at once, so that entries of two processes do not mix.
+void WriteEntry(const char* path, std::ios::openmode mode, const std::string& entry) {
+  std::ofstream file(path, std::ios::out | mode);
+  file << entry;
+}
+
+}  // namespace
+
+void WriteToVamOkFile(std::string message, bool truncate) {
+  WriteEntry(kOkFile, truncate ? std::ios::trunc : std::ios::app, Line(std::move(message)));
+}
+
+void WriteToErrorFile(std::string message, std::int32_t code) {
+  message += ' ';
+  WriteEntry(kErrorFile, std::ios::app, CodeLine(std::move(message), code));
+}
+
+void WriteToErrorFile(std::string message, std::int32_t code, VamResult result) {
+  message += ' ';
+  WriteEntry(kErrorFile, std::ios::app,
+             CodeLine(std::move(message), code) + CodeLine("vam ret: ", result.vamCode) +
+                 CodeLine("fw ret: ", result.fwCode));
+}
+
+bool fileExists(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0;
+}

@@ -1,0 +1,70 @@
+#ifndef TEE_VAM_TEE_CLIENT_H_
+#define TEE_VAM_TEE_CLIENT_H_
+
+#include <cstdint>
+
+#include "platform/tee_client.h"
+
+/// One connection to a trusted application over the GlobalPlatform TEE Client API v1.0: a context,
+/// a session, and one block of 8192 bytes of shared memory that carries a request there and its
+/// reply back. Knows nothing of what a command means or how the block is laid out.
+///
+/// The three resources are acquired in the order context, session, memory and released in the
+/// reverse order, each exactly once and only if it is held. A client that was closed may be
+/// opened again. Failures are returned and described in one line on standard output, codes in
+/// unsigned decimal; nothing is thrown for them.
+class VAMTEEClient {
+ public:
+  /// Holds nothing; calls no library function.
+  VAMTEEClient();
+  /// Calls Close().
+  ~VAMTEEClient();
+  VAMTEEClient(const VAMTEEClient&) = delete;
+  VAMTEEClient& operator=(const VAMTEEClient&) = delete;
+
+  /// Opens the whole connection to the trusted application `uuid`, prints "TEE connection has been
+  /// set" and returns true. Stops at the first step that fails and returns false; what was
+  /// acquired until then stays held until Close(). What is already held is not acquired again.
+  bool Open(TEEC_UUID uuid);
+
+  /// Releases whatever is held: FreeMemory(), CloseSession(), CloseContext().
+  void Close();
+
+  /// Invokes command `identifier` with the whole block as one partial in-out memory reference, and
+  /// returns the library's result unchanged; anything but TEEC_SUCCESS is printed with the return
+  /// origin. TEEC_ERROR_GENERIC from TEEC_ORIGIN_COMMS gets a second line, and no action. The
+  /// request must be in the block before; the reply is in it after. Does not look at whether the
+  /// connection is open: what comes of a session that is not is the library's answer.
+  TEEC_Result InvokeCommand(std::uint32_t identifier);
+
+  /// Returns the address of the shared memory's record (not of its buffer), which is what a
+  /// marshaller is constructed on. Owned by the client and valid as long as it.
+  void* getSHMPtr();
+
+  /// Initialises the context of the default TEE. Returns true when the context is held.
+  bool OpenContext();
+  /// Opens a session with the trusted application given to Open(), with public login. Returns true
+  /// when the session is held. In the line of a failure the result and the return origin run
+  /// together; log readers depend on it.
+  bool OpenSession();
+  /// Allocates the block of 8192 bytes, for input and output. Returns true when it is held.
+  bool AllocateMemory();
+
+  /// Releases the block if it is held.
+  void FreeMemory();
+  /// Closes the session if it is held.
+  void CloseSession();
+  /// Finalises the context if it is held.
+  void CloseContext();
+
+ private:
+  TEEC_Context context;
+  TEEC_Session session;
+  TEEC_SharedMemory sharedMemory;
+  TEEC_UUID uuid;
+  bool contextInitialized = false;
+  bool sessionOpened = false;
+  bool memoryAllocated = false;
+};
+
+#endif  // TEE_VAM_TEE_CLIENT_H_

@@ -1,0 +1,25 @@
+#ifndef VERSION_COMPARE_VERSION_H_
+#define VERSION_COMPARE_VERSION_H_
+
+#include <string>
+
+/// Returns whether two firmware versions name the same firmware. They are compared byte by byte
+/// and by position: "/" separates substrings, "," separates the parts of a substring, and every
+/// pair of parts is printed on two lines before it is compared.
+///
+/// A part of upper-case "X" alone is a wildcard and prints "Part skiped!". In `first` it matches
+/// any non-empty part; in `second` only a part of `first` of the same length. The offsets into
+/// `second` are always those found in `first`, so behind a wildcard of another length the next
+/// part of `second` is read from the offset of `first`.
+///
+/// Empty substrings are passed over, and so is a "," at the end of a substring. Prints the reason
+/// and returns false for
+/// - strings of different length: "Size of versions diff!"
+/// - substrings of different length: "SubString size diff!"
+/// - an empty part: "Failed to parse sub versions!"
+/// - parts that differ: "substrings part diff!"
+///
+/// Throws nothing but std::bad_alloc.
+bool compareVersion(std::string first, std::string second);
+
+#endif  // VERSION_COMPARE_VERSION_H_
