@@ -23,7 +23,6 @@ static_assert(TEEC_ERROR_COMMUNICATION == 0xFFFF000E,
 static_assert(TEEC_ORIGIN_COMMS == 2, "TEEC_ORIGIN_COMMS differs from the standard");
 static_assert(TEEC_LOGIN_PUBLIC == 0, "TEEC_LOGIN_PUBLIC differs from the standard");
 static_assert((TEEC_MEM_INPUT | TEEC_MEM_OUTPUT) == 3, "TEEC_MEM_ flags differ from the standard");
-// NOLINTNEXTLINE(misc-redundant-expression): the macro or-s three zeros.
 static_assert(TEEC_PARAM_TYPES(TEEC_MEMREF_PARTIAL_INOUT, TEEC_NONE, TEEC_NONE, TEEC_NONE) == 15,
               "TEEC_PARAM_TYPES differs from the standard");
 static_assert(std::is_trivially_copyable<TEEC_Context>::value &&
