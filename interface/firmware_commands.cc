@@ -20,15 +20,17 @@ TEEC_Result GetInformationWords(const TEEC_UUID& uuid, std::uint32_t identifier,
     if (!marshaller.GetUint(&total) || total == 0) {
       return TEEC_ERROR_NO_DATA;
     }
+    // A huge total wraps here; no more is then copied than the blob holds.
     const std::uint32_t byteCount = total * std::uint32_t{sizeof(std::uint32_t)};
     const void* block = marshaller.GetBlob(byteCount);
     if (block == nullptr) {
       return TEEC_ERROR_NO_DATA;
     }
-    // The blob may stand at any address of the block.
+    const std::uint32_t delivered = byteCount / std::uint32_t{sizeof(std::uint32_t)};
+    const std::uint32_t copied = std::min(delivered, count);
     const auto* bytes = static_cast<const std::uint8_t*>(block);
-    const std::uint32_t copied = std::min(total, count);
     for (std::uint32_t i = 0; i < copied; ++i) {
+      // The blob may stand at any address of the block.
       std::memcpy(&words[i], bytes + std::size_t{i} * sizeof(std::uint32_t), sizeof(std::uint32_t));
     }
     return TEEC_SUCCESS;
