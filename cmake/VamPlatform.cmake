@@ -3,12 +3,18 @@
 
 set(VAM_PLATFORM simulated CACHE STRING "Platform libraries: simulated, or device (from an SDK)")
 set_property(CACHE VAM_PLATFORM PROPERTY STRINGS simulated device)
+if(NOT VAM_PLATFORM MATCHES "^(simulated|device)$")
+  message(FATAL_ERROR "VAM_PLATFORM is '${VAM_PLATFORM}'; set it to simulated or device.")
+endif()
 
 set(VAM_ALL_SIMULATED ON)
 set(VAM_ANY_SIMULATED OFF)
 foreach(library IN ITEMS TEEC MARSHALLER SETTINGS SYSTEM_INFO)
-  set(VAM_${library} ${VAM_PLATFORM} CACHE STRING "simulated or device; follows VAM_PLATFORM")
-  set_property(CACHE VAM_${library} PROPERTY STRINGS simulated device)
+  set(VAM_${library} "" CACHE STRING "simulated or device; as VAM_PLATFORM when empty")
+  set_property(CACHE VAM_${library} PROPERTY STRINGS "" simulated device)
+  if(VAM_${library} STREQUAL "")
+    set(VAM_${library} ${VAM_PLATFORM})
+  endif()
   if(VAM_${library} STREQUAL "simulated")
     set(VAM_ANY_SIMULATED ON)
   elseif(VAM_${library} STREQUAL "device")
@@ -21,7 +27,6 @@ endforeach()
 option(VAM_UPDATE_TOOL_ONLY
        "Build the update tool and what it needs; no settings store, system information or libcrypto"
        OFF)
-option(VAM_BUILD_SIMULATOR "Build the simulated board" ${VAM_ANY_SIMULATED})
 
 # vam_platform_library(TARGET LIBRARY TITLE HEADER LIBRARY_NAME)
 # Defines the interface target of one closed library. For a device it looks up
@@ -45,14 +50,14 @@ function(vam_platform_library target library title header name)
             DOC "Folder of the header of the ${title}")
   find_library(VAM_${library}_LIBRARY_FILE NAMES ${VAM_${library}_LIBRARY}
                DOC "Library file of the ${title}")
-  if(NOT VAM_${library}_INCLUDE_DIR)
+  if(NOT EXISTS ${VAM_${library}_INCLUDE_DIR}/${VAM_${library}_HEADER})
     message(
       FATAL_ERROR
         "The header of the ${title}, ${VAM_${library}_HEADER}, is not in the SDK. Point "
         "CMAKE_PREFIX_PATH or CMAKE_SYSROOT to the SDK, set VAM_${library}_INCLUDE_DIR to the "
         "header's folder, or set VAM_${library}_HEADER to the header's name.")
   endif()
-  if(NOT VAM_${library}_LIBRARY_FILE)
+  if(NOT EXISTS ${VAM_${library}_LIBRARY_FILE})
     message(
       FATAL_ERROR
         "The library of the ${title}, ${VAM_${library}_LIBRARY}, is not in the SDK. Point "
