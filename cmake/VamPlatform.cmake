@@ -28,42 +28,34 @@ option(VAM_UPDATE_TOOL_ONLY
        "Build the update tool and what it needs; no settings store, system information or libcrypto"
        OFF)
 
+include(VamPlatformLibrary)
+
 # vam_platform_library(TARGET LIBRARY TITLE HEADER LIBRARY_NAME)
-# Defines the interface target of one closed library. For a device it looks up
-# VAM_<LIBRARY>_HEADER and VAM_<LIBRARY>_LIBRARY in CMAKE_PREFIX_PATH and the
-# sysroot; VAM_<LIBRARY>_INCLUDE_DIR and VAM_<LIBRARY>_LIBRARY_FILE hold what was
-# found and may be given instead.
+# Defines the interface target of one closed library, simulated or found in the SDK under the names
+# VAM_<LIBRARY>_HEADER and VAM_<LIBRARY>_LIBRARY.
 function(vam_platform_library target library title header name)
   add_library(${target} INTERFACE)
   set(VAM_${library}_HEADER ${header} CACHE STRING "Header of the ${title}")
   set(VAM_${library}_LIBRARY ${name} CACHE STRING "Library name of the ${title}")
   if(NOT VAM_${library}_HEADER STREQUAL header)
-    target_compile_definitions(${target}
-                               INTERFACE "VAM_${library}_HEADER=<${VAM_${library}_HEADER}>")
+    set(definition "VAM_${library}_HEADER=<${VAM_${library}_HEADER}>")
+    target_compile_definitions(${target} INTERFACE ${definition})
+    set_property(GLOBAL PROPERTY VAM_${library}_HEADER_DEFINITION ${definition})
   endif()
   if(VAM_${library} STREQUAL "simulated")
-    target_link_libraries(${target} INTERFACE $<BUILD_INTERFACE:vam_simulated_${name}>)
+    target_link_libraries(${target} INTERFACE vam_simulated_${name})
     return()
   endif()
 
-  find_path(VAM_${library}_INCLUDE_DIR NAMES ${VAM_${library}_HEADER}
-            DOC "Folder of the header of the ${title}")
-  find_library(VAM_${library}_LIBRARY_FILE NAMES ${VAM_${library}_LIBRARY}
-               DOC "Library file of the ${title}")
-  if(NOT EXISTS ${VAM_${library}_INCLUDE_DIR}/${VAM_${library}_HEADER})
-    message(
-      FATAL_ERROR
-        "The header of the ${title}, ${VAM_${library}_HEADER}, is not in the SDK. Point "
-        "CMAKE_PREFIX_PATH or CMAKE_SYSROOT to the SDK, set VAM_${library}_INCLUDE_DIR to the "
-        "header's folder, or set VAM_${library}_HEADER to the header's name.")
+  vam_find_platform_library(${library} ${title})
+  if(VAM_${library}_MISSING)
+    message(FATAL_ERROR "${VAM_${library}_MISSING}")
   endif()
-  if(NOT EXISTS ${VAM_${library}_LIBRARY_FILE})
-    message(
-      FATAL_ERROR
-        "The library of the ${title}, ${VAM_${library}_LIBRARY}, is not in the SDK. Point "
-        "CMAKE_PREFIX_PATH or CMAKE_SYSROOT to the SDK, set VAM_${library}_LIBRARY_FILE to the "
-        "library's path, or set VAM_${library}_LIBRARY to the library's name.")
-  endif()
-  target_include_directories(${target} SYSTEM INTERFACE ${VAM_${library}_INCLUDE_DIR})
-  target_link_libraries(${target} INTERFACE ${VAM_${library}_LIBRARY_FILE})
+  target_include_directories(${target} SYSTEM
+                             INTERFACE $<BUILD_INTERFACE:${VAM_${library}_INCLUDE_DIR}>)
+  target_link_libraries(${target} INTERFACE $<BUILD_INTERFACE:${VAM_${library}_LIBRARY_FILE}>
+                                            $<INSTALL_INTERFACE:vam::sdk_${name}>)
+  set_property(GLOBAL APPEND_STRING PROPERTY VAM_SDK_LIBRARIES
+               "vam_sdk_library(${library} \"${title}\" ${VAM_${library}_HEADER} "
+               "${VAM_${library}_LIBRARY} vam::sdk_${name})\n")
 endfunction()

@@ -1,0 +1,124 @@
+# What is installed where. Components: runtime (the tool), development (libraries and headers),
+# bench (vamctl), simulator (the simulated board).
+
+set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
+# The stand-ins have the names of a device's libraries, so they stay out of the loader's way.
+set(VAM_SIMULATOR_FOLDER ${CMAKE_INSTALL_LIBDIR}/vam-simulator)
+
+# vam_install_library(TARGET [HEADERS path...])
+# Installs a target for development, as vam::<target without vam_>, with the headers, given from
+# the repository's root, that its users include.
+function(vam_install_library target)
+  cmake_parse_arguments(arg "" "" "HEADERS" ${ARGN})
+  string(REGEX REPLACE "^vam_" "" name ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  install(
+    TARGETS ${target}
+    EXPORT vam
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    INCLUDES
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  set_property(GLOBAL APPEND PROPERTY VAM_INSTALLED_HEADERS ${arg_HEADERS})
+endfunction()
+
+# vam_install_program(TARGET COMPONENT FOLDER)
+# Installs a program that finds the stand-ins that it was linked with.
+function(vam_install_program target component folder)
+  if(VAM_ANY_SIMULATED)
+    file(RELATIVE_PATH simulator ${CMAKE_INSTALL_FULL_SBINDIR}
+         ${CMAKE_INSTALL_PREFIX}/${VAM_SIMULATOR_FOLDER})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${simulator}")
+  endif()
+  install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT ${component})
+endfunction()
+
+# vam_install_stand_in(TARGET HEADER)
+# Installs a library of the simulated board, and for development the header that stands in for a
+# device's.
+function(vam_install_stand_in target header)
+  string(REGEX REPLACE "^vam_" "" name ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  target_include_directories(
+    ${target} SYSTEM INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vam-simulator>)
+  install(
+    TARGETS ${target}
+    EXPORT vam
+    LIBRARY DESTINATION ${VAM_SIMULATOR_FOLDER}
+            COMPONENT simulator
+            NAMELINK_COMPONENT development)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vam-simulator
+          COMPONENT development)
+endfunction()
+
+# vam_install_package()
+# Installs what leads to the libraries: headers, CMake package, pkg-config files. Called when every
+# target has been made.
+function(vam_install_package)
+  include(CMakePackageConfigHelpers)
+
+  get_property(headers GLOBAL PROPERTY VAM_INSTALLED_HEADERS)
+  set(staging ${PROJECT_BINARY_DIR}/installed-headers)
+  install(
+    CODE "set(source \"${PROJECT_SOURCE_DIR}\")
+          set(staging \"${staging}\")
+          set(headers \"${headers}\")
+          include(\"${PROJECT_SOURCE_DIR}/cmake/install-headers.cmake\")"
+    COMPONENT development)
+  install(DIRECTORY ${staging}/vam DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+
+  get_property(vam_sdk_libraries GLOBAL PROPERTY VAM_SDK_LIBRARIES)
+  if(TARGET vam_util)
+    set(vam_find_dependencies "find_dependency(OpenSSL 1.1 COMPONENTS Crypto)")
+  endif()
+  configure_package_config_file(
+    ${PROJECT_SOURCE_DIR}/cmake/vam-config.cmake.in ${PROJECT_BINARY_DIR}/vam-config.cmake
+    INSTALL_DESTINATION ${VAM_PACKAGE_FOLDER} NO_SET_AND_CHECK_MACRO
+    NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/vam-config-version.cmake
+                                   COMPATIBILITY SameMajorVersion)
+  install(
+    FILES ${PROJECT_BINARY_DIR}/vam-config.cmake ${PROJECT_BINARY_DIR}/vam-config-version.cmake
+          ${PROJECT_SOURCE_DIR}/cmake/VamPlatformLibrary.cmake
+    DESTINATION ${VAM_PACKAGE_FOLDER}
+    COMPONENT development)
+  install(
+    EXPORT vam
+    FILE vam-targets.cmake
+    NAMESPACE vam::
+    DESTINATION ${VAM_PACKAGE_FOLDER}
+    COMPONENT development)
+
+  # pkg-config knows the folders from the place of its own file, so that a prefix can be moved.
+  file(RELATIVE_PATH vam_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig/file /)
+  string(REGEX REPLACE "/$" "" vam_prefix ${vam_prefix})
+  vam_pkg_config(vam MARSHALLER TEEC)
+  if(TARGET vam_util)
+    vam_pkg_config(vam-util SETTINGS SYSTEM_INFO)
+  endif()
+endfunction()
+
+# vam_pkg_config(NAME LIBRARY...)
+# Installs the pkg-config file of that name, with what the platform libraries ask of a compiler and
+# a linker.
+function(vam_pkg_config name)
+  set(platform_flags "")
+  set(platform_libraries "")
+  foreach(library IN LISTS ARGN)
+    list(APPEND platform_libraries -l${VAM_${library}_LIBRARY})
+    if(VAM_${library} STREQUAL "simulated")
+      list(INSERT platform_libraries 0 "-L\${libdir}/vam-simulator")
+      list(APPEND platform_flags "-isystem \${includedir}/vam-simulator")
+    endif()
+    get_property(definition GLOBAL PROPERTY VAM_${library}_HEADER_DEFINITION)
+    if(definition)
+      list(APPEND platform_flags "'-D${definition}'")
+    endif()
+  endforeach()
+  foreach(list IN ITEMS platform_flags platform_libraries)
+    list(REMOVE_DUPLICATES ${list})
+    list(JOIN ${list} " " ${list})
+  endforeach()
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT development)
+endfunction()

@@ -1,0 +1,16 @@
+# Fills ${staging}/vam with the headers of the list ${headers}, given from the repository's root
+# ${source}. Installed headers include each other from the folder "vam".
+cmake_policy(VERSION 3.18)
+file(REMOVE_RECURSE ${staging})
+foreach(header IN LISTS headers)
+  file(READ ${source}/${header} text)
+  string(REGEX MATCHALL "#include \"[^\"]+\"" includes "${text}")
+  foreach(include IN LISTS includes)
+    string(REGEX REPLACE "#include \"(.*)\"" "\\1" included ${include})
+    if(NOT included IN_LIST headers)
+      message(FATAL_ERROR "${header} is installed and includes ${included}, which is not.")
+    endif()
+  endforeach()
+  string(REPLACE "#include \"" "#include \"vam/" text "${text}")
+  file(WRITE ${staging}/vam/${header} "${text}")
+endforeach()

@@ -1,0 +1,130 @@
+#!/usr/bin/env bash
+# Ports the system to a made-up device: makes an SDK in a folder of its own, checks that whatever is
+# missing from it is named, then builds the tool against it with the preset `device` and runs it.
+# Usage: sdk_test.sh SOURCE WORK COMPILER
+set -euo pipefail
+source=$1 work=$2 compiler=$3
+sdk=$work/sdk build=$work/build
+
+rm -rf "$sdk" "$work/empty"
+mkdir -p "$sdk/lib" "$work/empty"
+cp -r "$source/tests/sdk/include" "$sdk/include"
+for library in teec nolv_utility_nwd; do
+  "$compiler" -std=c++17 -Wall -Werror -shared -fPIC -I "$sdk/include" \
+    "$source/tests/sdk/$library.cc" -o "$sdk/lib/lib$library.so"
+done
+"$compiler" -std=c++17 -Wall -Werror -shared -fPIC "$source/tests/sdk/node.cc" -o "$work/libnode.so"
+
+# Nothing of this machine is looked at, as with a real SDK.
+configure() {
+  cmake -S "$source" -B "$1" --preset device -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
+    -DCMAKE_FIND_ROOT_PATH="$2" -DCMAKE_PREFIX_PATH=/ -U 'VAM_*_INCLUDE_DIR' -U 'VAM_*_FILE' \
+    "${@:3}" >"$work/configure.log" 2>&1
+}
+
+# refuses NAME ROOT EXPECTED OPTION... : the configuration stops with one message, which holds the
+# words of EXPECTED.
+refuses() {
+  local name=$1 root=$2 expected=$3
+  if configure "$work/refusing" "$root" "${@:4}"; then
+    echo "$name: the configuration went through"
+    exit 1
+  fi
+  # CMake folds long messages.
+  if ! tr -s ' \n' ' ' <"$work/configure.log" | grep -qF -- "$expected"; then
+    cat "$work/configure.log"
+    echo "$name: expected '$expected'"
+    exit 1
+  fi
+}
+
+rm -rf "$work/refusing"
+refuses "no TEE client header" "$work/empty" \
+  "The header of the TEE client API, tee_client_api.h, is not in the SDK. Point CMAKE_PREFIX_PATH \
+or CMAKE_SYSROOT to the SDK, set VAM_TEEC_INCLUDE_DIR to the header's folder, or set \
+VAM_TEEC_HEADER to the header's name."
+refuses "no marshaller header" "$work/empty" \
+  "The header of the marshalling library, CNolvWsm.h, is not in the SDK" -DVAM_TEEC=simulated
+refuses "no settings header" "$sdk" "The header of the settings store, vconf.h, is not in the SDK"
+refuses "no system information header" "$sdk" \
+  "The header of the system-information service, system_info.h, is not in the SDK" \
+  -DVAM_SETTINGS=simulated
+refuses "a header's name that the SDK does not have" "$sdk" \
+  "TEE client API, tee/client.h, is not in the SDK" -DVAM_TEEC_HEADER=tee/client.h
+refuses "a header's folder without the header" "$sdk" "set VAM_TEEC_INCLUDE_DIR" \
+  -UVAM_TEEC_HEADER -DVAM_TEEC_INCLUDE_DIR="$sdk/lib"
+mv "$sdk/lib/libteec.so" "$work/empty"
+refuses "no TEE client library" "$sdk" \
+  "The library of the TEE client API, teec, is not in the SDK. Point CMAKE_PREFIX_PATH or \
+CMAKE_SYSROOT to the SDK, set VAM_TEEC_LIBRARY_FILE to the library's path, or set \
+VAM_TEEC_LIBRARY to the library's name."
+refuses "a library's name that the SDK does not have" "$sdk" \
+  "The library of the TEE client API, tee_client, is not in the SDK" -DVAM_TEEC_LIBRARY=tee_client
+mv "$work/empty/libteec.so" "$sdk/lib"
+refuses "neither simulated nor device" "$sdk" "VAM_MARSHALLER is 'sdk'; set it to simulated or device." \
+  -DVAM_MARSHALLER=sdk -UVAM_TEEC_LIBRARY
+refuses "an unknown platform" "$sdk" "VAM_PLATFORM is 'phone'; set it to simulated or device." \
+  -DVAM_PLATFORM=phone
+
+rm -rf "$build"
+configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON || {
+  cat "$work/configure.log"
+  exit 1
+}
+cmake --build "$build" --parallel 2 >"$work/build.log" 2>&1 || {
+  cat "$work/build.log"
+  exit 1
+}
+
+# The status files of the run stay apart from those of this machine.
+status=0
+WORK=$work unshare --map-root-user --mount bash -euc '
+  mount -t tmpfs none /tmp
+  LD_PRELOAD=$WORK/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
+    "$WORK/build/driver/vam-update" >"$WORK/console" || status=$?
+  find /tmp -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
+  exit ${status:-0}' || status=$?
+
+diff "$work/console" - <<'TEXT'
+isvam = 1
+Vam present on this board
+Run updateBIN for VAM_UPDATEFW_ALL
+CA InterfaceSP: vm_updateFW
+TEE connection has been set
+CA InterfaceSP: vm_updateFW
+TEE connection has been set
+CA InterfaceSP: vm_updateFW
+TEE connection has been set
+CA InterfaceSP: vam_getFWInfo
+TEE connection has been set
+0: 100
+1: 80
+2: 60
+3: 40
+4: 20
+5: 0
+6: -20
+7: -40
+8: -60
+9: -80
+systemVersion: 2.0,17/4,X
+systemVersionIC: 2.0,17/4,X
+systemVersionFS: 2.0,17/4,X
+2.0
+2.0
+17
+17
+4
+4
+X
+X
+Part skiped!
+appVersion: 3.1
+appVersionIC: 3.1
+appVersionFS: 3.1
+3.1
+3.1
+TEXT
+diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
+[ "$status" = 0 ]
