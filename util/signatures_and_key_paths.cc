@@ -28,7 +28,12 @@ bool PutComponent(unsigned char* component, const unsigned char* integer, std::u
   if (length > kComponentSize) {
     return false;
   }
-  std::memcpy(component + kComponentSize - length, integer, length);
+  if (length == kComponentSize) {
+    // All but one component in 256; copying a number of bytes known here takes no call.
+    std::memcpy(component, integer, kComponentSize);
+  } else {
+    std::memcpy(component + kComponentSize - length, integer, length);
+  }
   return true;
 }
 
