@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Builds everything for one ARM architecture and checks the update tool as it would go into an
+# image: its size, its hardening, and the libraries that it asks for.
+# Usage: arm_test.sh SOURCE PRESET INTERPRETER
+set -euo pipefail
+source=$1 preset=$2 interpreter=$3
+build=$source/build/$preset
+limit=40960
+
+mkdir -p "$build"
+cd "$source"
+{ cmake --preset "$preset" && cmake --build --preset "$preset" --parallel 2; } >"$build/log" 2>&1 || {
+  tail -n 60 "$build/log"
+  exit 1
+}
+
+tool=$build/driver/vam-update
+size=$(stat --format %s "$tool")
+echo "$preset: vam-update has $size bytes"
+[ "$size" -le "$limit" ] || { echo "more than $limit" && exit 1; }
+
+readelf --wide --file-header --program-headers --section-headers --dynamic --dyn-syms "$tool" \
+  >"$build/readelf"
+# expects NAME PATTERN, refuses NAME PATTERN: the tool's ELF has, or has not, a line that matches.
+expects() { grep -qE -- "$2" "$build/readelf" || { echo "vam-update: no $1" && exit 1; }; }
+refuses() { ! grep -E -- "$2" "$build/readelf" || { echo "vam-update: $1" && exit 1; }; }
+expects "position-independent code" 'Type: +DYN .*Position-Independent Executable'
+expects "$interpreter" "interpreter: /lib/$interpreter\]"
+expects "relocations made read-only" 'GNU_RELRO'
+expects "binding at start" '\(FLAGS\) +BIND_NOW'
+expects "stack protector" '__stack_chk_fail'
+refuses "an executable stack" 'GNU_STACK.* RWE'
+refuses "symbols that strip removes" '\.symtab'
+
+needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | sort | xargs)
+expected="libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
+[ "$needed" = "$expected" ] || { echo "vam-update needs: $needed" && exit 1; }
