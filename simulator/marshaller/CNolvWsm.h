@@ -34,6 +34,8 @@ class CNolvWsm {
   unsigned char* block;
   std::size_t size;
   std::size_t position;
+  /// Counts the process's marshallers from 1, for the journal.
+  std::uint32_t number;
 };
 
 #endif  // SIMULATOR_MARSHALLER_CNOLVWSM_H_

@@ -75,22 +75,22 @@ typedef struct {
   uint8_t clockSeqAndNode[8];
 } TEEC_UUID;
 
-/* In each record the member `imp` is the stand-in's own: the number of what the record stands for,
- * 0 in a record that stands for nothing. */
+/* In each record the member `number` is the stand-in's own: it counts what the record stands for,
+ * from 1; 0 in a record that stands for nothing. */
 
 typedef struct {
-  uint32_t imp;
+  uint32_t number;
 } TEEC_Context;
 
 typedef struct {
-  uint32_t imp;
+  uint32_t number;
 } TEEC_Session;
 
 typedef struct {
   void* buffer;
   size_t size;
   uint32_t flags;
-  uint32_t imp;
+  uint32_t number;
 } TEEC_SharedMemory;
 
 typedef struct {
@@ -119,7 +119,7 @@ typedef struct {
   uint32_t started;
   uint32_t paramTypes;
   TEEC_Parameter params[TEEC_CONFIG_PAYLOAD_REF_COUNT];
-  uint32_t imp;
+  uint32_t number;
 } TEEC_Operation;
 
 TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context);

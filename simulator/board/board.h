@@ -1,0 +1,112 @@
+#ifndef SIMULATOR_BOARD_BOARD_H_
+#define SIMULATOR_BOARD_BOARD_H_
+
+// A simulated board, as a board file (TOML) describes it. docs/simulator.md is the reference of the
+// file's keys.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/trusted_application/answer_fault.h"
+
+namespace vam {
+
+/// What the kernel driver's node answers.
+struct ProbeSection {
+  bool nodePresent = true;
+  bool ioctlAnswers = true;
+  /// The flag that the ioctl writes; none: it is left untouched.
+  std::optional<std::int32_t> flag = 1;
+};
+
+struct SecureWorldSection {
+  bool present = true;
+  bool trustedApplication = true;
+};
+
+struct ImageSection {
+  enum class State { kWhole, kMissing, kDamaged };
+
+  std::string systemVersion;
+  std::string appVersion;
+  std::string runsSystemVersion;
+  std::string runsAppVersion;
+  std::uint32_t payloadSize = 4096;
+  State state = State::kWhole;
+  /// An image file instead of the versions; empty: none.
+  std::string file;
+};
+
+struct ChipSection {
+  enum class State { kWhole, kInterrupted, kDamaged, kFull };
+
+  std::string systemVersion;
+  std::string appVersion;
+  State state = State::kWhole;
+  bool implementsUpdates = true;
+  bool selfTestPasses = true;
+  std::vector<std::uint32_t> information;
+  std::vector<std::uint8_t> hackInformation;
+  std::vector<std::uint8_t> akRecord;
+  std::vector<std::uint8_t> rpmbRecord;
+};
+
+/// One fault that the board declares.
+struct Fault {
+  enum class Kind {
+    /// A platform call gives another result.
+    kCall,
+    /// The trusted application answers wrongly.
+    kAnswer,
+    /// The board loses power.
+    kPowerCut,
+  };
+
+  Kind kind = Kind::kCall;
+  /// In words, for reports.
+  std::string description;
+  /// kCall: the call's name. Which of these calls it changes, from 1; 0: every one.
+  std::string call;
+  std::uint32_t occurrence = 0;
+  /// kCall: what a TEEC_ function or system_info_get_value_string returns instead.
+  std::uint32_t result = 0;
+  std::uint32_t origin = 0;
+  /// kCall on open and ioctl: the error number.
+  int errorNumber = 0;
+  AnswerFault answer{};
+  /// kPowerCut: after this many writes of the chip's memory in a run.
+  std::uint32_t writes = 0;
+};
+
+struct Board {
+  std::string title;
+  std::string about;
+  ProbeSection probe;
+  SecureWorldSection secureWorld;
+  ImageSection image;
+  ChipSection chip;
+  std::map<std::string, std::string> settings;
+  /// By the number of the key.
+  std::map<std::int32_t, std::string> systemInformation;
+  std::vector<Fault> faults;
+};
+
+/// What is wrong with a board file: one line that names the file, the line and what was expected.
+class BoardError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Reads the board file at `path`. Throws BoardError.
+[[nodiscard]] Board ReadBoardFile(const std::string& path);
+
+/// Reads a board from `text`; `name` stands for the file in errors. Throws BoardError.
+[[nodiscard]] Board ReadBoardText(const std::string& text, const std::string& name);
+
+}  // namespace vam
+
+#endif  // SIMULATOR_BOARD_BOARD_H_

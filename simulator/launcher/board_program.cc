@@ -1,0 +1,124 @@
+#include "simulator/launcher/board_program.h"
+
+#include <fcntl.h>
+#include <glib-unix.h>
+#include <glib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/board/run.h"
+
+namespace vam {
+
+namespace {
+
+constexpr char kNodeWatch[] = "/libvam_node_watch.so";
+constexpr char kMockPreload[] = "libumockdev-preload.so.0";
+/// How often the end of what the program left running is looked for.
+constexpr unsigned kPollMilliseconds = 10;
+
+struct Progress {
+  GMainLoop* loop;
+  pid_t program;
+  int status = 0;
+};
+
+void Prepend(const char* variable, const std::string& value) {
+  const char* old = std::getenv(variable);
+  const std::string whole = old == nullptr || *old == '\0' ? value : value + ":" + old;
+  setenv(variable, whole.c_str(), 1);
+}
+
+/// In the child: becomes the program, or tells the parent through `report` why not.
+[[noreturn]] void BecomeProgram(const BoardProgram& program, int report) {
+  setenv(Run::kEnvironmentVariable, program.runDirectory.c_str(), 1);
+  Prepend("LD_LIBRARY_PATH", program.libraries);
+  Prepend("LD_PRELOAD", program.libraries + kNodeWatch + ":" + kMockPreload);
+  std::vector<char*> arguments;
+  for (const std::string& argument : program.command) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  const int error = errno;
+  // The parent takes a pipe that was closed without a word for a success.
+  if (write(report, &error, sizeof error) != sizeof error) {
+    _exit(kNotExecutable);
+  }
+  _exit(kNotFound);
+}
+
+/// Ends the loop once no process of the board is left.
+gboolean EndWhenAlone(gpointer data) {
+  int status = 0;
+  pid_t ended = 0;
+  do {
+    ended = waitpid(-1, &status, WNOHANG);
+  } while (ended > 0);
+  if (ended == 0) {
+    return G_SOURCE_CONTINUE;
+  }
+  g_main_loop_quit(static_cast<Progress*>(data)->loop);
+  return G_SOURCE_REMOVE;
+}
+
+void ProgramEnded(GPid /*program*/, gint status, gpointer data) {
+  static_cast<Progress*>(data)->status = status;
+  g_timeout_add(kPollMilliseconds, &EndWhenAlone, data);
+}
+
+template <int Signal>
+gboolean PassOn(gpointer data) {
+  kill(static_cast<Progress*>(data)->program, Signal);
+  return G_SOURCE_CONTINUE;
+}
+
+}  // namespace
+
+int RunOnBoard(const BoardProgram& program) {
+  // What the program leaves behind becomes ours to wait for.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  int report[2];
+  if (pipe2(report, O_CLOEXEC) != 0) {
+    throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
+  }
+  const pid_t child = fork();
+  if (child < 0) {
+    throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+  }
+  if (child == 0) {
+    BecomeProgram(program, report[1]);
+  }
+  close(report[1]);
+  int error = 0;
+  const bool failed = read(report[0], &error, sizeof error) == sizeof error;
+  close(report[0]);
+  if (failed) {
+    waitpid(child, nullptr, 0);
+    std::fprintf(stderr, "vam-board: %s: cannot be run: %s\n", program.command[0].c_str(),
+                 std::strerror(error));
+    return error == ENOENT ? kNotFound : kNotExecutable;
+  }
+
+  Progress progress{g_main_loop_new(nullptr, FALSE), child};
+  g_child_watch_add(child, &ProgramEnded, &progress);
+  g_unix_signal_add(SIGINT, &PassOn<SIGINT>, &progress);
+  g_unix_signal_add(SIGTERM, &PassOn<SIGTERM>, &progress);
+  g_unix_signal_add(SIGHUP, &PassOn<SIGHUP>, &progress);
+  g_main_loop_run(progress.loop);
+  g_main_loop_unref(progress.loop);
+  return WIFSIGNALED(progress.status) ? 128 + WTERMSIG(progress.status)
+                                      : WEXITSTATUS(progress.status);
+}
+
+}  // namespace vam
