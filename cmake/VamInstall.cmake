@@ -89,7 +89,7 @@ function(vam_install_package)
     COMPONENT development)
 
   # pkg-config knows the folders from the place of its own file, so that a prefix can be moved.
-  file(RELATIVE_PATH vam_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig/file /)
+  file(RELATIVE_PATH vam_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   string(REGEX REPLACE "/$" "" vam_prefix ${vam_prefix})
   vam_pkg_config(vam MARSHALLER TEEC)
   if(TARGET vam_util)

@@ -14,7 +14,7 @@ cd "$source"
   exit 1
 }
 
-tool=$build/driver/vam-update
+tool=$build/sbin/vam-update
 size=$(stat --format %s "$tool")
 echo "$preset: vam-update has $size bytes"
 [ "$size" -le "$limit" ] || { echo "more than $limit" && exit 1; }
@@ -32,6 +32,6 @@ expects "stack protector" '__stack_chk_fail'
 refuses "an executable stack" 'GNU_STACK.* RWE'
 refuses "symbols that strip removes" '\.symtab'
 
-needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | sort | xargs)
-expected="libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
+needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | LC_ALL=C sort | xargs)
+expected="$interpreter libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
 [ "$needed" = "$expected" ] || { echo "vam-update needs: $needed" && exit 1; }

@@ -6,7 +6,7 @@ set -euo pipefail
 source=$1 work=$2 compiler=$3
 sdk=$work/sdk build=$work/build
 
-rm -rf "$sdk" "$work/empty"
+rm -rf "$sdk" "$work/empty" "$work/installed"
 mkdir -p "$sdk/lib" "$work/empty"
 cp -r "$source/tests/sdk/include" "$sdk/include"
 for library in teec nolv_utility_nwd; do
@@ -15,12 +15,13 @@ for library in teec nolv_utility_nwd; do
 done
 "$compiler" -std=c++17 -Wall -Werror -shared -fPIC "$source/tests/sdk/node.cc" -o "$work/libnode.so"
 
+# configure BUILD ROOT OPTION... : from the beginning, except for what is known of the compiler.
 # Nothing of this machine is looked at, as with a real SDK.
 configure() {
+  rm -f "$1/CMakeCache.txt"
   cmake -S "$source" -B "$1" --preset device -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
-    -DCMAKE_FIND_ROOT_PATH="$2" -DCMAKE_PREFIX_PATH=/ -U 'VAM_*_INCLUDE_DIR' -U 'VAM_*_FILE' \
-    "${@:3}" >"$work/configure.log" 2>&1
+    -DCMAKE_FIND_ROOT_PATH="$2" -DCMAKE_PREFIX_PATH=/ "${@:3}" >"$work/configure.log" 2>&1
 }
 
 # refuses NAME ROOT EXPECTED OPTION... : the configuration stops with one message, which holds the
@@ -53,7 +54,7 @@ refuses "no system information header" "$sdk" \
 refuses "a header's name that the SDK does not have" "$sdk" \
   "TEE client API, tee/client.h, is not in the SDK" -DVAM_TEEC_HEADER=tee/client.h
 refuses "a header's folder without the header" "$sdk" "set VAM_TEEC_INCLUDE_DIR" \
-  -UVAM_TEEC_HEADER -DVAM_TEEC_INCLUDE_DIR="$sdk/lib"
+  -DVAM_TEEC_INCLUDE_DIR="$sdk/lib"
 mv "$sdk/lib/libteec.so" "$work/empty"
 refuses "no TEE client library" "$sdk" \
   "The library of the TEE client API, teec, is not in the SDK. Point CMAKE_PREFIX_PATH or \
@@ -63,12 +64,15 @@ refuses "a library's name that the SDK does not have" "$sdk" \
   "The library of the TEE client API, tee_client, is not in the SDK" -DVAM_TEEC_LIBRARY=tee_client
 mv "$work/empty/libteec.so" "$sdk/lib"
 refuses "neither simulated nor device" "$sdk" "VAM_MARSHALLER is 'sdk'; set it to simulated or device." \
-  -DVAM_MARSHALLER=sdk -UVAM_TEEC_LIBRARY
+  -DVAM_MARSHALLER=sdk
 refuses "an unknown platform" "$sdk" "VAM_PLATFORM is 'phone'; set it to simulated or device." \
   -DVAM_PLATFORM=phone
 
+# From here on the SDK keeps its TEE header in a folder.
+mkdir "$sdk/include/gp"
+mv "$sdk/include/tee_client_api.h" "$sdk/include/gp/"
 rm -rf "$build"
-configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON || {
+configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_client_api.h || {
   cat "$work/configure.log"
   exit 1
 }
@@ -82,7 +86,7 @@ status=0
 WORK=$work unshare --map-root-user --mount bash -euc '
   mount -t tmpfs none /tmp
   LD_PRELOAD=$WORK/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
-    "$WORK/build/driver/vam-update" >"$WORK/console" || status=$?
+    "$WORK/build/sbin/vam-update" >"$WORK/console" || status=$?
   find /tmp -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
   exit ${status:-0}' || status=$?
 
@@ -128,3 +132,33 @@ appVersionFS: 3.1
 TEXT
 diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
 [ "$status" = 0 ]
+
+# The header's name reaches who uses the installed libraries, and so does what the SDK must have.
+cmake --install "$build" --prefix "$work/installed" --component development >"$work/install.log"
+rm -rf "$work/consumer"
+consume() {
+  rm -f "$work/consumer/CMakeCache.txt"
+  cmake -S "$source/tests/sdk/consumer" -B "$work/consumer" -DCMAKE_CXX_COMPILER="$compiler" \
+    -DCMAKE_PREFIX_PATH="$1" >"$work/consumer.log" 2>&1
+}
+if consume "$work/installed"; then
+  echo "a consumer without the SDK was configured"
+  exit 1
+fi
+tr -s ' \n' ' ' <"$work/consumer.log" | grep -qF \
+  "The header of the TEE client API, gp/tee_client_api.h, is not in the SDK."
+consume "$work/installed;$sdk" || { cat "$work/consumer.log" && exit 1; }
+cmake --build "$work/consumer" >"$work/consumer.log" 2>&1 || { cat "$work/consumer.log" && exit 1; }
+LD_LIBRARY_PATH=$sdk/lib "$work/consumer/consumer" >"$work/consumer.console"
+diff "$work/consumer.console" - <<'TEXT'
+Failed to open TEE session, result and retOrigin = 42949017664
+CA InterfaceSP: vam_getInfo
+Failed to open TEE session, result and retOrigin = 42949017664
+TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 4
+TEXT
+
+# pkg-config says the same.
+eval "$compiler -std=c++17 $source/tests/sdk/consumer/consumer.cc -I $sdk/include -L $sdk/lib" \
+  "$(PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name vam.pc)") \
+    pkg-config --cflags --libs vam)" -o "$work/by-pkg-config"
+LD_LIBRARY_PATH=$sdk/lib "$work/by-pkg-config" | diff - "$work/consumer.console"

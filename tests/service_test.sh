@@ -9,7 +9,7 @@ rm -rf "$work"
 mkdir -p "$work"
 # The tool's place in the build stands for its place in the image.
 unit=$work/vam-update.service
-sed "s#^ExecStart=.*#ExecStart=$build/driver/vam-update#" "$build/packaging/vam-update.service" >"$unit"
+sed "s#^ExecStart=.*#ExecStart=$build/sbin/vam-update#" "$build/packaging/vam-update.service" >"$unit"
 
 complaints=$(systemd-analyze verify --man=no "$unit" 2>&1) || {
   echo "systemd-analyze verify: $complaints"

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Installs a build, moves the prefix, builds a program against it through find_package and again
+# through pkg-config, and runs both, and the installed tool, on a simulated board.
+# Usage: installed_test.sh SOURCE BUILD WORK COMPILER
+set -euo pipefail
+source=$1 build=$2 work=$3 compiler=$4
+prefix=$work/prefix
+
+rm -rf "$work"
+mkdir -p "$work"
+cmake --install "$build" --prefix "$work/first" >"$work/install.log"
+mv "$work/first" "$prefix"
+
+cp -r "$source/tests/installed" "$work/consumer"
+(cd "$prefix/include" && find vam -name '*.h' | LC_ALL=C sort) | sed 's/.*/#include <&>/' \
+  >"$work/consumer/every_header.cc"
+[ "$(wc -l <"$work/consumer/every_header.cc")" -ge 15 ] || { echo "headers are missing" && exit 1; }
+
+{
+  cmake -S "$work/consumer" -B "$work/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$compiler" && cmake --build "$work/by-cmake"
+} >"$work/by-cmake.log" 2>&1 || { cat "$work/by-cmake.log" && exit 1; }
+
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vam.pc)")
+export PKG_CONFIG_PATH
+[ "$(pkg-config --modversion vam vam-util | sort -u)" = \
+  "$(sed -n 's/.*PACKAGE_VERSION "\(.*\)".*/\1/p' "$(find "$prefix" -name vam-config-version.cmake)" | sed -n 1p)" ]
+mkdir "$work/by-pkg-config"
+# The flags are words of a command line, quotes included.
+eval "$compiler -std=c++17 -Wall -Wextra -Wpedantic -Werror $work/consumer/*.cc" \
+  "$(pkg-config --cflags --libs vam-util vam)" -o "$work/by-pkg-config/consumer"
+
+# on_board PROGRAM...: runs it where its status files do not meet this machine's; they are listed
+# behind its console.
+on_board() {
+  PREFIX=$prefix unshare --map-root-user --mount bash -euc '
+    mount -t tmpfs none /tmp
+    "$PREFIX/bin/vam-board" run --board update-needed -- "$@"
+    find /tmp -type f -printf "%f: " -exec cat {} +' bash "$@"
+}
+
+cat >"$work/expected" <<'TEXT'
+CA InterfaceSP: vm_updateFW
+TEE connection has been set
+0 1.0,17/7,3 2.0,10
+VAM result is:
+		VAM: VAM_RET_SUCCESS
+		Firmware: ZELK_NO_ERROR
+XX
+17
+Part skiped!
+1
+SN-0001-7A
+1 ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad
+TEXT
+for way in by-cmake by-pkg-config; do
+  on_board "$work/$way/consumer" >"$work/$way.console"
+  diff "$work/expected" "$work/$way.console"
+done
+
+on_board "$prefix/sbin/vam-update" | tail -n 1 >"$work/verdict"
+diff "$work/verdict" - <<<"VAM_OK: Updated FW version: 1.1,04/7,3 "
