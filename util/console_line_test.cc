@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -116,7 +117,7 @@ class Printer {
 
   /// Returns whether the thread came to wait in the kernel, without an end and without spinning.
   bool Waits() const {
-    for (int attempt = 0; attempt < 2000; ++attempt) {
+    for (int attempt = 0; attempt < 2000 && identifier != kDone; ++attempt) {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
       std::ifstream status("/proc/self/task/" + std::to_string(identifier) + "/stat");
       std::string text;
@@ -210,13 +211,10 @@ TEST(ConsoleLine, ContinuesShortWrites) {
     const StandardOutput output(ends.writing.Number());
     Printer printer(line);
     waited = printer.Waits();
-    char buffer[4096];
-    while (read.size() <= line.size()) {
-      const ssize_t count = ::read(ends.reading.Number(), buffer, sizeof buffer);
-      if (count <= 0) {
-        break;
-      }
-      read.append(buffer, static_cast<std::size_t>(count));
+    MakeNonBlocking(ends.reading.Number());
+    pollfd reading{ends.reading.Number(), POLLIN, 0};
+    while (read.size() <= line.size() && poll(&reading, 1, 5000) == 1) {
+      read += ReadAll(ends.reading.Number());
     }
   }
   EXPECT_TRUE(waited);

@@ -153,13 +153,16 @@ TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForAKeyThatTheServiceRefuse
 }
 
 TEST_F(PlatformIdentityTest, SystemInformationThatComesWithAnErrorIsNotTaken) {
-  char kept[] = "the service's own";
-  EXPECT_CALL(platform, ReadSystemInformation(SYSTEM_INFO_MODEL_NAME, _))
-      .WillOnce(DoAll(SetArgPointee<1>(kept), Return(-1)));
-  testing::internal::CaptureStdout();
-  const std::string text = GetSysInfoStringValue(SYSTEM_INFO_MODEL_NAME);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to read string option\n");
-  EXPECT_EQ(text, "");
+  for (const int code : {1, -1, -22}) {
+    SCOPED_TRACE(code);
+    char kept[] = "the service's own";
+    EXPECT_CALL(platform, ReadSystemInformation(SYSTEM_INFO_MODEL_NAME, _))
+        .WillOnce(DoAll(SetArgPointee<1>(kept), Return(code)));
+    testing::internal::CaptureStdout();
+    const std::string text = GetSysInfoStringValue(SYSTEM_INFO_MODEL_NAME);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to read string option\n");
+    EXPECT_EQ(text, "");
+  }
 }
 
 TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForASuccessWithoutText) {
