@@ -110,7 +110,8 @@ bool get_uint(ValueCursor& cursor, uint32_t* value) { return GetNumber(cursor, k
 uint8_t* get_blob(ValueCursor& cursor, uint32_t length) {
   constexpr size_t kHeadSize = kTagSize + kNumberSize;
   const uint8_t* head = NextValue(cursor, kBlobTag, kHeadSize);
-  if (head == nullptr || load_number(head + kTagSize) != length || length > SIZE_MAX - kHeadSize) {
+  if (head == nullptr || load_number(head + kTagSize) != length ||
+      length > cursor.size - cursor.position - kHeadSize) {
     return nullptr;
   }
   uint8_t* place = NextValue(cursor, kBlobTag, kHeadSize + length);
