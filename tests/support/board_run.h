@@ -1,0 +1,27 @@
+#ifndef TESTS_SUPPORT_BOARD_RUN_H_
+#define TESTS_SUPPORT_BOARD_RUN_H_
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vam {
+
+/// Returns the command line that puts `program` on `board`, with the chip kept in `state` and the
+/// journal in `journal` where they are not empty.
+[[nodiscard]] std::vector<std::string> OnBoard(const std::string& board,
+                                               const std::vector<std::string>& program,
+                                               const std::string& state = "",
+                                               const std::string& journal = "");
+
+/// Returns the environment for such a run: the launcher's own files stay out of the tested /tmp,
+/// and sanitized programs accept the libraries that are preloaded.
+[[nodiscard]] std::map<std::string, std::string> BoardEnvironment();
+
+/// Paths of the programs under test.
+[[nodiscard]] std::string UpdateTool();
+[[nodiscard]] std::string BoardLauncher();
+
+}  // namespace vam
+
+#endif  // TESTS_SUPPORT_BOARD_RUN_H_

@@ -1,0 +1,29 @@
+#ifndef TESTS_SUPPORT_PRIVATE_TMP_H_
+#define TESTS_SUPPORT_PRIVATE_TMP_H_
+
+#include <string>
+
+namespace vam {
+
+/// A /tmp of the test's own, in a mount namespace that the process enters with the first one and
+/// keeps, and a second folder of its own for everything else. Both are empty file systems in
+/// memory and go with the object. Works for root and, where the kernel lets users make namespaces,
+/// for anybody. Throws std::runtime_error where there is none to be had.
+class PrivateTmp {
+ public:
+  /// `options` are tmpfs mount options for /tmp, such as "size=4k".
+  explicit PrivateTmp(const std::string& options = "");
+  ~PrivateTmp();
+  PrivateTmp(const PrivateTmp&) = delete;
+  PrivateTmp& operator=(const PrivateTmp&) = delete;
+
+  /// The second folder.
+  static std::string Folder() { return "/mnt"; }
+
+  /// Makes /tmp refuse every write.
+  static void MakeReadOnly();
+};
+
+}  // namespace vam
+
+#endif  // TESTS_SUPPORT_PRIVATE_TMP_H_
