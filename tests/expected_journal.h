@@ -50,7 +50,7 @@ class ExpectedJournal {
   ExpectedJournal& InformationUnconnected(Connection connection, std::uint32_t result,
                                           FaultNumber fault);
 
-  const std::string& text() const { return journal; }
+  const std::string& Text() const { return journal; }
 
  private:
   void Line(const std::string& line, FaultNumber fault = 0);

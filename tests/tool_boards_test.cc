@@ -36,7 +36,7 @@ std::string UnconnectedRun(Connection connection, std::uint32_t result, FaultNum
   for (const int mode : {7, 3, 11}) {
     journal.UpdateUnconnected(mode, connection, result, fault);
   }
-  return journal.InformationUnconnected(connection, result, fault).text();
+  return journal.InformationUnconnected(connection, result, fault).Text();
 }
 
 /// The journal of a run in which only the update itself goes wrong.
@@ -45,7 +45,7 @@ std::string RunWithFailingUpdate(Exchange update) {
   ExpectedJournal journal = Journal();
   journal.Update(7, kSystem, kApp);
   update(journal);
-  return journal.Update(11, "1.0,17/7,3", "2.0,10").Information().text();
+  return journal.Update(11, "1.0,17/7,3", "2.0,10").Information().Text();
 }
 
 std::string RunWithCutReply(ReplyItem item) {
@@ -55,7 +55,7 @@ std::string RunWithCutReply(ReplyItem item) {
       .UpdateCutAt(3, item, 1)
       .Update(11, kSystem, kApp)
       .Information()
-      .text();
+      .Text();
 }
 
 std::string GoodRun() {
@@ -64,7 +64,7 @@ std::string GoodRun() {
       .Update(3, kSystem, kApp)
       .Update(11, kSystem, kApp)
       .Information()
-      .text();
+      .Text();
 }
 
 std::string RunWithOtherParts(const std::string& system, const std::string& app) {
@@ -73,7 +73,7 @@ std::string RunWithOtherParts(const std::string& system, const std::string& app)
       .Update(3, system, app)
       .Update(11, system, app)
       .Information()
-      .text();
+      .Text();
 }
 
 const std::map<std::string, std::string>& Journals() {
@@ -87,24 +87,24 @@ const std::map<std::string, std::string>& Journals() {
                              .Update(3, kSystem, kApp)
                              .Update(11, kSystem, kApp)
                              .Information()
-                             .text()},
-      {"no-vam", ExpectedJournal().Probe(0).text()},
-      {"flag-two", ExpectedJournal().Probe(2).text()},
-      {"flag-untouched", ExpectedJournal().Probe(-1).text()},
-      {"no-device-node", ExpectedJournal().ProbeWithoutNode().text()},
-      {"ioctl-failing", ExpectedJournal().ProbeWithFailingIoctl().text()},
+                             .Text()},
+      {"no-vam", ExpectedJournal().Probe(0).Text()},
+      {"flag-two", ExpectedJournal().Probe(2).Text()},
+      {"flag-untouched", ExpectedJournal().Probe(-1).Text()},
+      {"no-device-node", ExpectedJournal().ProbeWithoutNode().Text()},
+      {"ioctl-failing", ExpectedJournal().ProbeWithFailingIoctl().Text()},
       {"not-implemented", Journal()
                               .Update(7, kSystem, kApp, kNotImplemented)
                               .Update(3, "1.0,17/7,3", "2.0,10", kNotImplemented)
                               .Update(11, "1.0,17/7,3", "2.0,10", kNotImplemented)
                               .Information()
-                              .text()},
+                              .Text()},
       {"not-implemented-mode-3-failing", Journal()
                                              .Update(7, kSystem, kApp, kNotImplemented)
                                              .UpdateRefused(3, 0xFFFF0000, 4, 1)
                                              .Update(11, "1.0,17/7,3", "2.0,10", kNotImplemented)
                                              .Information()
-                                             .text()},
+                                             .Text()},
       {"mode-3-failing",
        RunWithFailingUpdate([](auto& run) { run.UpdateRefused(3, 0xFFFF0000, 4, 1); })},
       {"mode-7-failing", Journal()
@@ -112,36 +112,36 @@ const std::map<std::string, std::string>& Journals() {
                              .Update(3, kSystem, kApp)
                              .Update(11, kSystem, kApp)
                              .Information()
-                             .text()},
+                             .Text()},
       {"mode-11-failing", Journal()
                               .Update(7, kSystem, kApp)
                               .Update(3, kSystem, kApp)
                               .UpdateRefused(11, 0xFFFF000D, 4, 1)
                               .Information()
-                              .text()},
+                              .Text()},
       {"all-modes-failing", Journal()
                                 .UpdateRefused(7, 0xFFFF0007, 4, 1)
                                 .UpdateRefused(3, 0xFFFF0000, 4, 2)
                                 .UpdateRefused(11, 0xFFFF000D, 4, 3)
                                 .Information()
-                                .text()},
+                                .Text()},
       {"modes-7-and-11-failing", Journal()
                                      .UpdateRefused(7, 0xFFFF0007, 4, 1)
                                      .Update(3, kSystem, kApp)
                                      .UpdateRefused(11, 0xFFFF000D, 4, 2)
                                      .Information()
-                                     .text()},
+                                     .Text()},
       {"system-part-differs", RunWithOtherParts("1.1,03/7,3", kApp)},
       {"app-part-differs", RunWithOtherParts(kSystem, "2.0,12")},
       {"both-parts-differ", RunWithOtherParts("1.1,03/7,3", "2.0,12")},
       {"one-byte-versions",
-       Journal().Update(7, "", "").Update(3, "", "").Update(11, "", "").Information().text()},
+       Journal().Update(7, "", "").Update(3, "", "").Update(11, "", "").Information().Text()},
       {"information-query-failing", Journal()
                                         .Update(7, kSystem, kApp)
                                         .Update(3, kSystem, kApp)
                                         .Update(11, kSystem, kApp)
                                         .InformationRefused(0xFFFF000B, 1)
-                                        .text()},
+                                        .Text()},
       {"secure-world-absent", UnconnectedRun(Connection::kNoContext, 0xFFFF0008, 0)},
       {"trusted-application-missing", UnconnectedRun(Connection::kNoSession, 0xFFFF0008, 0)},
       {"session-refused", UnconnectedRun(Connection::kNoSession, 0xFFFF0001, 1)},
@@ -160,25 +160,25 @@ const std::map<std::string, std::string>& Journals() {
                                 .Update(3, kSystem, kApp)
                                 .UpdateCutAt(11, ReplyItem::kAppSize, 2, "07000000f5ffffff")
                                 .Information()
-                                .text()},
+                                .Text()},
       {"missing-image", Journal()
                             .UpdateWithoutVersions(7, "0500000000000000")
                             .UpdateWithoutVersions(3, "0500000000000000")
                             .Update(11, "1.0,17/7,3", "2.0,10")
                             .Information()
-                            .text()},
+                            .Text()},
       {"damaged-image", Journal()
                             .UpdateWithoutVersions(7, "0a00000000000000")
                             .UpdateWithoutVersions(3, "0a00000000000000")
                             .Update(11, "1.0,17/7,3", "2.0,10")
                             .Information()
-                            .text()},
+                            .Text()},
       {"chip-damaged", Journal()
                            .Update(7, kSystem, kApp)
                            .UpdateWithoutVersions(3, "04000000c3ffffff")
                            .UpdateWithoutVersions(11, "04000000c3ffffff")
                            .InformationRefused(0xFFFF0007, 0)
-                           .text()},
+                           .Text()},
       {"chip-full",
        RunWithFailingUpdate([](auto& run) { run.UpdateWithoutVersions(3, "04000000e0ffffff"); })},
       {"chip-interrupted", Journal()
@@ -186,8 +186,8 @@ const std::map<std::string, std::string>& Journals() {
                                .UpdateWithoutVersions(3, "03000000cdffffff")
                                .UpdateWithoutVersions(11, "03000000cdffffff")
                                .Information()
-                               .text()},
-      {"power-cut-during-update", Journal().Update(7, kSystem, kApp).UpdateInterrupted().text()},
+                               .Text()},
+      {"power-cut-during-update", Journal().Update(7, kSystem, kApp).UpdateInterrupted().Text()},
   };
   return kJournals;
 }

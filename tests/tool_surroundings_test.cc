@@ -22,7 +22,6 @@ namespace vam {
 namespace {
 
 using ::testing::ElementsAreArray;
-using ::testing::Ne;
 using ::testing::Optional;
 
 constexpr char kVerified[] = "Updated FW version: 1.1,04/7,3 \n";
@@ -177,7 +176,7 @@ TEST(ChipTest, SecondRunWritesNothingToIt) {
 
 /// Returns a board on which the power fails after `writes` writes of the chip's memory.
 std::string BoardWithPowerCut(int writes) {
-  const std::string file = PrivateTmp::Folder() + "/cut.toml";
+  std::string file = PrivateTmp::Folder() + "/cut.toml";
   WriteFile(file, ReadFile(std::string(VAM_BOARDS) + "/update-needed.toml").value() +
                       "\n[[fault]]\npower_cut_after_writes = " + std::to_string(writes) + "\n");
   return file;

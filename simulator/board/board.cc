@@ -177,7 +177,7 @@ class Section {
     return Section(file, std::string("[") + key + "]", *node->as_table());
   }
 
-  const toml::table& contents() const { return table; }
+  const toml::table& Contents() const { return table; }
 
   static std::string Quoted(std::string_view key) { return "\"" + std::string(key) + "\""; }
 
@@ -221,7 +221,7 @@ ImageSection ReadImage(const Section& section) {
   image.state =
       static_cast<ImageSection::State>(section.Choice("state", {"whole", "missing", "damaged"}));
   image.file = section.Text("file", "");
-  if (!image.file.empty() && section.contents().size() != 1) {
+  if (!image.file.empty() && section.Contents().size() != 1) {
     section.Fail(*section.Node("file"), "\"file\" must be the only key of [image]");
   }
   return image;
@@ -257,7 +257,7 @@ ChipSection ReadChip(const Section& section) {
 
 std::map<std::string, std::string> ReadSettings(const Section& section) {
   std::map<std::string, std::string> settings;
-  for (const auto& [key, node] : section.contents()) {
+  for (const auto& [key, node] : section.Contents()) {
     settings[std::string(key.str())] = section.Text(key.str(), "");
   }
   return settings;

@@ -183,7 +183,7 @@ void Run::Journal(const std::string& line) {
 }
 
 JournalLine::JournalLine(Run* owner, const char* call)
-    : run(owner != nullptr && owner->journals() ? owner : nullptr) {
+    : run(owner != nullptr && owner->Journals() ? owner : nullptr) {
   if (run != nullptr) {
     line = std::string("{\"call\":\"") + call + "\"";
   }

@@ -43,12 +43,12 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
-  const Board& board() const { return description; }
+  const Board& Description() const { return description; }
   std::string ChipMemoryFile() const { return stateDirectory + "/chip.memory"; }
   std::string ImageFile() const { return stateDirectory + "/firmware.img"; }
 
   /// Counts a call of `call` for every fault on it. Returns the number (from 1) of the fault to
-  /// apply, or 0; board().faults holds it one place before.
+  /// apply, or 0; Description().faults holds it one place before.
   std::uint32_t FireCallFault(const char* call);
 
   /// Counts an invocation of `command` for the fault at `index` (from 0). Returns whether the
@@ -62,7 +62,7 @@ class Run {
   /// Returns whether the fault at `index` (from 0) was applied in any process.
   bool Fired(std::size_t index) const;
 
-  bool journals() const { return journal >= 0; }
+  bool Journals() const { return journal >= 0; }
   /// Appends one line to the journal.
   void Journal(const std::string& line);
 

@@ -61,9 +61,7 @@ void Show(const std::string& path) {
   std::printf("app part: %u bytes, runs as %s\n", header.appSize, Text(header.runsApp).c_str());
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Perform(int argc, char** argv) {
   CLI::App app("Makes and shows firmware images for the simulated board.");
   app.set_version_flag("--version", VAM_VERSION);
   app.require_subcommand(1);
@@ -96,26 +94,32 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : kUsage;
   }
+  if (*show) {
+    Show(shown);
+    return 0;
+  }
+  if (runsSystem->empty()) {
+    contents.runsSystemVersion = contents.systemVersion;
+  }
+  if (runsApp->empty()) {
+    contents.runsAppVersion = contents.appVersion;
+  }
+  contents.systemPart = ReadPart(systemFile);
+  contents.appPart = ReadPart(appFile);
+  const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
+  if (!vam::ReplaceFile(output, image.data(), image.size())) {
+    throw std::runtime_error(output + ": cannot be written: " + std::strerror(errno));
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    if (*show) {
-      Show(shown);
-      return 0;
-    }
-    if (runsSystem->empty()) {
-      contents.runsSystemVersion = contents.systemVersion;
-    }
-    if (runsApp->empty()) {
-      contents.runsAppVersion = contents.appVersion;
-    }
-    contents.systemPart = ReadPart(systemFile);
-    contents.appPart = ReadPart(appFile);
-    const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
-    if (!vam::ReplaceFile(output, image.data(), image.size())) {
-      throw std::runtime_error(output + ": cannot be written: " + std::strerror(errno));
-    }
+    return Perform(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vam-image: %s\n", error.what());
     return kFailed;
   }
-  return 0;
 }

@@ -96,7 +96,7 @@ std::string StartJournal(const std::string& path) {
 }
 
 void ReportFaultsThatNeverFired(const vam::Run& run) {
-  const std::vector<vam::Fault>& faults = run.board().faults;
+  const std::vector<vam::Fault>& faults = run.Description().faults;
   for (std::size_t i = 0; i < faults.size(); ++i) {
     if (!run.Fired(i)) {
       std::fprintf(stderr, "vam-board: fault %zu (%s) never fired\n", i + 1,
@@ -194,9 +194,7 @@ void ListBoards() {
   }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Perform(int argc, char** argv) {
   CLI::App app("Puts programs on a simulated board.");
   app.set_version_flag("--version", VAM_VERSION);
   app.require_subcommand(1);
@@ -224,17 +222,23 @@ int main(int argc, char** argv) {
     const int status = app.exit(error);
     return status == 0 ? 0 : kFailed;
   }
+  if (*list) {
+    ListBoards();
+  } else if (*show) {
+    ShowBoard(board, state);
+  } else {
+    return RunProgram(board, state, journal, command);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    if (*list) {
-      ListBoards();
-    } else if (*show) {
-      ShowBoard(board, state);
-    } else {
-      return RunProgram(board, state, journal, command);
-    }
+    return Perform(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vam-board: %s\n", error.what());
     return kFailed;
   }
-  return 0;
 }

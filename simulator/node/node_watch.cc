@@ -50,7 +50,7 @@ int OpenNode(int flags, Proceed proceed) {
   if (fault == 0) {
     descriptor = proceed();
   } else {
-    errno = run->board().faults[fault - 1].errorNumber;
+    errno = run->Description().faults[fault - 1].errorNumber;
   }
   const int error = errno;
   {
@@ -105,7 +105,8 @@ __attribute__((visibility("default"))) int open64(const char* path, int flags, .
   return Open("open64", path, flags, mode);
 }
 
-// What a fortified program calls when it passes no mode.
+// What a fortified program calls when it passes no mode. The C library names them.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 __attribute__((visibility("default"))) int __open_2(const char* path, int flags) {
   return Open("open", path, flags, 0);
 }
@@ -113,6 +114,7 @@ __attribute__((visibility("default"))) int __open_2(const char* path, int flags)
 __attribute__((visibility("default"))) int __open64_2(const char* path, int flags) {
   return Open("open64", path, flags, 0);
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 __attribute__((visibility("default"))) int ioctl(int descriptor, unsigned long request, ...) {
   va_list arguments;
@@ -131,7 +133,7 @@ __attribute__((visibility("default"))) int ioctl(int descriptor, unsigned long r
   if (fault == 0) {
     result = next(descriptor, request, argument);
   } else {
-    errno = run->board().faults[fault - 1].errorNumber;
+    errno = run->Description().faults[fault - 1].errorNumber;
   }
   const int error = errno;
   {

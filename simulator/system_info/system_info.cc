@@ -19,11 +19,11 @@ int system_info_get_value_string(system_info_key_e key, char** value) {
     return kUnknownKey;
   }
   const std::uint32_t fault = run->FireCallFault("system_info_get_value_string");
-  const auto& values = run->board().systemInformation;
+  const auto& values = run->Description().systemInformation;
   const auto found = values.find(static_cast<std::int32_t>(key));
   int result = 0;
   if (fault != 0) {
-    result = static_cast<int>(run->board().faults[fault - 1].result);
+    result = static_cast<int>(run->Description().faults[fault - 1].result);
   } else if (found == values.end()) {
     result = kUnknownKey;
   }

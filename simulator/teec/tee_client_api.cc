@@ -23,7 +23,9 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
  public:
   explicit BoardAnswerFaults(vam::Run& owner) : run(owner) {}
 
-  std::uint32_t Count() override { return static_cast<std::uint32_t>(run.board().faults.size()); }
+  std::uint32_t Count() override {
+    return static_cast<std::uint32_t>(run.Description().faults.size());
+  }
 
   const vam::AnswerFault* Fire(std::uint32_t index, std::uint32_t command, bool hasMode,
                                std::int32_t mode) override {
@@ -31,7 +33,7 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
       return nullptr;
     }
     lastFired = index + 1;
-    return &run.board().faults[index].answer;
+    return &run.Description().faults[index].answer;
   }
 
   /// Number of the last fault that was applied, from 1; 0: none.
@@ -206,10 +208,11 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
       world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_InitializeContext");
   TEEC_Result result = TEEC_SUCCESS;
   if (fault != 0) {
-    result = world.run->board().faults[fault - 1].result;
+    result = world.run->Description().faults[fault - 1].result;
   } else if (context == nullptr) {
     result = TEEC_ERROR_BAD_PARAMETERS;
-  } else if (name != nullptr || world.run == nullptr || !world.run->board().secureWorld.present) {
+  } else if (name != nullptr || world.run == nullptr ||
+             !world.run->Description().secureWorld.present) {
     // The default TEE is the only one, and it is there only on a board with a secure world.
     result = TEEC_ERROR_ITEM_NOT_FOUND;
   } else {
@@ -244,16 +247,16 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
   Outcome outcome = {TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP};
   if (fault != 0) {
-    outcome = {world.run->board().faults[fault - 1].result,
-               world.run->board().faults[fault - 1].origin};
-  } else if (world.contexts.count(contextNumber) == 0 || session == nullptr ||
-             destination == nullptr || connectionMethod != TEEC_LOGIN_PUBLIC ||
-             connectionData != nullptr ||
+    outcome = {world.run->Description().faults[fault - 1].result,
+               world.run->Description().faults[fault - 1].origin};
+  } else if (world.run == nullptr || world.contexts.count(contextNumber) == 0 ||
+             session == nullptr || destination == nullptr ||
+             connectionMethod != TEEC_LOGIN_PUBLIC || connectionData != nullptr ||
              (operation != nullptr && operation->paramTypes != TEEC_NONE)) {
     // The trusted application takes public logins without parameters only.
     outcome = kBadParameters;
   } else if (!IsTrustedApplication(*destination) ||
-             !world.run->board().secureWorld.trustedApplication) {
+             !world.run->Description().secureWorld.trustedApplication) {
     outcome = {TEEC_ERROR_ITEM_NOT_FOUND, TEEC_ORIGIN_TEE};
   } else {
     session->number = ++world.sessionCount;
@@ -297,7 +300,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
   constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   TEEC_Result result = TEEC_SUCCESS;
   if (fault != 0) {
-    result = world.run->board().faults[fault - 1].result;
+    result = world.run->Description().faults[fault - 1].result;
   } else if (world.contexts.count(contextNumber) == 0 || sharedMemory == nullptr ||
              sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0) {
     result = TEEC_ERROR_BAD_PARAMETERS;
@@ -329,7 +332,7 @@ void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
   vam::JournalLine(world.run, "TEEC_ReleaseSharedMemory").Number("sharedMemory", number);
-  if (world.memories.erase(number) == 0) {
+  if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
     Misuse("TEEC_ReleaseSharedMemory", "shared memory");
     return;
   }
@@ -344,8 +347,8 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
   const auto opened = world.sessions.find(sessionNumber);
   Outcome outcome = kBadParameters;
   if (fault != 0) {
-    outcome = {world.run->board().faults[fault - 1].result,
-               world.run->board().faults[fault - 1].origin};
+    outcome = {world.run->Description().faults[fault - 1].result,
+               world.run->Description().faults[fault - 1].origin};
   } else if (opened != world.sessions.end()) {
     outcome = InvokeModel(world, commandID, operation, opened->second, fault);
   }
