@@ -24,17 +24,6 @@ struct Versions {
   std::string app;
 };
 
-TEEC_UUID TrustedApplicationUuid() {
-  TEEC_UUID uuid{};
-  uuid.timeLow = vam::kUuidTimeLow;
-  uuid.timeMid = vam::kUuidTimeMid;
-  uuid.timeHiAndVersion = vam::kUuidTimeHiAndVersion;
-  for (std::size_t i = 0; i < sizeof vam::kUuidClockSeqAndNode; ++i) {
-    uuid.clockSeqAndNode[i] = vam::kUuidClockSeqAndNode[i];
-  }
-  return uuid;
-}
-
 /// Fetches and prints the firmware information words. They are printed also when they could not be
 /// fetched; that failure leaves an entry and does not end the run.
 void ReportFirmwareInformation(CaVamInterfaceSp& vam) {
@@ -74,7 +63,7 @@ int main() {
     return 0;
   }
 
-  CaVamInterfaceSp vam(TrustedApplicationUuid());
+  CaVamInterfaceSp vam(vam::TrustedApplicationUuid());
   vam::PrintLine("Run updateBIN for VAM_UPDATEFW_ALL");
 
   // One record for all three: it ends as the last call that filled it left it.

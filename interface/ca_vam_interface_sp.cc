@@ -1,5 +1,7 @@
 #include "interface/ca_vam_interface_sp.h"
 
+#include <cstddef>
+
 #include "interface/command_frame.h"
 #include "interface/trusted_application.h"
 
@@ -36,3 +38,18 @@ TEEC_Result CaVamInterfaceSp::vam_getAppInfo() {
 TEEC_Result CaVamInterfaceSp::vam_getInfo() {
   return vam::RunCommand(uuid, {vam::kVamGetInfo, "vam_getInfo"});
 }
+
+namespace vam {
+
+TEEC_UUID TrustedApplicationUuid() {
+  TEEC_UUID uuid{};
+  uuid.timeLow = kUuidTimeLow;
+  uuid.timeMid = kUuidTimeMid;
+  uuid.timeHiAndVersion = kUuidTimeHiAndVersion;
+  for (std::size_t i = 0; i < sizeof kUuidClockSeqAndNode; ++i) {
+    uuid.clockSeqAndNode[i] = kUuidClockSeqAndNode[i];
+  }
+  return uuid;
+}
+
+}  // namespace vam

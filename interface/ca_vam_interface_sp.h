@@ -85,4 +85,11 @@ class CaVamInterfaceSp {
 /// included; an empty string, without a look at `buffer`, when `size` is 0 or negative.
 std::string convertToString(const std::uint8_t* buffer, std::int32_t size);
 
+namespace vam {
+
+/// Returns the UUID of the VAM's trusted application as the TEE library's record.
+TEEC_UUID TrustedApplicationUuid();
+
+}  // namespace vam
+
 #endif  // INTERFACE_CA_VAM_INTERFACE_SP_H_

@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr char kOkFile[] = "/tmp/VAM_OK";
-constexpr char kErrorFile[] = "/tmp/VAM_FAIL";
-
 std::string Line(std::string text) {
   text += " \n";
   return text;
@@ -32,17 +29,17 @@ void WriteEntry(const char* path, std::ios::openmode mode, const std::string& en
 }  // namespace
 
 void WriteToVamOkFile(std::string message, bool truncate) {
-  WriteEntry(kOkFile, truncate ? std::ios::trunc : std::ios::app, Line(std::move(message)));
+  WriteEntry(vam::kOkFile, truncate ? std::ios::trunc : std::ios::app, Line(std::move(message)));
 }
 
 void WriteToErrorFile(std::string message, std::int32_t code) {
   message += ' ';
-  WriteEntry(kErrorFile, std::ios::app, CodeLine(std::move(message), code));
+  WriteEntry(vam::kErrorFile, std::ios::app, CodeLine(std::move(message), code));
 }
 
 void WriteToErrorFile(std::string message, std::int32_t code, VamResult result) {
   message += ' ';
-  WriteEntry(kErrorFile, std::ios::app,
+  WriteEntry(vam::kErrorFile, std::ios::app,
              CodeLine(std::move(message), code) + CodeLine("vam ret: ", result.vamCode) +
                  CodeLine("fw ret: ", result.fwCode));
 }

@@ -12,6 +12,13 @@
 // be opened, written or closed loses the entry and the caller goes on. They throw
 // std::length_error for a message too long to append to, and nothing else.
 
+namespace vam {
+
+constexpr char kOkFile[] = "/tmp/VAM_OK";
+constexpr char kErrorFile[] = "/tmp/VAM_FAIL";
+
+}  // namespace vam
+
 /// Writes `message` as one line to "/tmp/VAM_OK", created when missing; `truncate` empties the
 /// file first, otherwise the line is added at its end.
 void WriteToVamOkFile(std::string message, bool truncate);

@@ -10,7 +10,8 @@ if(NOT in_try_compile)
   execute_process(
     COMMAND
       ${repository}/scripts/foreign-packages ${debian_architecture} bookworm ${packages_root}
-      libcli11-dev libssl-dev libssl3 libteec1 libtomlplusplus-dev optee-client-dev
+      libcli11-dev libssl-dev libssl3 libteec1 libtomlplusplus-dev nlohmann-json3-dev
+      optee-client-dev
     RESULT_VARIABLE result)
   if(NOT result EQUAL 0)
     message(FATAL_ERROR "Debian's ${debian_architecture} packages could not be fetched; see above.")
