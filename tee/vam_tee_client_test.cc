@@ -1,0 +1,323 @@
+#include "tee/vam_tee_client.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "tests/support/mock_platform.h"
+
+namespace {
+
+using ::testing::_;
+using ::testing::DoAll;
+using ::testing::InSequence;
+using ::testing::IsNull;
+using ::testing::NotNull;
+using ::testing::Pointee;
+using ::testing::Return;
+using ::testing::SaveArg;
+using ::testing::SetArgPointee;
+using ::testing::StrictMock;
+using ::testing::Truly;
+
+constexpr TEEC_UUID kUuid = {0x01234567, 0x89ab, 0xcdef, {1, 2, 3, 4, 5, 6, 7, 8}};
+
+/// Compares records with everything between and behind their members, as the library may see them.
+bool SameBytes(const void* one, const void* other, std::size_t size) {
+  return std::memcmp(one, other, size) == 0;
+}
+
+bool IsUuid(const TEEC_UUID& uuid) { return SameBytes(&uuid, &kUuid, sizeof uuid); }
+
+template <typename Record>
+bool IsZero(const Record& record) {
+  const unsigned char zero[sizeof record] = {};
+  return SameBytes(&record, zero, sizeof record);
+}
+
+class TeeClientTest : public testing::Test {
+ protected:
+  /// The calls of an Open() that succeeds, with the records that they must share.
+  void ExpectOpen() {
+    ExpectContext(TEEC_SUCCESS);
+    ExpectSession(TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP);
+    ExpectMemory(TEEC_SUCCESS);
+    EXPECT_CALL(platform, Line("TEE connection has been set"));
+  }
+
+  void ExpectContext(TEEC_Result result) {
+    EXPECT_CALL(platform, InitializeContext(IsNull(), NotNull()))
+        .WillOnce(DoAll(SaveArg<1>(&context), Return(result)));
+  }
+
+  void ExpectSession(TEEC_Result result, std::uint32_t origin) {
+    // The origin that the library finds is 0, and public login takes no data.
+    EXPECT_CALL(platform, OpenSession(IsContext(), NotNull(), Pointee(Truly(IsUuid)),
+                                      TEEC_LOGIN_PUBLIC, IsNull(), IsNull(), Pointee(0)))
+        .WillOnce(DoAll(SaveArg<1>(&session), SetArgPointee<6>(origin), Return(result)));
+  }
+
+  void ExpectMemory(TEEC_Result result) {
+    const auto asksForTheBlock = [](const TEEC_SharedMemory& block) {
+      return block.size == 8192 && block.flags == 3 && block.buffer == nullptr;
+    };
+    EXPECT_CALL(platform, AllocateSharedMemory(IsContext(), Pointee(Truly(asksForTheBlock))))
+        .WillOnce(DoAll(SaveArg<1>(&memory), Return(result)));
+  }
+
+  void ExpectRelease() {
+    EXPECT_CALL(platform, ReleaseSharedMemory(Truly([this](auto* m) { return m == memory; })));
+  }
+  void ExpectCloseSession() {
+    EXPECT_CALL(platform, CloseSession(Truly([this](auto* s) { return s == session; })));
+  }
+  void ExpectFinalize() { EXPECT_CALL(platform, FinalizeContext(IsContext())); }
+
+  void ExpectClose() {
+    ExpectRelease();
+    ExpectCloseSession();
+    ExpectFinalize();
+  }
+
+  testing::Matcher<TEEC_Context*> IsContext() {
+    return Truly([this](auto* c) { return c == context; });
+  }
+
+  /// One invocation over the client's block, whatever state the client is in.
+  void ExpectInvoke(std::uint32_t identifier, std::size_t size, TEEC_Result result,
+                    std::uint32_t origin, VAMTEEClient& client) {
+    const auto overTheBlock = [&client, size](const TEEC_Operation& operation) {
+      TEEC_Operation expected;
+      std::memset(&expected, 0, sizeof expected);
+      expected.paramTypes = 15;
+      expected.params[0].memref.parent = static_cast<TEEC_SharedMemory*>(client.getSHMPtr());
+      expected.params[0].memref.size = size;
+      return SameBytes(&operation, &expected, sizeof expected);
+    };
+    EXPECT_CALL(platform,
+                InvokeCommand(NotNull(), identifier, Pointee(Truly(overTheBlock)), Pointee(0)))
+        .WillOnce(DoAll(SaveArg<0>(&invokedSession), SetArgPointee<3>(origin), Return(result)));
+  }
+
+  InSequence inSequence;
+  StrictMock<vam::MockPlatform> platform;
+  TEEC_Context* context = nullptr;
+  TEEC_Session* session = nullptr;
+  TEEC_SharedMemory* memory = nullptr;
+  TEEC_Session* invokedSession = nullptr;
+};
+
+TEST_F(TeeClientTest, OpensInOrderAndClosesInReverse) {
+  ExpectOpen();
+  ExpectClose();
+  VAMTEEClient client;
+  EXPECT_TRUE(client.Open(kUuid));
+  EXPECT_EQ(client.getSHMPtr(), memory);
+  client.Close();
+}
+
+TEST_F(TeeClientTest, DestructorCloses) {
+  ExpectOpen();
+  ExpectClose();
+  VAMTEEClient client;
+  client.Open(kUuid);
+}
+
+TEST_F(TeeClientTest, SecondCloseAndDestructorAfterCloseCallNothing) {
+  ExpectOpen();
+  ExpectClose();
+  VAMTEEClient client;
+  client.Open(kUuid);
+  client.Close();
+  client.Close();
+}
+
+TEST_F(TeeClientTest, NeverOpenedCallsNothing) {
+  VAMTEEClient client;
+  client.Close();
+}
+
+TEST_F(TeeClientTest, StartsWithRecordsOfZerosWhateverTheMemoryHeld) {
+  alignas(VAMTEEClient) unsigned char place[sizeof(VAMTEEClient)];
+  std::memset(place, 0xA5, sizeof place);
+  auto* client = new (place) VAMTEEClient;
+  EXPECT_CALL(platform, InitializeContext(_, Pointee(Truly(IsZero<TEEC_Context>))))
+      .WillOnce(Return(TEEC_SUCCESS));
+  EXPECT_CALL(platform, OpenSession(_, Pointee(Truly(IsZero<TEEC_Session>)), _, _, _, _, _))
+      .WillOnce(Return(TEEC_SUCCESS));
+  const auto isZeroButForTheRequest = [](TEEC_SharedMemory block) {
+    block.size = 0;
+    block.flags = 0;
+    return IsZero(block);
+  };
+  EXPECT_CALL(platform, AllocateSharedMemory(_, Pointee(Truly(isZeroButForTheRequest))))
+      .WillOnce(Return(TEEC_ERROR_OUT_OF_MEMORY));
+  EXPECT_CALL(platform, Line("Failed to allocate shared memory, result = 4294901772"));
+  EXPECT_CALL(platform, CloseSession(_));
+  EXPECT_CALL(platform, FinalizeContext(_));
+  client->Open(kUuid);
+  client->~VAMTEEClient();
+}
+
+TEST_F(TeeClientTest, FailedContextLeavesNothingHeld) {
+  ExpectContext(TEEC_ERROR_ITEM_NOT_FOUND);
+  EXPECT_CALL(platform, Line("Failed to initialize TEE context, result = 4294901768"));
+  VAMTEEClient client;
+  EXPECT_FALSE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, FailedSessionLeavesTheContext) {
+  ExpectContext(TEEC_SUCCESS);
+  ExpectSession(TEEC_ERROR_ITEM_NOT_FOUND, 3);
+  // The result and the origin run together.
+  EXPECT_CALL(platform, Line("Failed to open TEE session, result and retOrigin = 42949017683"));
+  ExpectFinalize();
+  VAMTEEClient client;
+  EXPECT_FALSE(client.Open(kUuid));
+  client.Close();
+}
+
+TEST_F(TeeClientTest, FailedAllocationLeavesContextAndSession) {
+  ExpectContext(TEEC_SUCCESS);
+  ExpectSession(TEEC_SUCCESS, 4);
+  ExpectMemory(TEEC_ERROR_OUT_OF_MEMORY);
+  EXPECT_CALL(platform, Line("Failed to allocate shared memory, result = 4294901772"));
+  ExpectCloseSession();
+  ExpectFinalize();
+  VAMTEEClient client;
+  EXPECT_FALSE(client.Open(kUuid));
+  client.Close();
+}
+
+TEST_F(TeeClientTest, OpenGoesOnWhereTheLastOneStopped) {
+  ExpectContext(TEEC_SUCCESS);
+  ExpectSession(TEEC_ERROR_BUSY, 3);
+  EXPECT_CALL(platform, Line("Failed to open TEE session, result and retOrigin = 42949017733"));
+  ExpectSession(TEEC_SUCCESS, 4);
+  ExpectMemory(TEEC_ERROR_OUT_OF_MEMORY);
+  EXPECT_CALL(platform, Line("Failed to allocate shared memory, result = 4294901772"));
+  ExpectMemory(TEEC_SUCCESS);
+  EXPECT_CALL(platform, Line("TEE connection has been set"));
+  ExpectClose();
+  VAMTEEClient client;
+  EXPECT_FALSE(client.Open(kUuid));
+  EXPECT_FALSE(client.Open(kUuid));
+  EXPECT_TRUE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, OpenWhenReadyPrintsAndRepeatsNoCall) {
+  ExpectOpen();
+  EXPECT_CALL(platform, Line("TEE connection has been set"));
+  ExpectClose();
+  VAMTEEClient client;
+  EXPECT_TRUE(client.Open(kUuid));
+  EXPECT_TRUE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, OpensAgainAfterClose) {
+  ExpectOpen();
+  ExpectClose();
+  ExpectContext(TEEC_SUCCESS);
+  ExpectSession(TEEC_SUCCESS, 4);
+  // The library's buffer pointer is not the client's to clear.
+  EXPECT_CALL(platform, AllocateSharedMemory(IsContext(), _)).WillOnce(Return(TEEC_SUCCESS));
+  EXPECT_CALL(platform, Line("TEE connection has been set"));
+  ExpectClose();
+  VAMTEEClient client;
+  EXPECT_TRUE(client.Open(kUuid));
+  client.Close();
+  EXPECT_TRUE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, EachReleaseIsAStepOfItsOwn) {
+  ExpectOpen();
+  ExpectRelease();
+  ExpectCloseSession();
+  ExpectFinalize();
+  VAMTEEClient client;
+  client.Open(kUuid);
+  client.FreeMemory();
+  client.FreeMemory();
+  client.CloseSession();
+  client.CloseSession();
+  client.CloseContext();
+  client.CloseContext();
+  client.Close();
+}
+
+TEST_F(TeeClientTest, InvokesOverTheWholeBlock) {
+  VAMTEEClient client;
+  ExpectOpen();
+  ExpectInvoke(18, 8192, TEEC_SUCCESS, 4, client);
+  ExpectInvoke(44, 8192, TEEC_SUCCESS, 4, client);
+  ExpectClose();
+  client.Open(kUuid);
+  EXPECT_EQ(client.InvokeCommand(18), TEEC_SUCCESS);
+  EXPECT_EQ(invokedSession, session);
+  EXPECT_EQ(client.InvokeCommand(44), TEEC_SUCCESS);
+  client.Close();
+}
+
+TEST_F(TeeClientTest, InvokesWithoutAConnectionToo) {
+  VAMTEEClient client;
+  ExpectContext(TEEC_ERROR_GENERIC);
+  EXPECT_CALL(platform, Line("Failed to initialize TEE context, result = 4294901760"));
+  ExpectInvoke(28, 0, TEEC_ERROR_BAD_PARAMETERS, 1, client);
+  EXPECT_CALL(platform,
+              Line("TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 1"));
+  EXPECT_FALSE(client.Open(kUuid));
+  EXPECT_EQ(client.InvokeCommand(28), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_TRUE(IsZero(*invokedSession));
+  client.Close();
+}
+
+struct FailedInvocation {
+  const char* name;
+  TEEC_Result result;
+  std::uint32_t origin;
+  const char* line;
+  bool recoverable;
+};
+
+class FailedInvocationTest : public TeeClientTest,
+                             public testing::WithParamInterface<FailedInvocation> {};
+
+TEST_P(FailedInvocationTest, IsPrintedAndReturned) {
+  VAMTEEClient client;
+  ExpectInvoke(18, 0, GetParam().result, GetParam().origin, client);
+  EXPECT_CALL(platform, Line(GetParam().line));
+  if (GetParam().recoverable) {
+    EXPECT_CALL(platform, Line("TZ reported recoverable error, session should be restarted"));
+  }
+  EXPECT_EQ(client.InvokeCommand(18), GetParam().result);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pairs, FailedInvocationTest,
+    testing::Values(
+        FailedInvocation{
+            "GenericFromCommunication", 0xFFFF0000, 2,
+            "TEEC_InvokeCommand() failed for cmd = 18, result = 4294901760, retOrigin = 2", true},
+        FailedInvocation{
+            "GenericFromTee", 0xFFFF0000, 3,
+            "TEEC_InvokeCommand() failed for cmd = 18, result = 4294901760, retOrigin = 3", false},
+        FailedInvocation{
+            "GenericFromApi", 0xFFFF0000, 1,
+            "TEEC_InvokeCommand() failed for cmd = 18, result = 4294901760, retOrigin = 1", false},
+        FailedInvocation{
+            "GenericFromApplication", 0xFFFF0000, 4,
+            "TEEC_InvokeCommand() failed for cmd = 18, result = 4294901760, retOrigin = 4", false},
+        FailedInvocation{
+            "TargetDeadFromCommunication", 0xFFFF3024, 2,
+            "TEEC_InvokeCommand() failed for cmd = 18, result = 4294914084, retOrigin = 2", false},
+        FailedInvocation{"OneFromNowhere", 1, 0,
+                         "TEEC_InvokeCommand() failed for cmd = 18, result = 1, retOrigin = 0",
+                         false}),
+    [](const auto& param) { return param.param.name; });
+
+}  // namespace

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Every *_test.cc and *_test.sh of the tree is run by CTest: a test that nobody builds passes
+# unnoticed.
+# Usage: every_test_test.sh SOURCE BUILD CTEST
+set -euo pipefail
+
+source=$1
+build=$2
+ctest=$3
+
+listed=$("$ctest" --test-dir "$build" --show-only=json-v1)
+failed=0
+count=0
+while IFS= read -r file; do
+  count=$((count + 1))
+  case "$file" in
+    *.sh) wanted="/${file}\"" ;;
+    *)
+      # The object's path names the program.
+      program=$(sed -n "s|.* -o [^ ]*CMakeFiles/\([^/]*\)\.dir/${file##*/}\.o .*|\1|p" \
+        "$build/compile_commands.json" | head -n 1)
+      if [ -z "$program" ]; then
+        echo "$file is not built" >&2
+        failed=1
+        continue
+      fi
+      wanted="/${program}\""
+      ;;
+  esac
+  if ! grep -qF -- "$wanted" <<<"$listed"; then
+    echo "$file is not run" >&2
+    failed=1
+  fi
+done < <(cd "$source" && find . -path './build*' -prune -o -path './.git' -prune -o \
+  \( -name '*_test.cc' -o -name '*_test.sh' \) -printf '%P\n')
+
+if [ "$count" -lt 20 ]; then
+  echo "only $count tests found in $source" >&2
+  failed=1
+fi
+exit "$failed"
