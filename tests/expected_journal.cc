@@ -150,11 +150,12 @@ void ExpectedJournal::GetVersion(const std::string& version) {
 }
 
 ExpectedJournal& ExpectedJournal::Update(std::int32_t mode, const std::string& system,
-                                         const std::string& app, const std::string& record) {
+                                         const std::string& app, const std::string& record,
+                                         FaultNumber fault) {
   Open();
   MakeMarshaller();
   PutMode(mode);
-  Invoke(18);
+  Invoke(18, 0, 4, fault);
   PrepareReset();
   GetRecord(record);
   GetVersion(system);

@@ -25,9 +25,9 @@ class ExpectedJournal {
   ExpectedJournal& ProbeWithFailingIoctl();
 
   /// A complete exchange of the update command in `mode`, with a reply of a record of zeros and
-  /// two versions; both travel with a terminating zero.
+  /// two versions; both travel with a terminating zero. `fault` is that of a changed reply.
   ExpectedJournal& Update(std::int32_t mode, const std::string& system, const std::string& app,
-                          const std::string& record = "0000000000000000");
+                          const std::string& record = "0000000000000000", FaultNumber fault = 0);
   /// An exchange whose invocation fails.
   ExpectedJournal& UpdateRefused(std::int32_t mode, std::uint32_t result, std::uint32_t origin,
                                  FaultNumber fault);

@@ -77,6 +77,7 @@ std::string RunWithOtherParts(const std::string& system, const std::string& app)
 }
 
 const std::map<std::string, std::string>& Journals() {
+  constexpr char kNoError[] = "0000000000000000";
   constexpr char kNotImplemented[] = "0d00000000000000";
   static const std::map<std::string, std::string> kJournals = {
       {"update-needed", GoodRun()},
@@ -132,6 +133,12 @@ const std::map<std::string, std::string>& Journals() {
                                      .Information()
                                      .Text()},
       {"system-part-differs", RunWithOtherParts("1.1,03/7,3", kApp)},
+      {"update-reports-another-version", Journal()
+                                             .Update(7, kSystem, kApp)
+                                             .Update(3, "1.1,99/7,3", kApp, kNoError, 1)
+                                             .Update(11, kSystem, kApp)
+                                             .Information()
+                                             .Text()},
       {"app-part-differs", RunWithOtherParts(kSystem, "2.0,12")},
       {"both-parts-differ", RunWithOtherParts("1.1,03/7,3", "2.0,12")},
       {"one-byte-versions",

@@ -41,6 +41,8 @@ void Prepend(const char* variable, const std::string& value) {
 
 /// In the child: becomes the program, or tells the parent through `report` why not.
 [[noreturn]] void BecomeProgram(const BoardProgram& program, int report) {
+  // The mock node's library ignores it, and the program would go on doing so.
+  std::signal(SIGPIPE, SIG_DFL);
   setenv(Run::kEnvironmentVariable, program.runDirectory.c_str(), 1);
   Prepend("LD_LIBRARY_PATH", program.libraries);
   Prepend("LD_PRELOAD", program.libraries + kNodeWatch + ":" + kMockPreload);
