@@ -141,15 +141,14 @@ std::optional<VamResult> ReadRecord(const std::vector<std::string>& lines, std::
   return VamResult{*vam->code, *firmware->code};
 }
 
-/// Returns the version of a line as the tool writes it to the file of verified firmware.
+/// Returns the version in the last of `lines`, if that is as the tool writes it.
 std::optional<std::string> VerifiedVersion(const std::vector<std::string>& lines) {
-  const std::size_t start = sizeof kVerifiedMessage - 1;
-  if (lines.empty() || lines.back().compare(0, start, kVerifiedMessage) != 0 ||
-      lines.back().back() != ' ') {
+  constexpr std::size_t kStart = sizeof kVerifiedMessage - 1;
+  if (lines.empty() || lines.back().size() <= kStart || lines.back().back() != ' ' ||
+      lines.back().compare(0, kStart, kVerifiedMessage) != 0) {
     return std::nullopt;
   }
-  const std::size_t length = lines.back().size() - start;
-  return lines.back().substr(start, length == 0 ? 0 : length - 1);
+  return lines.back().substr(kStart, lines.back().size() - kStart - 1);
 }
 
 Outcome OutcomeOf(const StatusFile& okFile, const StatusFile& errorFile, const Verdict& verdict) {

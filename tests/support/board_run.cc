@@ -29,6 +29,8 @@ std::map<std::string, std::string> BoardEnvironment() {
 
 std::string UpdateTool() { return VAM_UPDATE_TOOL; }
 
+std::string BenchConsole() { return VAM_BENCH_CONSOLE; }
+
 std::string BoardLauncher() { return VAM_BOARD_LAUNCHER; }
 
 }  // namespace vam

@@ -72,8 +72,7 @@ int RunProcess(const Process& process) {
     for (const auto& [name, value] : process.environment) {
       setenv(name.c_str(), value.c_str(), 1);
     }
-    const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    dup2(input, STDIN_FILENO);
+    dup2(process.standardInput.value_or(open("/dev/null", O_RDONLY | O_CLOEXEC)), STDIN_FILENO);
     Become(process.standardOutput, STDOUT_FILENO);
     Become(process.standardError, STDERR_FILENO);
     execvp(arguments[0], arguments.data());

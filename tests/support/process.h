@@ -16,9 +16,11 @@ struct Process {
   /// Descriptors that become the program's standard output and standard error; none: closed.
   std::optional<int> standardOutput;
   std::optional<int> standardError;
+  /// The program's standard input; none: an empty one.
+  std::optional<int> standardInput = std::nullopt;
 };
 
-/// Starts `process` with an empty standard input and waits for it. Returns its exit status, or 128
+/// Starts `process` and waits for it. Returns its exit status, or 128
 /// and the number of the signal that ended it. Throws std::runtime_error when there is no process
 /// to be had.
 [[nodiscard]] int RunProcess(const Process& process);
