@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs a build, moves the prefix, builds a program against it through find_package and again
 # through pkg-config, and runs both, and the installed tool, on a simulated board.
-# Usage: installed_test.sh SOURCE BUILD WORK COMPILER
+# Usage: installed_test.sh SOURCE BUILD WORK COMPILER IN-PRIVATE-TMP
 set -euo pipefail
-source=$1 build=$2 work=$3 compiler=$4
+source=$1 build=$2 work=$3 compiler=$4 in_private_tmp=$5
 prefix=$work/prefix
 
 rm -rf "$work"
@@ -33,10 +33,9 @@ eval "$compiler -std=c++17 -Wall -Wextra -Wpedantic -Werror $work/consumer/*.cc"
 # on_board PROGRAM...: runs it where its status files do not meet this machine's; they are listed
 # behind its console.
 on_board() {
-  PREFIX=$prefix unshare --map-root-user --mount bash -euc '
-    mount -t tmpfs none /tmp
+  PREFIX=$prefix "$in_private_tmp" bash -euc '
     "$PREFIX/bin/vam-board" run --board update-needed -- "$@"
-    find /tmp -type f -printf "%f: " -exec cat {} +' bash "$@"
+    find /tmp -xdev -type f -printf "%f: " -exec cat {} +' bash "$@"
 }
 
 cat >"$work/expected" <<'TEXT'

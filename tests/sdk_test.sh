@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Ports the system to a made-up device: makes an SDK in a folder of its own, checks that whatever is
 # missing from it is named, then builds the tool against it with the preset `device` and runs it.
-# Usage: sdk_test.sh SOURCE WORK COMPILER
+# Usage: sdk_test.sh SOURCE WORK COMPILER IN-PRIVATE-TMP
 set -euo pipefail
-source=$1 work=$2 compiler=$3
+source=$1 work=$2 compiler=$3 in_private_tmp=$4
 sdk=$work/sdk build=$work/build
 
 rm -rf "$sdk" "$work/empty" "$work/installed"
@@ -83,11 +83,10 @@ cmake --build "$build" --parallel 2 >"$work/build.log" 2>&1 || {
 
 # The status files of the run stay apart from those of this machine.
 status=0
-WORK=$work unshare --map-root-user --mount bash -euc '
-  mount -t tmpfs none /tmp
+WORK=$work "$in_private_tmp" bash -euc '
   LD_PRELOAD=$WORK/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
     "$WORK/build/sbin/vam-update" >"$WORK/console" || status=$?
-  find /tmp -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
+  find /tmp -xdev -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
   exit ${status:-0}' || status=$?
 
 diff "$work/console" - <<'TEXT'

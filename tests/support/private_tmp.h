@@ -6,9 +6,10 @@
 namespace vam {
 
 /// A /tmp of the test's own, in a mount namespace that the process enters with the first one and
-/// keeps, and a second folder of its own for everything else. Both are empty file systems in
-/// memory and go with the object. Works for root and, where the kernel lets users make namespaces,
-/// for anybody. Throws std::runtime_error where there is none to be had.
+/// keeps, and a second folder of its own for everything else. Both are file systems in memory that
+/// go with the object, empty but for this project where it lies in one of them. Works for root and,
+/// where the kernel lets users make namespaces, for anybody. Throws std::runtime_error where there
+/// is none to be had.
 class PrivateTmp {
  public:
   /// `options` are tmpfs mount options for /tmp, such as "size=4k".
