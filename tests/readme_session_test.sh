@@ -16,7 +16,7 @@ BUILD=$build unshare --map-root-user --mount bash -euc '
   mount -t tmpfs none /mnt
   cp "$1/commands" /mnt
   mount -t tmpfs none /tmp
-  export HOME=/mnt TMPDIR=/mnt PATH=$BUILD/bin:$BUILD/sbin:$PATH
+  export ASAN_OPTIONS=verify_asan_link_order=0 HOME=/mnt TMPDIR=/mnt PATH=$BUILD/bin:$BUILD/sbin:$PATH
   while IFS= read -r command; do
     echo "$ $command"
     eval "$command" </dev/null 2>&1 || true
