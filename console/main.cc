@@ -122,10 +122,9 @@ void AddPlainCommand(CLI::App& app, const PlainCommand& plain, Request& request)
   });
 }
 
-std::vector<std::uint8_t> AkRecord(const Request& request) {
+std::vector<std::uint8_t> AkRecord(const Request& request, bool inFile) {
   try {
-    return request.file.empty() ? vam::DecodeAkRecord(request.digits)
-                                : vam::ReadAkRecord(request.file);
+    return inFile ? vam::ReadAkRecord(request.file) : vam::DecodeAkRecord(request.digits);
   } catch (const std::runtime_error& error) {
     throw Refusal(error.what());
   }
@@ -141,7 +140,7 @@ void AddRecordCommand(CLI::App& app, const RecordCommand& record, Request& reque
     if (file->empty() && digits->empty()) {
       throw CLI::RequiredError("FILE or --hex");
     }
-    request.send = [&record, bytes = AkRecord(request)](CaVamInterfaceSp& vam) {
+    request.send = [&record, bytes = AkRecord(request, digits->empty())](CaVamInterfaceSp& vam) {
       return vam::Answer{record.name, (vam.*record.method)(
                                           bytes.data(), static_cast<std::uint32_t>(bytes.size()))};
     };

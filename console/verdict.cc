@@ -161,11 +161,14 @@ Outcome OutcomeOf(const StatusFile& okFile, const StatusFile& errorFile, const V
   }
   const bool sameMoment = okFile.present && okFile.changed == errorFile.changed;
   const StatusEntry& last = verdict.entries.back();
+  if (Meaning(last) == kForeign) {
+    return Outcome::kUnclear;
+  }
   if (last.message == kInformationMessage) {
     // Ends no run: a run that verifies the firmware leaves it in the moment before its verdict.
     return sameMoment ? Outcome::kVerified : Outcome::kNone;
   }
-  return sameMoment || Meaning(last) == kForeign ? Outcome::kUnclear : Outcome::kNotVerified;
+  return sameMoment ? Outcome::kUnclear : Outcome::kNotVerified;
 }
 
 const char* OutcomeName(Outcome outcome) {

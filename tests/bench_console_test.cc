@@ -434,6 +434,17 @@ const CommandRow kCommands[] = {
      Connected("vm_updateFW") + "WSM error\n",
      kNoData,
      UpdateJson("7", kNoDataJson)},
+    {"UpdateFwOfExtremeRecord",
+     "[[fault]]\ncommand = \"vm_updateFW\"\nrecord = [-2147483648, 0]\n",
+     {"update-fw", "11"},
+     1,
+     {"PutInt 11", "invoke 18"},
+     Connected("vm_updateFW"),
+     kDone + "VAM: -2147483648\nfirmware: 0 ZELK_NO_ERROR\n" + kChip,
+     UpdateJson("11", kDoneJson +
+                          R"(,"record":{"vam":{"code":-2147483648,"name":null},)"
+                          R"("firmware":{"code":0,"name":"ZELK_NO_ERROR"}},)" +
+                          kChipJson)},
     {"OlderUpdateFw",
      "update-needed",
      {"older-update-fw", "3", "--yes"},
@@ -525,6 +536,7 @@ const RefusalRow kRefusals[] = {
     {{"ak-provision"}, "FILE or --hex is required; see vamctl --help"},
     {{"check-vam-ak", "--json"}, "FILE or --hex is required; see vamctl --help"},
     {{"ak-provision", "/tmp/record", "--hex", "00"}, "FILE excludes --hex; see vamctl --help"},
+    {{"ak-provision", ""}, ": cannot be read: No such file or directory"},
     {{"ak-provision", "/tmp/nowhere"}, "/tmp/nowhere: cannot be read: No such file or directory"},
     {{"check-vam-ak", "/tmp"}, "/tmp: cannot be read: Is a directory"},
     {{"check-vam-ak", "/dev/zero"},
@@ -685,12 +697,16 @@ const QuestionRow kQuestions[] = {
      {"PutInt 3", "invoke 30"}},
 };
 
-int RunOn(const Terminal& input, int standardError, const Words& arguments) {
+int RunOn(int standardInput, int standardError, const Words& arguments) {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   const int status = RunProcess({OnBenchBoard("update-needed", arguments), BoardEnvironment(),
-                                 nowhere, standardError, input.Descriptor()});
+                                 nowhere, standardError, standardInput});
   close(nowhere);
   return status;
+}
+
+int RunOn(const Terminal& terminal, const Words& arguments) {
+  return RunOn(terminal.Descriptor(), terminal.Descriptor(), arguments);
 }
 
 TEST(BenchQuestionTest, GoesOnWhenAgreedTo) {
@@ -700,7 +716,7 @@ TEST(BenchQuestionTest, GoesOnWhenAgreedTo) {
       const PrivateTmp tmp;
       const Terminal terminal;
       terminal.Type(keys);
-      EXPECT_EQ(RunOn(terminal, terminal.Descriptor(), row.arguments), row.status);
+      EXPECT_EQ(RunOn(terminal, row.arguments), row.status);
       EXPECT_EQ(terminal.Screen(), row.question);
       EXPECT_EQ(Requests(), row.requests);
     }
@@ -715,22 +731,28 @@ TEST(BenchQuestionTest, DoesNothingOtherwise) {
       const PrivateTmp tmp;
       const Terminal terminal;
       terminal.Type(keys);
-      EXPECT_EQ(RunOn(terminal, terminal.Descriptor(), row.arguments), 2);
+      EXPECT_EQ(RunOn(terminal, row.arguments), 2);
       EXPECT_EQ(terminal.Screen(), std::string(row.question) + "vamctl: nothing was done\n");
       EXPECT_EQ(ReadFile(JournalFile()), "");
     }
   }
 }
 
-TEST(BenchQuestionTest, IsNotAskedWhereNobodySeesIt) {
+TEST(BenchQuestionTest, IsNotAskedWhereNobodySeesItOrAnswers) {
   const PrivateTmp tmp;
-  const Terminal terminal;
-  terminal.Type("y\n");
-  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  EXPECT_EQ(RunOn(terminal, nowhere, {"remove-ak-keys"}), 2);
-  close(nowhere);
-  EXPECT_EQ(terminal.Screen(), "");
+  const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+  const Terminal unseen;
+  unseen.Type("y\n");
+  EXPECT_EQ(RunOn(unseen.Descriptor(), nowhere, {"remove-ak-keys"}), 2);
+  EXPECT_EQ(unseen.Screen(), "");
   EXPECT_EQ(ReadFile(JournalFile()), "");
+  const Terminal seen;
+  EXPECT_EQ(RunOn(nowhere, seen.Descriptor(), {"remove-ak-keys"}), 2);
+  EXPECT_EQ(seen.Screen(),
+            "vamctl: remove-ak-keys removes the chip's AK keys; give --yes, or answer on a "
+            "terminal\n");
+  EXPECT_EQ(ReadFile(JournalFile()), "");
+  close(nowhere);
 }
 
 TEST(BenchQuestionTest, IsNotAskedWithoutNeed) {
@@ -740,7 +762,7 @@ TEST(BenchQuestionTest, IsNotAskedWithoutNeed) {
     SCOPED_TRACE(Joined(arguments));
     const PrivateTmp tmp;
     const Terminal terminal;
-    EXPECT_NE(RunOn(terminal, terminal.Descriptor(), arguments), 2);
+    EXPECT_NE(RunOn(terminal, arguments), 2);
     EXPECT_EQ(terminal.Screen(), "");
   }
 }
