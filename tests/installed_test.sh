@@ -59,3 +59,11 @@ done
 
 on_board "$prefix/sbin/vam-update" | tail -n 1 >"$work/verdict"
 diff "$work/verdict" - <<<"VAM_OK: Updated FW version: 1.1,04/7,3 "
+on_board "$prefix/bin/vamctl" update-fw 11 | tail -n 2 >"$work/answer"
+diff "$work/answer" - <<'TEXT'
+system version: 1.0,17/7,3
+app version: 2.0,10
+TEXT
+for page in vam-update.8 vamctl.1 vam-board.1 vam-image.1; do
+  gunzip --test "$prefix/share/man/man${page#*.}/$page.gz"
+done

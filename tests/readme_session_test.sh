@@ -1,24 +1,19 @@
 #!/usr/bin/env bash
 # Runs the sessions that README.md shows, indented lines from "$ " on, and compares what they print.
-# Usage: readme_session_test.sh SOURCE BUILD
+# Usage: readme_session_test.sh SOURCE BUILD IN-PRIVATE-TMP
 set -euo pipefail
-source=$1 build=$2
+source=$1 build=$2 in_private_tmp=$3
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-awk '/^    \$ / { shown = 1 } !/^    / { shown = 0 } shown { print substr($0, 5) }' \
-  "$source/README.md" >"$work/shown"
-[ "$(grep -c '^\$ ' "$work/shown")" -ge 4 ] || { echo "README.md shows no session" && exit 1; }
+shown=$(awk '/^    \$ / { shown = 1 } !/^    / { shown = 0 } shown { print substr($0, 5) }' \
+  "$source/README.md")
+commands=$(sed -n 's/^\$ //p' <<<"$shown")
+[ "$(wc -l <<<"$commands")" -ge 4 ] || { echo "README.md shows no session" && exit 1; }
 
-# Status files and home are the session's own.
-sed -n 's/^\$ //p' "$work/shown" >"$work/commands"
-BUILD=$build unshare --map-root-user --mount bash -euc '
-  mount -t tmpfs none /mnt
-  cp "$1/commands" /mnt
-  mount -t tmpfs none /tmp
-  export ASAN_OPTIONS=verify_asan_link_order=0 HOME=/mnt TMPDIR=/mnt PATH=$BUILD/bin:$BUILD/sbin:$PATH
+# Status files, home and the runs' own files are the session's own.
+export ASAN_OPTIONS=verify_asan_link_order=0 HOME=/mnt TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
+printed=$("$in_private_tmp" bash -euc '
   while IFS= read -r command; do
     echo "$ $command"
     eval "$command" </dev/null 2>&1 || true
-  done </mnt/commands' bash "$work" >"$work/printed"
-diff "$work/shown" "$work/printed"
+  done <<<"$1"' bash "$commands")
+diff <(echo "$shown") <(echo "$printed")
