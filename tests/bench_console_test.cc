@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <ios>
 #include <optional>
@@ -916,6 +917,30 @@ TEST_P(BenchVerdict, SaysWhatTheRunsLeft) {
 
 INSTANTIATE_TEST_SUITE_P(Verdicts, BenchVerdict, ::testing::ValuesIn(kVerdicts),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(BenchVerdictTest, KnowsWhatEveryBoardLeaves) {
+  int boards = 0;
+  for (const auto& board : std::filesystem::directory_iterator(VAM_EXPECTATIONS)) {
+    SCOPED_TRACE(board.path());
+    const PrivateTmp tmp;
+    const std::optional<std::string> entries = ReadFile(board.path() / "VAM_FAIL");
+    const std::optional<std::string> verified = ReadFile(board.path() / "VAM_OK");
+    if (entries) {
+      WriteFile("/tmp/VAM_FAIL", *entries);
+    }
+    if (verified) {
+      WriteFile("/tmp/VAM_OK", *verified);
+    }
+    const Output output = Capture({BenchConsole(), "verdict", "--json"}, BoardEnvironment());
+    const std::string outcome = verified ? "verified" : entries ? "not verified" : "none";
+    EXPECT_EQ(output.standardOutput.rfind(R"({"verdict":")" + outcome + R"(",)", 0), 0U)
+        << output.standardOutput;
+    EXPECT_EQ(output.standardOutput.find("writes no such line"), std::string::npos)
+        << output.standardOutput;
+    ++boards;
+  }
+  EXPECT_GE(boards, 39);
+}
 
 /// Runs `vamctl verdict`, which must find the files unclear, and returns what it says behind that.
 std::string UnclearVerdict() {
