@@ -73,7 +73,7 @@ constexpr PlainCommand kPlainCommands[] = {
      &CaVamInterfaceSp::vam_forceRecoverySP, "may erase the system part of the chip's firmware"},
 };
 
-/// One of the two generations of a command that takes an AK record.
+/// A command that sends an AK record.
 struct RecordCommand {
   const char* name;
   const char* description;
@@ -86,6 +86,7 @@ constexpr RecordCommand kRecordCommands[] = {
      &CaVamInterfaceSp::vam_checkVamAk},
 };
 
+/// One of the two generations of the query of the information words.
 struct InformationCommand {
   const char* name;
   const char* description;

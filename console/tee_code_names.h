@@ -5,7 +5,7 @@
 
 namespace vam {
 
-/// Returns the name that the GlobalPlatform TEE Client API v1.0 gives to a result code, or null
+/// Returns the name that the GlobalPlatform TEE Client API gives to a result code, or null
 /// where it gives none.
 [[nodiscard]] const char* TeeCodeName(std::uint32_t code);
 
