@@ -341,9 +341,12 @@ Fault ReadCallFault(const Section& section) {
     case CallResult::kErrorNumber: {
       const auto number = ErrorNumberByName(section.Text("result", ""));
       if (!number) {
-        section.Fail("\"result\" of " + fault.call +
-                     " must be the name of an error, such as "
-                     "\"EIO\"");
+        const std::string complaint =
+            "\"result\" of " + fault.call + " must be the name of an error, such as \"EIO\"";
+        if (const toml::node* result = section.Node("result")) {
+          section.Fail(*result, complaint);
+        }
+        section.Fail(complaint);
       }
       fault.errorNumber = *number;
       break;

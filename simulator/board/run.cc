@@ -16,6 +16,7 @@
 #include <ios>
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -49,22 +50,9 @@ void Link(const std::string& target, const std::string& path) {
   }
 }
 
-std::string Escaped(const char* text) {
-  std::string escaped;
-  for (; *text != '\0'; ++text) {
-    const auto byte = static_cast<unsigned char>(*text);
-    if (byte == '"' || byte == '\\') {
-      escaped += '\\';
-      escaped += *text;
-    } else if (byte < 0x20 || byte > 0x7E) {
-      char code[8];
-      std::snprintf(code, sizeof code, "\\u%04x", unsigned{byte});
-      escaped += code;
-    } else {
-      escaped += *text;
-    }
-  }
-  return escaped;
+/// Returns `text` as a JSON string; bytes that are no UTF-8 become the replacement character.
+std::string Quoted(const char* text) {
+  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace
@@ -211,7 +199,7 @@ JournalLine& JournalLine::Truth(const char* key, bool value) {
 }
 
 JournalLine& JournalLine::Text(const char* key, const char* value) {
-  return Raw(key, value == nullptr ? "null" : "\"" + Escaped(value) + "\"");
+  return Raw(key, value == nullptr ? "null" : Quoted(value));
 }
 
 JournalLine& JournalLine::Bytes(const char* key, const void* bytes, std::size_t count) {

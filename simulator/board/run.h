@@ -87,7 +87,7 @@ class JournalLine {
 
   JournalLine& Number(const char* key, std::int64_t value);
   JournalLine& Truth(const char* key, bool value);
-  /// A text, or null.
+  /// A text, or null. Bytes that are no UTF-8 become the replacement character.
   JournalLine& Text(const char* key, const char* value);
   /// Bytes as hexadecimal text, or null.
   JournalLine& Bytes(const char* key, const void* bytes, std::size_t count);

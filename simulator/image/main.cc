@@ -91,8 +91,11 @@ int Perform(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const int status = app.exit(error);
-    return status == 0 ? 0 : kUsage;
+    if (error.get_exit_code() == 0) {
+      return app.exit(error);
+    }
+    std::fprintf(stderr, "vam-image: %s; see vam-image --help\n", error.what());
+    return kUsage;
   }
   if (*show) {
     Show(shown);

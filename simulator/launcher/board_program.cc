@@ -29,6 +29,7 @@ constexpr unsigned kPollMilliseconds = 10;
 
 struct Progress {
   GMainLoop* loop;
+  /// 0 before it starts and once it has ended.
   pid_t program;
   int status = 0;
 };
@@ -75,13 +76,21 @@ gboolean EndWhenAlone(gpointer data) {
 }
 
 void ProgramEnded(GPid /*program*/, gint status, gpointer data) {
-  static_cast<Progress*>(data)->status = status;
+  auto* progress = static_cast<Progress*>(data);
+  progress->program = 0;
+  progress->status = status;
   g_timeout_add(kPollMilliseconds, &EndWhenAlone, data);
 }
 
 template <int Signal>
 gboolean PassOn(gpointer data) {
-  kill(static_cast<Progress*>(data)->program, Signal);
+  auto* progress = static_cast<Progress*>(data);
+  if (progress->program != 0) {
+    kill(progress->program, Signal);
+  } else {
+    // Only what the program left behind is still waited for.
+    g_main_loop_quit(progress->loop);
+  }
   return G_SOURCE_CONTINUE;
 }
 
@@ -94,6 +103,11 @@ int RunOnBoard(const BoardProgram& program) {
   if (pipe2(report, O_CLOEXEC) != 0) {
     throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
   }
+  // Before the program starts: from then on it may expect them.
+  Progress progress{g_main_loop_new(nullptr, FALSE), 0};
+  g_unix_signal_add(SIGINT, &PassOn<SIGINT>, &progress);
+  g_unix_signal_add(SIGTERM, &PassOn<SIGTERM>, &progress);
+  g_unix_signal_add(SIGHUP, &PassOn<SIGHUP>, &progress);
   const pid_t child = fork();
   if (child < 0) {
     throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
@@ -112,11 +126,8 @@ int RunOnBoard(const BoardProgram& program) {
     return error == ENOENT ? kNotFound : kNotExecutable;
   }
 
-  Progress progress{g_main_loop_new(nullptr, FALSE), child};
+  progress.program = child;
   g_child_watch_add(child, &ProgramEnded, &progress);
-  g_unix_signal_add(SIGINT, &PassOn<SIGINT>, &progress);
-  g_unix_signal_add(SIGTERM, &PassOn<SIGTERM>, &progress);
-  g_unix_signal_add(SIGHUP, &PassOn<SIGHUP>, &progress);
   g_main_loop_run(progress.loop);
   g_main_loop_unref(progress.loop);
   return WIFSIGNALED(progress.status) ? 128 + WTERMSIG(progress.status)

@@ -19,10 +19,10 @@ struct BoardProgram {
 };
 
 /// Runs the program, answers its calls on the device node meanwhile, and waits until it and
-/// everything that it started have ended. SIGINT, SIGTERM and SIGHUP are passed on to it. Returns
-/// its exit status, 128 and the signal's number when it was killed; kNotFound or kNotExecutable,
-/// with a line on standard error, when it could not be started. REQUIRES: a MockNode of the
-/// board is up.
+/// everything that it started have ended. SIGINT, SIGTERM and SIGHUP are passed on to it; once it
+/// has ended they end the waiting for what it left behind. Returns its exit status, 128 and the
+/// signal's number when it was killed; kNotFound or kNotExecutable, with a line on standard error,
+/// when it could not be started. REQUIRES: a MockNode of the board is up.
 [[nodiscard]] int RunOnBoard(const BoardProgram& program);
 
 }  // namespace vam

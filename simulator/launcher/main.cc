@@ -44,8 +44,9 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     const char* parent = std::getenv("TMPDIR");
+    // Absolute: the program may run in another folder.
     path =
-        std::string(parent == nullptr || *parent == '\0' ? "/tmp" : parent) + "/vam-board-XXXXXX";
+        fs::absolute(parent == nullptr || *parent == '\0' ? "/tmp" : parent) / "vam-board-XXXXXX";
     if (mkdtemp(path.data()) == nullptr) {
       throw std::runtime_error(path + ": cannot be made: " + std::strerror(errno) +
                                "; point TMPDIR to a folder that you can write to");
@@ -219,8 +220,11 @@ int Perform(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const int status = app.exit(error);
-    return status == 0 ? 0 : kFailed;
+    if (error.get_exit_code() == 0) {
+      return app.exit(error);
+    }
+    std::fprintf(stderr, "vam-board: %s; see vam-board --help\n", error.what());
+    return kFailed;
   }
   if (*list) {
     ListBoards();

@@ -1,5 +1,6 @@
 #include "simulator/node/mock_node.h"
 
+#include <sys/un.h>
 #include <umockdev.h>
 
 #include <cerrno>
@@ -72,6 +73,14 @@ MockNode::MockNode(const ProbeSection& probe) : implementation(std::make_unique<
     return;
   }
   UMockdevTestbed* testbed = implementation->testbed.get();
+  // umockdev itself would only warn, and leave every ioctl unanswered.
+  gchar* root = umockdev_testbed_get_root_dir(testbed);
+  const std::string ioctlSocket = std::string(root) + "/ioctl" + kVamDeviceNode;
+  g_free(root);
+  if (ioctlSocket.size() >= sizeof sockaddr_un::sun_path) {
+    throw std::runtime_error(
+        ioctlSocket + ": too long for a socket; point TMPDIR to a folder with a shorter name");
+  }
   GError* error = nullptr;
   umockdev_testbed_add_from_string(testbed,
                                    "P: /devices/virtual/misc/zelkshield\n"

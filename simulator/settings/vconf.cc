@@ -7,7 +7,7 @@
 
 char* vconf_get_str(const char* key) {
   vam::Run* run = vam::Run::Current();
-  if (run == nullptr) {
+  if (run == nullptr || key == nullptr) {
     return nullptr;
   }
   const std::uint32_t fault = run->FireCallFault("vconf_get_str");

@@ -15,7 +15,7 @@ constexpr int kUnknownKey = -1;
 
 int system_info_get_value_string(system_info_key_e key, char** value) {
   vam::Run* run = vam::Run::Current();
-  if (run == nullptr) {
+  if (run == nullptr || value == nullptr) {
     return kUnknownKey;
   }
   const std::uint32_t fault = run->FireCallFault("system_info_get_value_string");
