@@ -122,3 +122,12 @@ function(vam_pkg_config name)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
           COMPONENT development)
 endfunction()
+
+# Makes FILE.gz of a file of the current binary folder, the same bytes each time.
+function(vam_compress file)
+  execute_process(COMMAND gzip -9 --no-name --force --keep ${file}
+                  WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "gzip could not compress ${CMAKE_CURRENT_BINARY_DIR}/${file}.")
+  endif()
+endfunction()
