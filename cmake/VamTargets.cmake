@@ -12,6 +12,8 @@ function(vam_expose target)
     set(scope INTERFACE)
   endif()
   set(root ${PROJECT_BINARY_DIR}/include-roots/${target})
+  # An older link to a folder would lead the links below it into the source tree.
+  file(REMOVE_RECURSE ${root})
   foreach(path IN LISTS ARGN)
     get_filename_component(parent ${root}/${path} DIRECTORY)
     file(MAKE_DIRECTORY ${parent})

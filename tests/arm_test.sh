@@ -35,3 +35,17 @@ refuses "symbols that strip removes" '\.symtab'
 needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | LC_ALL=C sort | xargs)
 expected="$interpreter libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
 [ "$needed" = "$expected" ] || { echo "vam-update needs: $needed" && exit 1; }
+
+rm -rf "$build/packages"
+cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.log" 2>&1 || {
+  cat "$build/cpack.log"
+  exit 1
+}
+for name in libvam-dev vam-simulator vam-update vamctl; do
+  package=$(find "$build/packages" -name "${name}_*.deb")
+  [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || { echo "no $name of $preset" && exit 1; }
+done
+lintian --allow-root --fail-on error "$build"/packages/*.deb >"$build/lintian" 2>&1 || {
+  cat "$build/lintian"
+  exit 1
+}

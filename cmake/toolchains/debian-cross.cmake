@@ -11,7 +11,7 @@ if(NOT in_try_compile)
     COMMAND
       ${repository}/scripts/foreign-packages ${debian_architecture} bookworm ${packages_root}
       libcli11-dev libssl-dev libssl3 libteec1 libtomlplusplus-dev nlohmann-json3-dev
-      optee-client-dev
+      optee-client-dev ${more_packages}
     RESULT_VARIABLE result)
   if(NOT result EQUAL 0)
     message(FATAL_ERROR "Debian's ${debian_architecture} packages could not be fetched; see above.")

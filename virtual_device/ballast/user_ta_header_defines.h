@@ -1,0 +1,15 @@
+#ifndef USER_TA_HEADER_DEFINES_H
+#define USER_TA_HEADER_DEFINES_H
+
+/* A trusted application that does nothing but occupy the secure world's memory: each session is an
+ * instance of its own and takes less than any other trusted application needs. */
+
+#define TA_UUID                                                                    \
+  {                                                                                \
+    0x7d0f2b7e, 0x6c1c, 0x4b0f, { 0x9c, 0x1f, 0x5b, 0x9c, 0x3a, 0x7e, 0x5d, 0x21 } \
+  }
+#define TA_FLAGS 0
+#define TA_STACK_SIZE (4 * 1024)
+#define TA_DATA_SIZE (64 * 1024)
+
+#endif /* USER_TA_HEADER_DEFINES_H */

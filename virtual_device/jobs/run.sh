@@ -1,0 +1,6 @@
+# Runs the update tool of $architecture once on /share/board.toml.
+. /bin/unit.sh
+
+set_up_board /share/board.toml
+run_tool "$architecture" /share/outcome
+finish

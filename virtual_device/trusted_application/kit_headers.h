@@ -1,0 +1,13 @@
+#ifndef VIRTUAL_DEVICE_TRUSTED_APPLICATION_KIT_HEADERS_H_
+#define VIRTUAL_DEVICE_TRUSTED_APPLICATION_KIT_HEADERS_H_
+
+// The kit's headers do not say to C++ that they are C. Every source is compiled behind this.
+
+extern "C" {
+#include <inttypes.h>
+#include <string.h>
+#include <tee_internal_api.h>
+#include <trace.h>
+}
+
+#endif  // VIRTUAL_DEVICE_TRUSTED_APPLICATION_KIT_HEADERS_H_
