@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything for one ARM architecture and checks the update tool as it would go into an
-# image: its size, its hardening, and the libraries that it asks for.
+# image: its size, its hardening, and the libraries that it asks for. Then makes the architecture's
+# Debian packages and has lintian judge them.
 # Usage: arm_test.sh SOURCE PRESET INTERPRETER
 set -euo pipefail
 source=$1 preset=$2 interpreter=$3
@@ -36,6 +37,10 @@ needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | LC_ALL=C sort
 expected="$interpreter libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
 [ "$needed" = "$expected" ] || { echo "vam-update needs: $needed" && exit 1; }
 
+# The update tool calls nothing that FORTIFY guards; the console, built with the same flags, does.
+readelf --wide --dyn-syms "$build/bin/vamctl" >"$build/readelf"
+grep -qE '__v?(f|sn)printf_chk' "$build/readelf" || { echo "vamctl: no FORTIFY" && exit 1; }
+
 rm -rf "$build/packages"
 cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.log" 2>&1 || {
   cat "$build/cpack.log"
@@ -44,6 +49,11 @@ cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.lo
 for name in libvam-dev vam-simulator vam-update vamctl; do
   package=$(find "$build/packages" -name "${name}_*.deb")
   [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || { echo "no $name of $preset" && exit 1; }
+done
+dpkg-deb --contents "$build"/packages/vam-update_*.deb >"$build/contents"
+for file in usr/sbin/vam-update usr/lib/systemd/system/vam-update.service \
+  usr/share/man/man8/vam-update.8.gz; do
+  grep -qE " \./$file\$" "$build/contents" || { echo "vam-update has no /$file" && exit 1; }
 done
 lintian --allow-root --fail-on error "$build"/packages/*.deb >"$build/lintian" 2>&1 || {
   cat "$build/lintian"
