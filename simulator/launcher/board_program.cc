@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -104,7 +105,9 @@ int RunOnBoard(const BoardProgram& program) {
     throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
   }
   // Before the program starts: from then on it may expect them.
-  Progress progress{g_main_loop_new(nullptr, FALSE), 0};
+  const std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop(
+      g_main_loop_new(nullptr, FALSE), &g_main_loop_unref);
+  Progress progress{loop.get(), 0};
   g_unix_signal_add(SIGINT, &PassOn<SIGINT>, &progress);
   g_unix_signal_add(SIGTERM, &PassOn<SIGTERM>, &progress);
   g_unix_signal_add(SIGHUP, &PassOn<SIGHUP>, &progress);
@@ -128,8 +131,7 @@ int RunOnBoard(const BoardProgram& program) {
 
   progress.program = child;
   g_child_watch_add(child, &ProgramEnded, &progress);
-  g_main_loop_run(progress.loop);
-  g_main_loop_unref(progress.loop);
+  g_main_loop_run(loop.get());
   return WIFSIGNALED(progress.status) ? 128 + WTERMSIG(progress.status)
                                       : WEXITSTATUS(progress.status);
 }
