@@ -69,4 +69,15 @@ kill "$occupier"
 wait "$occupier"
 run_tool arm64 /share/outcome/secure-memory-again
 check_outcome secure-memory-again /share/expected/update-needed /share/outcome/secure-memory-again
+
+# The build that is shipped does the same work and knows no test command. It comes last: it cannot be
+# made to panic, so nothing else is loaded behind it.
+set_up_board "$board"
+vam-guest-board stop 1 panic
+vamctl ak-provision --hex 00
+cp /opt/shipped.ta "$trustedApplication"
+vam-guest-board chip >/tmp/refusal 2>&1
+check "shipped build: refuses a test command" grep -q 0xFFFF000A /tmp/refusal
+run_tool arm64 /share/outcome/shipped-build
+check_outcome shipped-build /share/expected/update-needed /share/outcome/shipped-build
 finish

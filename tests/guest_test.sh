@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs the jobs of one test on the virtual device, which is prepared already. The device's own count of checks decides: the
-# marker, which a job writes last, must name exactly the expected number and no failure.
+# Runs the jobs of one test on the virtual device, which is prepared already. The device's own count
+# of checks decides: the marker, which a job writes last, must name exactly the expected number and
+# no failure.
 # Usage: guest_test.sh SOURCE boards|edges|power-cut
 set -euo pipefail
 source=$1 test=$2
@@ -55,7 +56,7 @@ case $test in
     boot boards "$checks"
     ;;
   edges)
-    boot edges 50
+    boot edges 55
     ;;
   power-cut)
     for writes in 1 2 3 4; do
