@@ -47,8 +47,12 @@ cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.lo
   exit 1
 }
 for name in libvam-dev vam-simulator vam-update vamctl; do
-  package=$(find "$build/packages" -name "${name}_*.deb")
-  [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || { echo "no $name of $preset" && exit 1; }
+  # Not its like in the folder where CPack staged it.
+  package=$(find "$build/packages" -maxdepth 1 -name "${name}_*.deb")
+  [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || {
+    echo "no $name of $preset"
+    exit 1
+  }
 done
 dpkg-deb --contents "$build"/packages/vam-update_*.deb >"$build/contents"
 for file in usr/sbin/vam-update usr/lib/systemd/system/vam-update.service \
