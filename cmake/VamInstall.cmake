@@ -1,5 +1,5 @@
 # What is installed where. Components: runtime (the tool), development (libraries and headers),
-# bench (vamctl), simulator (the simulated board).
+# vamctl, simulator (the simulated board).
 
 set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
 # The stand-ins have the names of a device's libraries, so they stay out of the loader's way.

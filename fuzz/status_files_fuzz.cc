@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "console/verdict.h"
 #include "fuzz/fuzz_target.h"
+#include "vamctl/verdict.h"
 
 namespace {
 

@@ -11,7 +11,7 @@ shift 3
 allowed=("$@")
 
 # One header of every folder, whose own includes are there for whoever may include it.
-all=(console/answer.h driver/board_probe.h interface/ca_vam_interface_sp.h tee/vam_tee_client.h
+all=(vamctl/answer.h driver/board_probe.h interface/ca_vam_interface_sp.h tee/vam_tee_client.h
   report/vam_result.h version/compare_version.h util/console_line.h util/text_conversions.h
   platform/device_node.h simulator/board/board.h tests/support/process.h)
 

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "simulator/board/code_names.h"
-#include "simulator/trusted_application/chip_memory.h"
-#include "simulator/trusted_application/firmware_image.h"
+#include "simulator/model/chip_memory.h"
+#include "simulator/model/firmware_image.h"
 
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 1

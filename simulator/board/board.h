@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/trusted_application/answer_fault.h"
+#include "simulator/model/answer_fault.h"
 
 namespace vam {
 

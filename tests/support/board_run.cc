@@ -29,8 +29,8 @@ std::map<std::string, std::string> BoardEnvironment() {
 
 std::string UpdateTool() { return VAM_UPDATE_TOOL; }
 
-std::string BenchConsole() { return VAM_BENCH_CONSOLE; }
+std::string BenchConsole() { return VAM_VAMCTL; }
 
-std::string BoardLauncher() { return VAM_BOARD_LAUNCHER; }
+std::string BoardLauncher() { return VAM_BOARD_PROGRAM; }
 
 }  // namespace vam

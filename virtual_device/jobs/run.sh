@@ -1,5 +1,5 @@
 # Runs the update tool of $architecture once on /share/board.toml.
-. /bin/unit.sh
+. /bin/device.sh
 
 set_up_board /share/board.toml
 run_tool "$architecture" /share/outcome

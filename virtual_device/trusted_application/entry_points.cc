@@ -6,7 +6,7 @@
 #include <tee_internal_api.h>
 #include <trace.h>
 
-#include "simulator/trusted_application/trusted_application.h"
+#include "simulator/model/trusted_application.h"
 #include "virtual_device/trusted_application/secure_storage.h"
 #include "virtual_device/trusted_application/test_commands.h"
 #include "virtual_device/trusted_application/test_setup.h"

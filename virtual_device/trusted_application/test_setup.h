@@ -7,7 +7,7 @@
 #include <stdint.h>
 #include <tee_api_types.h>
 
-#include "simulator/trusted_application/environment.h"
+#include "simulator/model/environment.h"
 
 namespace vam {
 

@@ -1,0 +1,49 @@
+#ifndef SIMULATOR_MODEL_ANSWER_FAULT_H_
+#define SIMULATOR_MODEL_ANSWER_FAULT_H_
+
+#include <stdint.h>
+
+namespace vam {
+
+/// What an answer fault changes.
+enum AnswerFaultKind : uint32_t {
+  /// The command is not carried out and returns `result`.
+  kFailCommand,
+  /// The result record of an update reply is `vamCode` and `fwCode`.
+  kReplaceRecord,
+  /// The reply ends before item `item`.
+  kOmitItem,
+  /// The reply ends in the middle of item `item`.
+  kCutItem,
+  /// Reply item `item` is the number `number`.
+  kReplaceByNumber,
+  /// Reply item `item` is a blob of the first `byteCount` of `bytes`.
+  kReplaceByBytes,
+};
+
+constexpr uint32_t kAnswerFaultBytes = 512;
+
+/// One wrong answer of the trusted application. A plain record, so that it can be handed into a
+/// secure world.
+struct AnswerFault {
+  uint32_t kind;
+  /// The command it belongs to.
+  uint32_t command;
+  /// 1: only in update mode `mode`.
+  uint32_t hasMode;
+  int32_t mode;
+  /// Which of the matching invocations it changes, from 1; 0: every one.
+  uint32_t occurrence;
+  uint32_t result;
+  int32_t vamCode;
+  int32_t fwCode;
+  /// Reply item, from 1.
+  uint32_t item;
+  uint32_t number;
+  uint32_t byteCount;
+  uint8_t bytes[kAnswerFaultBytes];
+};
+
+}  // namespace vam
+
+#endif  // SIMULATOR_MODEL_ANSWER_FAULT_H_

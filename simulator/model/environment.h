@@ -1,0 +1,68 @@
+#ifndef SIMULATOR_MODEL_ENVIRONMENT_H_
+#define SIMULATOR_MODEL_ENVIRONMENT_H_
+
+// What the model of the trusted application asks of the world it runs in: a file and libcrypto on a
+// PC, persistent objects and the TEE's own digest in a real secure world. Freestanding.
+
+#include <stdint.h>
+
+#include "simulator/model/answer_fault.h"
+
+namespace vam {
+
+/// Bytes of a SHA-256 digest (FIPS 180-4).
+constexpr uint32_t kDigestSize = 32;
+
+/// Where the chip's memory is kept.
+class ChipMemoryStore {
+ public:
+  /// Reads the whole memory, exactly `size` bytes, into `bytes`. Returns false when there is none
+  /// or it has another size.
+  virtual bool Load(void* bytes, uint32_t size) = 0;
+  /// Replaces the whole memory, or leaves it as it was and returns false. Where the board's power
+  /// is to fail after this write, does not return.
+  virtual bool Save(const void* bytes, uint32_t size) = 0;
+
+ protected:
+  ~ChipMemoryStore() = default;
+};
+
+/// The firmware image in the device's file system.
+class ImageSource {
+ public:
+  /// Returns false when there is no image.
+  virtual bool Size(uint32_t* size) = 0;
+  /// Reads `count` bytes from `offset`; false when they are not all there.
+  virtual bool Read(uint32_t offset, void* bytes, uint32_t count) = 0;
+
+ protected:
+  ~ImageSource() = default;
+};
+
+/// SHA-256. Begin, any number of Update, End; one digest at a time.
+class Digest {
+ public:
+  virtual void Begin() = 0;
+  virtual void Update(const void* bytes, uint32_t count) = 0;
+  virtual void End(uint8_t digest[kDigestSize]) = 0;
+
+ protected:
+  ~Digest() = default;
+};
+
+/// The wrong answers that a board declares.
+class AnswerFaults {
+ public:
+  virtual uint32_t Count() = 0;
+  /// Counts an invocation that fault `index` (from 0) may belong to, and returns the fault when it
+  /// is to be applied to this one, else null. `hasMode` tells whether the command carried an
+  /// update mode.
+  virtual const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) = 0;
+
+ protected:
+  ~AnswerFaults() = default;
+};
+
+}  // namespace vam
+
+#endif  // SIMULATOR_MODEL_ENVIRONMENT_H_

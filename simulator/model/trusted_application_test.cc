@@ -1,0 +1,641 @@
+#include "simulator/model/trusted_application.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <openssl/sha.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "interface/trusted_application.h"
+#include "report/result_codes.h"
+
+namespace vam {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+
+/// The chip's memory in a vector; power fails, or the store refuses, behind a given write.
+class MemoryStore final : public ChipMemoryStore {
+ public:
+  bool Load(void* bytes, uint32_t size) override {
+    if (stored.size() != size) {
+      return false;
+    }
+    std::copy(stored.begin(), stored.end(), static_cast<uint8_t*>(bytes));
+    return true;
+  }
+  bool Save(const void* bytes, uint32_t size) override {
+    if (writes >= writesTaken) {
+      return false;
+    }
+    ++writes;
+    const auto* first = static_cast<const uint8_t*>(bytes);
+    stored.assign(first, first + size);
+    return true;
+  }
+
+  std::vector<uint8_t> stored;
+  int writes = 0;
+  int writesTaken = 1000;
+};
+
+class MemoryImage final : public ImageSource {
+ public:
+  bool Size(uint32_t* size) override {
+    *size = static_cast<uint32_t>(bytes.size());
+    return present;
+  }
+  bool Read(uint32_t offset, void* to, uint32_t count) override {
+    if (!present || offset > bytes.size() || count > bytes.size() - offset) {
+      return false;
+    }
+    std::copy_n(bytes.begin() + offset, count, static_cast<uint8_t*>(to));
+    return true;
+  }
+
+  bool present = true;
+  std::vector<uint8_t> bytes;
+};
+
+class Sha256 final : public Digest {
+ public:
+  void Begin() override { data.clear(); }
+  void Update(const void* bytes, uint32_t count) override {
+    const auto* first = static_cast<const uint8_t*>(bytes);
+    data.insert(data.end(), first, first + count);
+  }
+  void End(uint8_t digest[kDigestSize]) override { SHA256(data.data(), data.size(), digest); }
+
+ private:
+  std::vector<uint8_t> data;
+};
+
+/// Faults that apply to every invocation of their command and mode.
+class ListedFaults final : public AnswerFaults {
+ public:
+  uint32_t Count() override { return static_cast<uint32_t>(faults.size()); }
+  const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
+    const AnswerFault& fault = faults[index];
+    const bool applies =
+        fault.command == command && (fault.hasMode == 0 || (hasMode && fault.mode == mode));
+    return applies ? &fault : nullptr;
+  }
+
+  std::vector<AnswerFault> faults;
+};
+
+VersionText Version(const std::string& text) {
+  VersionText version;
+  EXPECT_TRUE(set_version(version, text.data(), static_cast<uint32_t>(text.size())));
+  return version;
+}
+
+std::string Text(const VersionText& version) {
+  return std::string(version.text, version.text + version.length);
+}
+
+/// Lays out an image as it lies in a file system.
+std::vector<uint8_t> Image(uint32_t systemSize = 3, uint32_t appSize = 2) {
+  ImageHeader header{};
+  std::memcpy(header.magic, "VAMIMG01", 8);
+  header.system = Version("1.1,XX");
+  header.app = Version("2.0");
+  header.runsSystem = Version("1.1,04");
+  header.runsApp = Version("2.0");
+  header.systemSize = systemSize;
+  header.appSize = appSize;
+  std::vector<uint8_t> bytes(sizeof header + systemSize + appSize, 0x5A);
+  std::memcpy(bytes.data(), &header, sizeof header);
+  uint8_t digest[kDigestSize];
+  SHA256(bytes.data(), bytes.size(), digest);
+  bytes.insert(bytes.end(), digest, digest + kDigestSize);
+  return bytes;
+}
+
+/// What an update command answers.
+struct UpdateAnswer {
+  uint32_t result = 0xDEADBEEF;
+  int32_t vamCode = 0;
+  int32_t fwCode = 0;
+  std::string system;
+  std::string app;
+  /// Bytes that the system version's size announces.
+  uint32_t systemSize = 0;
+};
+
+class TrustedApplicationTest : public testing::Test {
+ protected:
+  TrustedApplicationTest() {
+    image.bytes = Image();
+    StoredChipMemory chip{};
+    chip.memory.implementsUpdates = 1;
+    chip.memory.selfTestPasses = 1;
+    chip.memory.partCapacity = 1024;
+    chip.memory.system.version = Version("1.0,17");
+    chip.memory.app.version = Version("1.9");
+    Store(chip);
+  }
+
+  void Store(StoredChipMemory& chip) {
+    EXPECT_TRUE(SaveChipMemory(store, digest, chip));
+    store.writes = 0;
+  }
+  StoredChipMemory Chip() {
+    StoredChipMemory chip{};
+    EXPECT_TRUE(LoadChipMemory(store, digest, chip));
+    return chip;
+  }
+  /// Changes one thing of the chip's memory.
+  template <typename Change>
+  void ChangeChip(Change change) {
+    StoredChipMemory chip = Chip();
+    change(chip.memory);
+    Store(chip);
+  }
+
+  void BeginRequest() { block.assign(8192, 0); }
+  ValueCursor Cursor() { return {block.data(), block.size(), kFirstValue}; }
+
+  uint32_t Invoke(uint32_t command) {
+    TrustedApplication application(store, image, digest, faults);
+    return application.Invoke(command, block.data(), block.size());
+  }
+  /// Invokes a command that has neither request nor reply.
+  uint32_t InvokeAlone(uint32_t command) {
+    BeginRequest();
+    return Invoke(command);
+  }
+
+  uint32_t SendMode(uint32_t command, int32_t mode) {
+    BeginRequest();
+    ValueCursor request = Cursor();
+    EXPECT_TRUE(put_int(request, mode));
+    return Invoke(command);
+  }
+
+  UpdateAnswer Update(int32_t mode) {
+    UpdateAnswer answer;
+    answer.result = SendMode(kVmUpdateFw, mode);
+    ValueCursor reply = Cursor();
+    const uint8_t* record = get_blob(reply, 8);
+    if (record == nullptr) {
+      return answer;
+    }
+    std::memcpy(&answer.vamCode, record, 4);
+    std::memcpy(&answer.fwCode, record + 4, 4);
+    answer.system = GetVersion(reply, answer.systemSize);
+    uint32_t appSize = 0;
+    answer.app = GetVersion(reply, appSize);
+    return answer;
+  }
+
+  static std::string GetVersion(ValueCursor& reply, uint32_t& size) {
+    if (!get_uint(reply, &size)) {
+      return "(no size)";
+    }
+    const uint8_t* text = get_blob(reply, size);
+    return text == nullptr ? "(no version)" : std::string(text, text + size);
+  }
+
+  uint32_t SendRecord(uint32_t command, const std::vector<uint8_t>& record) {
+    BeginRequest();
+    ValueCursor request = Cursor();
+    const auto length = static_cast<uint32_t>(record.size());
+    EXPECT_TRUE(put_uint(request, length));
+    EXPECT_TRUE(put_blob(request, record.data(), length));
+    return Invoke(command);
+  }
+
+  static void ExpectVersions(const UpdateAnswer& answer, const std::string& system,
+                             const std::string& app) {
+    EXPECT_EQ(answer.result, kTeeSuccess);
+    EXPECT_EQ(answer.vamCode, 0);
+    EXPECT_EQ(answer.fwCode, 0);
+    // They travel with a terminating zero that the size counts.
+    EXPECT_EQ(answer.system, system + '\0');
+    EXPECT_EQ(answer.app, app + '\0');
+  }
+  /// A record of failure, and a system size of 0 at which the reply ends.
+  static void ExpectFailure(const UpdateAnswer& answer, int32_t vamCode, int32_t fwCode) {
+    EXPECT_EQ(answer.result, kTeeSuccess);
+    EXPECT_EQ(answer.vamCode, vamCode);
+    EXPECT_EQ(answer.fwCode, fwCode);
+    EXPECT_EQ(answer.systemSize, 0U);
+    EXPECT_EQ(answer.app, "(no size)");
+  }
+
+  MemoryStore store;
+  MemoryImage image;
+  Sha256 digest;
+  ListedFaults faults;
+  std::vector<uint8_t> block;
+};
+
+TEST_F(TrustedApplicationTest, Mode7ReportsTheImageAndWritesNothing) {
+  ExpectVersions(Update(7), "1.1,XX", "2.0");
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, Mode11ReportsTheChip) {
+  ExpectVersions(Update(11), "1.0,17", "1.9");
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, Mode3WritesTheImageInFourSteps) {
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+  EXPECT_EQ(store.writes, 4);
+  const ChipMemory memory = Chip().memory;
+  EXPECT_EQ(memory.state, kChipWhole);
+  EXPECT_EQ(Text(memory.system.version), "1.1,04");
+  EXPECT_EQ(memory.system.size, 3U);
+  EXPECT_EQ(Text(memory.app.version), "2.0");
+  EXPECT_EQ(memory.app.size, 2U);
+  ExpectVersions(Update(11), "1.1,04", "2.0");
+}
+
+TEST_F(TrustedApplicationTest, Mode3WritesTheSameImageOnce) {
+  Update(3);
+  store.writes = 0;
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, Mode3WritesAnImageThatDiffersInOneByteOfItsPayload) {
+  Update(3);
+  store.writes = 0;
+  std::vector<uint8_t>& bytes = image.bytes;
+  bytes[sizeof(ImageHeader)] ^= 1;
+  SHA256(bytes.data(), bytes.size() - kDigestSize, bytes.data() + bytes.size() - kDigestSize);
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+  EXPECT_EQ(store.writes, 4);
+}
+
+TEST_F(TrustedApplicationTest, MissingImage) {
+  image.present = false;
+  ExpectFailure(Update(7), VAM_RET_DATA_NOT_FOUND, 0);
+  ExpectFailure(Update(3), VAM_RET_DATA_NOT_FOUND, 0);
+  EXPECT_EQ(store.writes, 0);
+  ExpectVersions(Update(11), "1.0,17", "1.9");
+}
+
+TEST_F(TrustedApplicationTest, DamagedImage) {
+  image.bytes.back() ^= 1;
+  ExpectFailure(Update(7), VAM_RET_INVALID_INPUT_DATA, 0);
+  ExpectFailure(Update(3), VAM_RET_INVALID_INPUT_DATA, 0);
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, DamagedChip) {
+  store.stored.back() ^= 1;
+  ExpectVersions(Update(7), "1.1,XX", "2.0");
+  ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR);
+  ExpectFailure(Update(11), VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR);
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, InterruptedChipWaitsForARecovery) {
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
+  ExpectFailure(Update(3), VAM_RET_CORE_ERROR, -ZELK_FW_ERROR);
+  ExpectFailure(Update(11), VAM_RET_CORE_ERROR, -ZELK_FW_ERROR);
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, FullChip) {
+  for (const bool system : {true, false}) {
+    image.bytes = system ? Image(1025, 1) : Image(1, 1025);
+    ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_BUFFER_NOT_ENOUGH);
+  }
+  EXPECT_EQ(store.writes, 0);
+  image.bytes = Image(1024, 1024);
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+}
+
+TEST_F(TrustedApplicationTest, ChipThatTakesNoWrite) {
+  store.writesTaken = 0;
+  ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR);
+  ExpectVersions(Update(11), "1.0,17", "1.9");
+}
+
+TEST_F(TrustedApplicationTest, BranchThatDoesNotImplementUpdates) {
+  ChangeChip([](ChipMemory& memory) { memory.implementsUpdates = 0; });
+  for (const int mode : {7, 3, 11}) {
+    const UpdateAnswer answer = Update(mode);
+    EXPECT_EQ(answer.result, kTeeSuccess);
+    EXPECT_EQ(answer.vamCode, VAM_RET_NOT_IMPLEMENTED);
+    EXPECT_EQ(answer.fwCode, 0);
+    EXPECT_EQ(answer.app, (mode == 7 ? std::string("2.0") : std::string("1.9")) + '\0');
+  }
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, OtherModes) {
+  for (const int mode : {0, -1, 4, 15}) {
+    ExpectFailure(Update(mode), VAM_RET_INVALID_PARAM, 0);
+  }
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, RequestWithoutMode) {
+  for (const uint32_t command : {kVmUpdateFw, kVamUpdateFw}) {
+    EXPECT_EQ(InvokeAlone(command), kTeeErrorBadFormat);
+  }
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, OlderUpdateWorksAndTellsByItsResult) {
+  EXPECT_EQ(SendMode(kVamUpdateFw, 3), kTeeSuccess);
+  EXPECT_EQ(store.writes, 4);
+  EXPECT_EQ(SendMode(kVamUpdateFw, 11), kTeeSuccess);
+  EXPECT_EQ(SendMode(kVamUpdateFw, 4), kTeeErrorGeneric);
+  image.present = false;
+  EXPECT_EQ(SendMode(kVamUpdateFw, 7), kTeeErrorGeneric);
+}
+
+TEST_F(TrustedApplicationTest, InformationWords) {
+  for (const uint32_t command : {kVmGetFwInfo, kVamGetFwInfo}) {
+    ChangeChip([](ChipMemory& memory) {
+      memory.informationCount = 2;
+      memory.information[0] = 0x01020304;
+      memory.information[1] = 0xFFFFFFFF;
+    });
+    EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
+    ValueCursor reply = Cursor();
+    uint32_t total = 0;
+    EXPECT_TRUE(get_uint(reply, &total));
+    EXPECT_EQ(total, 2U);
+    const uint8_t* words = get_blob(reply, 8);
+    ASSERT_NE(words, nullptr);
+    EXPECT_THAT(std::vector<uint8_t>(words, words + 8),
+                ElementsAre(4, 3, 2, 1, 0xFF, 0xFF, 0xFF, 0xFF));
+
+    ChangeChip([](ChipMemory& memory) { memory.informationCount = 0; });
+    EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
+    reply = Cursor();
+    EXPECT_TRUE(get_uint(reply, &total));
+    EXPECT_EQ(total, 0U);
+  }
+}
+
+TEST_F(TrustedApplicationTest, HackInformation) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.hackInformationSize = 2;
+    memory.hackInformation[0] = 7;
+    memory.hackInformation[1] = 8;
+  });
+  EXPECT_EQ(InvokeAlone(kVamGetHackInfo), kTeeSuccess);
+  ValueCursor reply = Cursor();
+  int32_t count = 0;
+  EXPECT_TRUE(get_int(reply, &count));
+  EXPECT_EQ(count, 2);
+  const uint8_t* record = get_blob(reply, 2);
+  ASSERT_NE(record, nullptr);
+  EXPECT_EQ(record[1], 8);
+
+  ChangeChip([](ChipMemory& memory) { memory.hackInformationSize = 0; });
+  EXPECT_EQ(InvokeAlone(kVamGetHackInfo), kTeeSuccess);
+  reply = Cursor();
+  EXPECT_TRUE(get_int(reply, &count));
+  EXPECT_EQ(count, 0);
+}
+
+TEST_F(TrustedApplicationTest, AkRecordFromProvisioningToRemoval) {
+  const std::vector<uint8_t> record = {1, 2, 3};
+  EXPECT_EQ(InvokeAlone(kVamGetPublicKeyStatus), kTeeErrorItemNotFound);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, record), kTeeErrorItemNotFound);
+  EXPECT_EQ(InvokeAlone(kVamRemoveAkKeys), kTeeErrorItemNotFound);
+
+  EXPECT_EQ(SendRecord(kVamAkProvision, record), kTeeSuccess);
+  EXPECT_EQ(InvokeAlone(kVamGetPublicKeyStatus), kTeeSuccess);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, record), kTeeSuccess);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {1, 2, 4}), kTeeErrorSecurity);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {1, 2}), kTeeErrorSecurity);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {1, 2, 3, 0}), kTeeErrorSecurity);
+
+  // A shorter record leaves nothing of the longer one behind.
+  EXPECT_EQ(SendRecord(kVamAkProvision, {9}), kTeeSuccess);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {9}), kTeeSuccess);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {9, 2, 3}), kTeeErrorSecurity);
+  EXPECT_EQ(Chip().memory.akRecord[1], 0);
+
+  EXPECT_EQ(InvokeAlone(kVamRemoveAkKeys), kTeeSuccess);
+  EXPECT_EQ(InvokeAlone(kVamGetPublicKeyStatus), kTeeErrorItemNotFound);
+  EXPECT_THAT(Chip().memory.akRecord, Each(0));
+}
+
+TEST_F(TrustedApplicationTest, AkRecordLengths) {
+  for (const uint32_t command : {kVamAkProvision, kVamCheckVamAk}) {
+    EXPECT_EQ(SendRecord(command, {}), kTeeErrorBadParameters);
+    EXPECT_EQ(SendRecord(command, std::vector<uint8_t>(2049, 1)), kTeeErrorBadParameters);
+    EXPECT_EQ(InvokeAlone(command), kTeeErrorBadFormat);
+    // A length that the blob does not have.
+    BeginRequest();
+    ValueCursor request = Cursor();
+    ASSERT_TRUE(put_uint(request, 3) && put_blob(request, "ab", 2));
+    EXPECT_EQ(Invoke(command), kTeeErrorBadFormat);
+  }
+  EXPECT_EQ(store.writes, 0);
+  EXPECT_EQ(SendRecord(kVamAkProvision, std::vector<uint8_t>(2048, 1)), kTeeSuccess);
+}
+
+TEST_F(TrustedApplicationTest, AkRecordFromTheReplayProtectedBlock) {
+  EXPECT_EQ(InvokeAlone(kVamAkProvisionRpmb), kTeeErrorItemNotFound);
+  ChangeChip([](ChipMemory& memory) {
+    memory.rpmbRecordSize = 2;
+    memory.rpmbRecord[0] = 0xA0;
+    memory.rpmbRecord[1] = 0xA1;
+  });
+  EXPECT_EQ(InvokeAlone(kVamAkProvisionRpmb), kTeeSuccess);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {0xA0, 0xA1}), kTeeSuccess);
+}
+
+TEST_F(TrustedApplicationTest, SelfTest) {
+  EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeSuccess);
+  ChangeChip([](ChipMemory& memory) { memory.selfTestPasses = 0; });
+  EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeErrorGeneric);
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
+  EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeErrorBadState);
+}
+
+TEST_F(TrustedApplicationTest, Reports) {
+  for (const uint32_t command : {kVamGetInfo, kVamGetAppInfo}) {
+    EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
+  }
+}
+
+TEST_F(TrustedApplicationTest, DamagedChipAnswersNothingElse) {
+  store.stored[100] ^= 1;
+  for (const uint32_t command :
+       {kVmGetFwInfo, kVamGetFwInfo, kVamGetHackInfo, kVamAkProvisionRpmb, kVamGetPublicKeyStatus,
+        kVamRemoveAkKeys, kVamSelfTestAll, kVamGetInfo, kVamGetAppInfo, kVamForceRecoverySp}) {
+    EXPECT_EQ(InvokeAlone(command), kTeeErrorBadState) << command;
+  }
+  EXPECT_EQ(SendRecord(kVamAkProvision, {1}), kTeeErrorBadState);
+  EXPECT_EQ(SendRecord(kVamCheckVamAk, {1}), kTeeErrorBadState);
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, WritesThatTheStoreRefusesAreTold) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.akRecordSize = 1;
+    memory.rpmbRecordSize = 1;
+  });
+  store.writesTaken = 0;
+  EXPECT_EQ(SendRecord(kVamAkProvision, {1}), kTeeErrorGeneric);
+  EXPECT_EQ(InvokeAlone(kVamAkProvisionRpmb), kTeeErrorGeneric);
+  EXPECT_EQ(InvokeAlone(kVamRemoveAkKeys), kTeeErrorGeneric);
+  store.stored.clear();
+  EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeErrorGeneric);
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfAWholeChipChangesNothing) {
+  for (const uint32_t command : {kVamForceRecovery, kVamForceRecoverySp}) {
+    EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
+  }
+  EXPECT_EQ(store.writes, 0);
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip) {
+  store.stored.back() ^= 1;
+  EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeSuccess);
+  ExpectVersions(Update(11), "", "");
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+  ExpectVersions(Update(11), "1.1,04", "2.0");
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfTheSystemPartKeepsTheAppPart) {
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
+  EXPECT_EQ(InvokeAlone(kVamForceRecoverySp), kTeeSuccess);
+  ExpectVersions(Update(11), "", "1.9");
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfTheChipErasesBothParts) {
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
+  EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeSuccess);
+  ExpectVersions(Update(11), "", "");
+}
+
+TEST_F(TrustedApplicationTest, NoCutOfPowerLeavesTheChipBeyondRecovery) {
+  const std::vector<uint8_t> before = store.stored;
+  for (const uint32_t recovery : {kVamForceRecovery, kVamForceRecoverySp}) {
+    for (int writes = 0; writes <= 4; ++writes) {
+      store.stored = before;
+      store.writes = 0;
+      // What the store no longer takes is what the power no longer wrote.
+      store.writesTaken = writes;
+      Update(3);
+      store.writesTaken = 1000;
+      EXPECT_EQ(Chip().memory.state, writes == 0 || writes == 4 ? kChipWhole : kChipInterrupted);
+      EXPECT_EQ(InvokeAlone(recovery), kTeeSuccess);
+      ExpectVersions(Update(3), "1.1,04", "2.0");
+      ExpectVersions(Update(11), "1.1,04", "2.0");
+      EXPECT_EQ(Chip().memory.state, kChipWhole);
+    }
+  }
+}
+
+TEST_F(TrustedApplicationTest, UnknownCommands) {
+  for (const uint32_t command : {0U, 1U, 17U, 20U, 27U, 45U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(InvokeAlone(command), kTeeErrorNotSupported);
+  }
+}
+
+TEST_F(TrustedApplicationTest, BlocksThatHoldNoRequestAreRefused) {
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{4}, size_t{8}}) {
+    std::vector<uint8_t> small(size, 0xFF);
+    TrustedApplication application(store, image, digest, faults);
+    EXPECT_EQ(application.Invoke(kVmUpdateFw, small.data(), size), kTeeErrorBadFormat);
+    EXPECT_THAT(small, Each(0xFF));
+  }
+}
+
+AnswerFault UpdateFault(AnswerFaultKind kind, uint32_t item = 0) {
+  AnswerFault fault{};
+  fault.kind = kind;
+  fault.command = kVmUpdateFw;
+  fault.hasMode = 1;
+  fault.mode = 3;
+  fault.item = item;
+  return fault;
+}
+
+TEST_F(TrustedApplicationTest, FaultThatFailsTheCommandDoesNothing) {
+  AnswerFault fault = UpdateFault(kFailCommand);
+  fault.result = 0xFFFF000D;
+  faults.faults = {fault};
+  EXPECT_EQ(SendMode(kVmUpdateFw, 3), 0xFFFF000D);
+  EXPECT_EQ(store.writes, 0);
+  ExpectVersions(Update(11), "1.0,17", "1.9");
+}
+
+TEST_F(TrustedApplicationTest, FaultThatReplacesTheRecord) {
+  AnswerFault fault = UpdateFault(kReplaceRecord);
+  fault.vamCode = 7;
+  fault.fwCode = -11;
+  faults.faults = {fault};
+  const UpdateAnswer answer = Update(3);
+  EXPECT_EQ(answer.vamCode, 7);
+  EXPECT_EQ(answer.fwCode, -11);
+  EXPECT_EQ(answer.system, std::string("1.1,04") + '\0');
+  EXPECT_EQ(store.writes, 4);
+}
+
+TEST_F(TrustedApplicationTest, FaultsThatEndTheReplyAtAnItem) {
+  for (const AnswerFaultKind kind : {kOmitItem, kCutItem}) {
+    for (uint32_t item = 1; item <= 5; ++item) {
+      faults.faults = {UpdateFault(kind, item)};
+      EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
+      ValueCursor reply = Cursor();
+      uint32_t size = 0;
+      uint32_t items = 0;
+      items += get_blob(reply, 8) != nullptr ? 1 : 0;
+      items += get_uint(reply, &size) ? 1 : 0;
+      items += get_blob(reply, size) != nullptr ? 1 : 0;
+      items += get_uint(reply, &size) ? 1 : 0;
+      items += get_blob(reply, size) != nullptr ? 1 : 0;
+      EXPECT_EQ(items, item - 1);
+    }
+  }
+}
+
+TEST_F(TrustedApplicationTest, FaultsThatReplaceItems) {
+  AnswerFault size = UpdateFault(kReplaceByNumber, 2);
+  size.number = 2;
+  AnswerFault version = UpdateFault(kReplaceByBytes, 3);
+  version.byteCount = 2;
+  std::memcpy(version.bytes, "ab", 2);
+  faults.faults = {size, version};
+  const UpdateAnswer answer = Update(3);
+  EXPECT_EQ(answer.systemSize, 2U);
+  EXPECT_EQ(answer.system, "ab");
+  EXPECT_EQ(answer.app, std::string("2.0") + '\0');
+}
+
+TEST_F(TrustedApplicationTest, FaultReplacesASignedNumberByASignedOne) {
+  ChangeChip([](ChipMemory& memory) { memory.hackInformationSize = 1; });
+  AnswerFault fault{};
+  fault.kind = kReplaceByNumber;
+  fault.command = kVamGetHackInfo;
+  fault.item = 1;
+  fault.number = 0xFFFFFFFB;
+  faults.faults = {fault};
+  EXPECT_EQ(InvokeAlone(kVamGetHackInfo), kTeeSuccess);
+  ValueCursor reply = Cursor();
+  int32_t count = 0;
+  EXPECT_TRUE(get_int(reply, &count));
+  EXPECT_EQ(count, -5);
+}
+
+TEST_F(TrustedApplicationTest, FaultOfAnotherModeDoesNotApply) {
+  AnswerFault fault = UpdateFault(kFailCommand);
+  fault.result = 0xFFFF000D;
+  faults.faults = {fault};
+  ExpectVersions(Update(7), "1.1,XX", "2.0");
+}
+
+}  // namespace
+}  // namespace vam

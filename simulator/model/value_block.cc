@@ -1,0 +1,130 @@
+#include "simulator/model/value_block.h"
+
+#include <string.h>
+
+namespace vam {
+
+namespace {
+
+constexpr uint8_t kIntTag = 'i';
+constexpr uint8_t kUintTag = 'u';
+constexpr uint8_t kBlobTag = 'b';
+constexpr size_t kTagSize = 1;
+constexpr size_t kNumberSize = 4;
+
+void store_number(uint8_t* bytes, uint32_t value) {
+  for (size_t i = 0; i < kNumberSize; ++i) {
+    bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+  }
+}
+
+uint32_t load_number(const uint8_t* bytes) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < kNumberSize; ++i) {
+    value |= static_cast<uint32_t>(bytes[i]) << (8 * i);
+  }
+  return value;
+}
+
+/// Returns where `count` bytes can be put, or null when they do not fit.
+uint8_t* RoomFor(const ValueCursor& cursor, size_t count) {
+  if (cursor.block == nullptr || cursor.position > cursor.size ||
+      count > cursor.size - cursor.position) {
+    return nullptr;
+  }
+  return cursor.block + cursor.position;
+}
+
+/// Returns the next value of `count` bytes when it is in use and carries `tag`, or null.
+uint8_t* NextValue(const ValueCursor& cursor, uint8_t tag, size_t count) {
+  if (cursor.block == nullptr || cursor.size < kFirstValue) {
+    return nullptr;
+  }
+  const size_t used = load_number(cursor.block);
+  const size_t end = used < cursor.size ? used : cursor.size;
+  if (cursor.position > end || count > end - cursor.position ||
+      cursor.block[cursor.position] != tag) {
+    return nullptr;
+  }
+  return cursor.block + cursor.position;
+}
+
+bool PutNumber(ValueCursor& cursor, uint8_t tag, uint32_t value) {
+  uint8_t* place = RoomFor(cursor, kTagSize + kNumberSize);
+  if (place == nullptr) {
+    return false;
+  }
+  place[0] = tag;
+  store_number(place + kTagSize, value);
+  end_values(cursor, cursor.position + kTagSize + kNumberSize);
+  return true;
+}
+
+bool GetNumber(ValueCursor& cursor, uint8_t tag, uint32_t* value) {
+  const uint8_t* place = NextValue(cursor, tag, kTagSize + kNumberSize);
+  if (place == nullptr) {
+    return false;
+  }
+  *value = load_number(place + kTagSize);
+  cursor.position += kTagSize + kNumberSize;
+  return true;
+}
+
+}  // namespace
+
+bool put_int(ValueCursor& cursor, int32_t value) {
+  return PutNumber(cursor, kIntTag, static_cast<uint32_t>(value));
+}
+
+bool put_uint(ValueCursor& cursor, uint32_t value) { return PutNumber(cursor, kUintTag, value); }
+
+bool put_blob(ValueCursor& cursor, const void* bytes, uint32_t length) {
+  constexpr size_t kHeadSize = kTagSize + kNumberSize;
+  if (bytes == nullptr && length != 0) {
+    return false;
+  }
+  uint8_t* place = RoomFor(cursor, kHeadSize);
+  if (place == nullptr || length > cursor.size - cursor.position - kHeadSize) {
+    return false;
+  }
+  place[0] = kBlobTag;
+  store_number(place + kTagSize, length);
+  if (length != 0) {
+    memcpy(place + kHeadSize, bytes, length);
+  }
+  end_values(cursor, cursor.position + kHeadSize + length);
+  return true;
+}
+
+bool get_int(ValueCursor& cursor, int32_t* value) {
+  uint32_t bits = 0;
+  if (!GetNumber(cursor, kIntTag, &bits)) {
+    return false;
+  }
+  memcpy(value, &bits, sizeof bits);
+  return true;
+}
+
+bool get_uint(ValueCursor& cursor, uint32_t* value) { return GetNumber(cursor, kUintTag, value); }
+
+uint8_t* get_blob(ValueCursor& cursor, uint32_t length) {
+  constexpr size_t kHeadSize = kTagSize + kNumberSize;
+  const uint8_t* head = NextValue(cursor, kBlobTag, kHeadSize);
+  if (head == nullptr || load_number(head + kTagSize) != length ||
+      length > cursor.size - cursor.position - kHeadSize) {
+    return nullptr;
+  }
+  uint8_t* place = NextValue(cursor, kBlobTag, kHeadSize + length);
+  if (place == nullptr) {
+    return nullptr;
+  }
+  cursor.position += kHeadSize + length;
+  return place + kHeadSize;
+}
+
+void end_values(ValueCursor& cursor, size_t position) {
+  store_number(cursor.block, static_cast<uint32_t>(position));
+  cursor.position = position;
+}
+
+}  // namespace vam

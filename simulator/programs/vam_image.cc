@@ -1,0 +1,128 @@
+// vam-image: makes and shows firmware images of the simulated board.
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <ios>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/model/firmware_image.h"
+#include "simulator/state/file_replacement.h"
+#include "simulator/state/firmware_image_file.h"
+#include "simulator/state/pc_environment.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+std::vector<std::uint8_t> ReadPart(const std::string& path) {
+  if (path.empty()) {
+    return {};
+  }
+  std::ifstream file(path, std::ios::binary);
+  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file),
+                                  std::istreambuf_iterator<char>()};
+  if (!file.is_open() || file.bad()) {
+    throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
+  }
+  return bytes;
+}
+
+std::string Text(const vam::VersionText& version) {
+  return std::string(reinterpret_cast<const char*>(version.text), version.length);
+}
+
+void Show(const std::string& path) {
+  vam::FileImageSource source(path);
+  vam::Sha256Digest digest;
+  const auto image = std::make_unique<vam::FirmwareImage>();
+  switch (vam::ReadFirmwareImage(source, digest, *image)) {
+    case vam::ImageStatus::kMissing:
+      throw std::runtime_error(path + ": cannot be read; give the path of an image");
+    case vam::ImageStatus::kDamaged:
+      throw std::runtime_error(path + ": not a whole firmware image; make it anew");
+    case vam::ImageStatus::kWhole:
+      break;
+  }
+  const vam::ImageHeader& header = image->header;
+  std::printf("system version: %s\n", Text(header.system).c_str());
+  std::printf("app version: %s\n", Text(header.app).c_str());
+  std::printf("system part: %u bytes, runs as %s\n", header.systemSize,
+              Text(header.runsSystem).c_str());
+  std::printf("app part: %u bytes, runs as %s\n", header.appSize, Text(header.runsApp).c_str());
+}
+
+int Perform(int argc, char** argv) {
+  CLI::App app("Makes and shows firmware images for the simulated board.");
+  app.set_version_flag("--version", VAM_VERSION);
+  app.require_subcommand(1);
+
+  vam::ImageContents contents;
+  std::string systemFile;
+  std::string appFile;
+  std::string output;
+  CLI::App* make = app.add_subcommand("make", "Make an image");
+  make->add_option("--system-version", contents.systemVersion, "Version of the system part")
+      ->required();
+  make->add_option("--app-version", contents.appVersion, "Version of the app part")->required();
+  CLI::Option* runsSystem = make->add_option(
+      "--runs-system-version", contents.runsSystemVersion,
+      "Version that the chip reports once it runs the system part; the same by default");
+  CLI::Option* runsApp =
+      make->add_option("--runs-app-version", contents.runsAppVersion,
+                       "Version that the chip reports once it runs the app part");
+  make->add_option("--system-part", systemFile, "File with the bytes of the system part");
+  make->add_option("--app-part", appFile, "File with the bytes of the app part");
+  make->add_option("-o,--output", output, "The image to write")->required();
+
+  std::string shown;
+  CLI::App* show = app.add_subcommand("show", "Verify an image and show it in words");
+  show->add_option("FILE", shown, "The image")->required();
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+      return app.exit(error);
+    }
+    std::fprintf(stderr, "vam-image: %s; see vam-image --help\n", error.what());
+    return kUsage;
+  }
+  if (*show) {
+    Show(shown);
+    return 0;
+  }
+  if (runsSystem->empty()) {
+    contents.runsSystemVersion = contents.systemVersion;
+  }
+  if (runsApp->empty()) {
+    contents.runsAppVersion = contents.appVersion;
+  }
+  contents.systemPart = ReadPart(systemFile);
+  contents.appPart = ReadPart(appFile);
+  const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
+  if (!vam::ReplaceFile(output, image.data(), image.size())) {
+    throw std::runtime_error(output + ": cannot be written: " + std::strerror(errno));
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Perform(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vam-image: %s\n", error.what());
+    return kFailed;
+  }
+}

@@ -1,0 +1,229 @@
+#include "simulator/run/run.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <ios>
+#include <memory>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "simulator/board/board.h"
+
+namespace vam {
+
+namespace {
+
+constexpr char kBoardFile[] = "/board.toml";
+constexpr char kCountersFile[] = "/counters";
+constexpr char kStateLink[] = "/state";
+constexpr char kJournalLink[] = "/journal";
+
+[[noreturn]] void FailOn(const std::string& path) {
+  throw std::runtime_error(path + ": " + std::strerror(errno));
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << bytes;
+  file.close();
+  if (!file) {
+    FailOn(path);
+  }
+}
+
+void Link(const std::string& target, const std::string& path) {
+  if (symlink(target.c_str(), path.c_str()) != 0) {
+    FailOn(path);
+  }
+}
+
+/// Returns `text` as a JSON string; bytes that are no UTF-8 become the replacement character.
+std::string Quoted(const char* text) {
+  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+Run* Run::Current() {
+  static const std::unique_ptr<Run> kCurrent = []() -> std::unique_ptr<Run> {
+    const char* directory = std::getenv(kEnvironmentVariable);
+    if (directory == nullptr) {
+      return nullptr;
+    }
+    try {
+      return std::make_unique<Run>(directory);
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "simulated board: %s\n", error.what());
+      std::_Exit(125);
+    }
+  }();
+  return kCurrent.get();
+}
+
+void Run::Prepare(const std::string& directory, const std::string& boardText,
+                  const std::string& boardName, const std::string& stateDirectory,
+                  const std::string& journalFile) {
+  const Board board = ReadBoardText(boardText, boardName);
+  WriteFile(directory + kBoardFile, boardText);
+  // One counter a fault, and one for the writes of the chip's memory.
+  WriteFile(directory + kCountersFile,
+            std::string((board.faults.size() + 1) * sizeof(FaultCounter), '\0'));
+  Link(stateDirectory, directory + kStateLink);
+  if (!journalFile.empty()) {
+    Link(journalFile, directory + kJournalLink);
+  }
+}
+
+Run::Run(const std::string& directory)
+    : description(ReadBoardFile(directory + kBoardFile)), stateDirectory(directory + kStateLink) {
+  static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
+                "the counters are shared by processes");
+  const std::string countersFile = directory + kCountersFile;
+  const int descriptor = open(countersFile.c_str(), O_RDWR | O_CLOEXEC);
+  if (descriptor < 0) {
+    FailOn(countersFile);
+  }
+  countersSize = (description.faults.size() + 1) * sizeof(FaultCounter);
+  void* mapped = mmap(nullptr, countersSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  close(descriptor);
+  if (mapped == MAP_FAILED) {
+    FailOn(countersFile);
+  }
+  counters = static_cast<FaultCounter*>(mapped);
+  const std::string journalFile = directory + kJournalLink;
+  journal = open(journalFile.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  if (journal < 0 && errno != ENOENT) {
+    FailOn(journalFile);
+  }
+}
+
+Run::~Run() {
+  munmap(counters, countersSize);
+  if (journal >= 0) {
+    close(journal);
+  }
+}
+
+bool Run::CountAndDecide(std::size_t index, std::uint32_t occurrence) {
+  const std::uint32_t call = counters[index].calls.fetch_add(1) + 1;
+  if (occurrence != 0 && call != occurrence) {
+    return false;
+  }
+  counters[index].fired.fetch_add(1);
+  return true;
+}
+
+std::uint32_t Run::FireCallFault(const char* call) {
+  std::uint32_t fired = 0;
+  for (std::size_t i = 0; i < description.faults.size(); ++i) {
+    const Fault& fault = description.faults[i];
+    if (fault.kind == Fault::Kind::kCall && fault.call == call &&
+        CountAndDecide(i, fault.occurrence) && fired == 0) {
+      fired = static_cast<std::uint32_t>(i) + 1;
+    }
+  }
+  return fired;
+}
+
+bool Run::FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
+                          std::int32_t mode) {
+  const Fault& fault = description.faults[index];
+  const AnswerFault& answer = fault.answer;
+  return fault.kind == Fault::Kind::kAnswer && answer.command == command &&
+         (answer.hasMode == 0 || (hasMode && answer.mode == mode)) &&
+         CountAndDecide(index, answer.occurrence);
+}
+
+void Run::ChipMemoryWritten() {
+  const std::uint32_t writes = counters[description.faults.size()].calls.fetch_add(1) + 1;
+  for (std::size_t i = 0; i < description.faults.size(); ++i) {
+    const Fault& fault = description.faults[i];
+    if (fault.kind == Fault::Kind::kPowerCut && fault.writes == writes) {
+      counters[i].fired.fetch_add(1);
+      std::raise(SIGKILL);
+    }
+  }
+}
+
+bool Run::Fired(std::size_t index) const { return counters[index].fired.load() != 0; }
+
+void Run::Journal(const std::string& line) {
+  // One write a line, so that lines of several processes do not mix.
+  const std::string whole = line + "\n";
+  if (write(journal, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size())) {
+    std::fprintf(stderr, "simulated board: the journal cannot be written: %s\n",
+                 std::strerror(errno));
+    std::_Exit(125);
+  }
+}
+
+JournalLine::JournalLine(Run* owner, const char* call)
+    : run(owner != nullptr && owner->Journals() ? owner : nullptr) {
+  if (run != nullptr) {
+    line = std::string("{\"call\":\"") + call + "\"";
+  }
+}
+
+JournalLine::~JournalLine() {
+  if (run != nullptr) {
+    run->Journal(line + "}");
+  }
+}
+
+JournalLine& JournalLine::Raw(const char* key, const std::string& value) {
+  if (run != nullptr) {
+    line += std::string(",\"") + key + "\":" + value;
+  }
+  return *this;
+}
+
+JournalLine& JournalLine::Number(const char* key, std::int64_t value) {
+  return Raw(key, std::to_string(value));
+}
+
+JournalLine& JournalLine::Truth(const char* key, bool value) {
+  return Raw(key, value ? "true" : "false");
+}
+
+JournalLine& JournalLine::Text(const char* key, const char* value) {
+  return Raw(key, value == nullptr ? "null" : Quoted(value));
+}
+
+JournalLine& JournalLine::Bytes(const char* key, const void* bytes, std::size_t count) {
+  if (bytes == nullptr) {
+    return Raw(key, "null");
+  }
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text = "\"";
+  const auto* byte = static_cast<const std::uint8_t*>(bytes);
+  for (std::size_t i = 0; i < count; ++i) {
+    text += kDigits[byte[i] >> 4];
+    text += kDigits[byte[i] & 0xF];
+  }
+  return Raw(key, text + "\"");
+}
+
+JournalLine& JournalLine::Result(std::uint32_t result) {
+  char text[16];
+  std::snprintf(text, sizeof text, "\"0x%08X\"", result);
+  return Raw("result", text);
+}
+
+JournalLine& JournalLine::FaultNumber(std::uint32_t number) {
+  return number == 0 ? *this : Number("fault", number);
+}
+
+}  // namespace vam

@@ -1,0 +1,108 @@
+#ifndef SIMULATOR_RUN_RUN_H_
+#define SIMULATOR_RUN_RUN_H_
+
+// One run of a program on a simulated board. The launcher creates it; the stand-in libraries in the
+// program's processes find it through the environment and share its fault counters and journal.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/board/board.h"
+
+namespace vam {
+
+/// How often a fault's calls came and how often it was applied. Shared by all processes of a run.
+struct FaultCounter {
+  std::atomic<std::uint32_t> calls;
+  std::atomic<std::uint32_t> fired;
+};
+
+class Run {
+ public:
+  /// Names the run's directory to the stand-in libraries.
+  static constexpr char kEnvironmentVariable[] = "VAM_BOARD_RUN";
+
+  /// Returns the run that this process belongs to, or null when it was not started on a board. A
+  /// run directory that cannot be used ends the process with a line on standard error: half a
+  /// board would tell lies.
+  static Run* Current();
+
+  /// Prepares `directory` (which exists and is empty) for a run on the board in `boardText`, with
+  /// the chip in `stateDirectory`; `journalFile` may be empty. Throws BoardError for a wrong board
+  /// and std::runtime_error for files that cannot be written.
+  static void Prepare(const std::string& directory, const std::string& boardText,
+                      const std::string& boardName, const std::string& stateDirectory,
+                      const std::string& journalFile);
+
+  /// Opens a prepared run. Throws what Prepare() throws.
+  explicit Run(const std::string& directory);
+  ~Run();
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
+
+  const Board& Description() const { return description; }
+  std::string ChipMemoryFile() const { return stateDirectory + "/chip.memory"; }
+  std::string ImageFile() const { return stateDirectory + "/firmware.img"; }
+
+  /// Counts a call of `call` for every fault on it. Returns the number (from 1) of the fault to
+  /// apply, or 0; Description().faults holds it one place before.
+  std::uint32_t FireCallFault(const char* call);
+
+  /// Counts an invocation of `command` for the fault at `index` (from 0). Returns whether the
+  /// fault is to be applied.
+  bool FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode, std::int32_t mode);
+
+  /// Counts a write of the chip's memory. Where the board's power fails after it, kills this
+  /// process.
+  void ChipMemoryWritten();
+
+  /// Returns whether the fault at `index` (from 0) was applied in any process.
+  bool Fired(std::size_t index) const;
+
+  bool Journals() const { return journal >= 0; }
+  /// Appends one line to the journal.
+  void Journal(const std::string& line);
+
+ private:
+  bool CountAndDecide(std::size_t index, std::uint32_t occurrence);
+
+  Board description;
+  std::string stateDirectory;
+  FaultCounter* counters = nullptr;
+  std::size_t countersSize = 0;
+  int journal = -1;
+};
+
+/// One journal line under construction; written when it goes out of scope. Without a run, or
+/// without a journal, does nothing.
+class JournalLine {
+ public:
+  JournalLine(Run* owner, const char* call);
+  ~JournalLine();
+  JournalLine(const JournalLine&) = delete;
+  JournalLine& operator=(const JournalLine&) = delete;
+
+  JournalLine& Number(const char* key, std::int64_t value);
+  JournalLine& Truth(const char* key, bool value);
+  /// A text, or null. Bytes that are no UTF-8 become the replacement character.
+  JournalLine& Text(const char* key, const char* value);
+  /// Bytes as hexadecimal text, or null.
+  JournalLine& Bytes(const char* key, const void* bytes, std::size_t count);
+  /// A result of the TEE's, as "0x" and eight digits.
+  JournalLine& Result(std::uint32_t result);
+  /// The number of the fault that changed the call; 0 adds nothing. Comes last.
+  JournalLine& FaultNumber(std::uint32_t number);
+
+ private:
+  JournalLine& Raw(const char* key, const std::string& value);
+
+  Run* run;
+  std::string line;
+};
+
+}  // namespace vam
+
+#endif  // SIMULATOR_RUN_RUN_H_

@@ -1,0 +1,210 @@
+#include "simulator/run/run.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace vam {
+namespace {
+
+constexpr char kBoard[] = R"(title = "Faults"
+[[fault]]
+call = "TEEC_OpenSession"
+occurrence = 2
+result = "TEEC_ERROR_BUSY"
+origin = 2
+[[fault]]
+call = "TEEC_OpenSession"
+result = "TEEC_ERROR_GENERIC"
+origin = 3
+[[fault]]
+command = "vm_updateFW"
+mode = 3
+occurrence = 2
+result = "TEEC_ERROR_GENERIC"
+[[fault]]
+command = "vm_getFWInfo"
+result = "TEEC_ERROR_NO_DATA"
+[[fault]]
+power_cut_after_writes = 2
+[[fault]]
+call = "CNolvWsm::PutInt"
+occurrence = 2
+)";
+
+class RunTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    Prepare(Folder("run"), folder + "/journal");
+    std::ofstream(folder + "/journal").close();
+  }
+  void TearDown() override { std::filesystem::remove_all(folder); }
+
+  std::string Folder(const char* name) {
+    std::filesystem::create_directory(folder + "/" + name);
+    return folder + "/" + name;
+  }
+  void Prepare(const std::string& directory, const std::string& journal) {
+    vam::Run::Prepare(directory, kBoard, "faults.toml", folder + "/chip", journal);
+  }
+  std::string Journal() {
+    std::ifstream file(folder + "/journal", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::string folder = ::testing::TempDir() + "vam-run-XXXXXX";
+};
+
+TEST_F(RunTest, FindsTheBoardAndTheState) {
+  std::filesystem::create_directory(folder + "/chip");
+  const vam::Run run(folder + "/run");
+  EXPECT_EQ(run.Description().title, "Faults");
+  std::ofstream(run.ChipMemoryFile()) << "memory";
+  std::ofstream(run.ImageFile()) << "image";
+  EXPECT_EQ(std::filesystem::file_size(folder + "/chip/chip.memory"), 6U);
+  EXPECT_EQ(std::filesystem::file_size(folder + "/chip/firmware.img"), 5U);
+}
+
+TEST_F(RunTest, StrikesTheOccurrenceOfACallAndPrefersTheFirstFault) {
+  vam::Run run(folder + "/run");
+  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 2U);
+  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 1U);
+  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 2U);
+  EXPECT_EQ(run.FireCallFault("TEEC_InvokeCommand"), 0U);
+  EXPECT_TRUE(run.Fired(0));
+  EXPECT_TRUE(run.Fired(1));
+  EXPECT_FALSE(run.Fired(5));
+}
+
+TEST_F(RunTest, CountsCommandsByIdentifierAndMode) {
+  vam::Run run(folder + "/run");
+  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 3));
+  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 7)) << "another mode";
+  EXPECT_FALSE(run.FireAnswerFault(2, 30, true, 3)) << "another command";
+  EXPECT_FALSE(run.FireAnswerFault(2, 18, false, 3)) << "a command without a mode";
+  EXPECT_FALSE(run.Fired(2));
+  EXPECT_TRUE(run.FireAnswerFault(2, 18, true, 3));
+  EXPECT_TRUE(run.Fired(2));
+  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 3)) << "its occurrence is over";
+  EXPECT_TRUE(run.FireAnswerFault(3, 19, false, 0));
+  EXPECT_FALSE(run.FireAnswerFault(0, 18, true, 3)) << "a fault of a call";
+}
+
+TEST_F(RunTest, ProcessesShareTheCounters) {
+  const pid_t child = fork();
+  if (child == 0) {
+    vam::Run other(folder + "/run");
+    _exit(other.FireCallFault("CNolvWsm::PutInt") == 0 ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_EQ(status, 0);
+  vam::Run run(folder + "/run");
+  EXPECT_FALSE(run.Fired(5));
+  EXPECT_EQ(run.FireCallFault("CNolvWsm::PutInt"), 6U);
+  EXPECT_TRUE(vam::Run(folder + "/run").Fired(5));
+}
+
+TEST_F(RunTest, LosesPowerAfterTheWriteThatTheBoardNames) {
+  const pid_t child = fork();
+  if (child == 0) {
+    vam::Run other(folder + "/run");
+    other.ChipMemoryWritten();
+    other.Journal("first");
+    other.ChipMemoryWritten();
+    other.Journal("second");
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+  EXPECT_EQ(Journal(), "first\n");
+  EXPECT_TRUE(vam::Run(folder + "/run").Fired(4));
+}
+
+TEST_F(RunTest, JournalsOneObjectALine) {
+  vam::Run run(folder + "/run");
+  JournalLine(&run, "A")
+      .Number("number", INT64_MIN)
+      .Truth("yes", true)
+      .Truth("no", false)
+      .Text("text", "t")
+      .Text("none", nullptr)
+      .Bytes("bytes", "\x00\x1f\xff", 3)
+      .Bytes("empty", "", 0)
+      .Bytes("noBytes", nullptr, 3)
+      .Result(0xFFFF000B)
+      .FaultNumber(0);
+  JournalLine(&run, "B").FaultNumber(3);
+  EXPECT_EQ(Journal(),
+            "{\"call\":\"A\",\"number\":-9223372036854775808,\"yes\":true,\"no\":false,"
+            "\"text\":\"t\",\"none\":null,\"bytes\":\"001fff\",\"empty\":\"\",\"noBytes\":null,"
+            "\"result\":\"0xFFFF000B\"}\n"
+            "{\"call\":\"B\",\"fault\":3}\n");
+}
+
+struct Escape {
+  const char* name;
+  const char* text;
+  const char* json;
+};
+
+class EscapeTest : public RunTest, public ::testing::WithParamInterface<Escape> {};
+
+TEST_P(EscapeTest, KeepsTheJournalWellFormed) {
+  vam::Run run(folder + "/run");
+  JournalLine(&run, "A").Text("t", GetParam().text);
+  EXPECT_EQ(Journal(), std::string("{\"call\":\"A\",\"t\":\"") + GetParam().json + "\"}\n");
+}
+
+const Escape kEscapes[] = {
+    {"plain", "db/comss SN-1 ~", "db/comss SN-1 ~"},
+    {"empty", "", ""},
+    {"quote", "a\"b", "a\\\"b"},
+    {"backslash", "a\\b", "a\\\\b"},
+    {"newline", "a\nb", "a\\nb"},
+    {"lowest_control", "\x01", "\\u0001"},
+    {"highest_control", "\x1f", "\\u001f"},
+    {"utf8", "\xc3\xa9", "\xc3\xa9"},
+    {"no_utf8", "a\xff", "a\xef\xbf\xbd"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Texts, EscapeTest, ::testing::ValuesIn(kEscapes),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_F(RunTest, WritesNoJournalThatWasNotAskedFor) {
+  const std::string quiet = Folder("quiet");
+  Prepare(quiet, "");
+  vam::Run run(quiet);
+  EXPECT_FALSE(run.Journals());
+  JournalLine(&run, "A").Number("n", 1);
+  JournalLine(nullptr, "A").Number("n", 1);
+  EXPECT_EQ(Journal(), "");
+}
+
+TEST_F(RunTest, RefusesAFolderThatIsNoRun) {
+  EXPECT_THROW(vam::Run(folder + "/nowhere"), BoardError);
+  std::filesystem::remove(folder + "/run/counters");
+  EXPECT_THROW(vam::Run(folder + "/run"), std::runtime_error);
+}
+
+TEST_F(RunTest, RefusesAWrongBoard) {
+  EXPECT_THROW(vam::Run::Prepare(Folder("wrong"), "x = 1", "wrong.toml", folder, ""), BoardError);
+  EXPECT_TRUE(std::filesystem::is_empty(folder + "/wrong")) << "nothing is half written";
+  EXPECT_THROW(Prepare(folder + "/nowhere", ""), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace vam

@@ -1,0 +1,38 @@
+#include "simulator/stand_ins/system_info.h"
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "simulator/run/run.h"
+
+namespace {
+
+/// Returned for a key that the board says nothing of.
+constexpr int kUnknownKey = -1;
+
+}  // namespace
+
+int system_info_get_value_string(system_info_key_e key, char** value) {
+  vam::Run* run = vam::Run::Current();
+  if (run == nullptr || value == nullptr) {
+    return kUnknownKey;
+  }
+  const std::uint32_t fault = run->FireCallFault("system_info_get_value_string");
+  const auto& values = run->Description().systemInformation;
+  const auto found = values.find(static_cast<std::int32_t>(key));
+  int result = 0;
+  if (fault != 0) {
+    result = static_cast<int>(run->Description().faults[fault - 1].result);
+  } else if (found == values.end()) {
+    result = kUnknownKey;
+  }
+  vam::JournalLine line(run, "system_info_get_value_string");
+  line.Number("key", key).Number("result", result);
+  if (result == 0) {
+    line.Text("value", found->second.c_str());
+    *value = strdup(found->second.c_str());
+  }
+  line.FaultNumber(fault);
+  return result;
+}

@@ -1,0 +1,371 @@
+#include "simulator/stand_ins/tee_client_api.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "interface/trusted_application.h"
+#include "simulator/model/trusted_application.h"
+#include "simulator/run/run.h"
+#include "simulator/state/pc_environment.h"
+
+// The TEE client library of the simulated board. It keeps a table of what it gave out, so that a
+// record that was never filled, or whose contents were given back, is told from a live one.
+
+namespace {
+
+/// The answer faults of the current run's board.
+class BoardAnswerFaults final : public vam::AnswerFaults {
+ public:
+  explicit BoardAnswerFaults(vam::Run& owner) : run(owner) {}
+
+  std::uint32_t Count() override {
+    return static_cast<std::uint32_t>(run.Description().faults.size());
+  }
+
+  const vam::AnswerFault* Fire(std::uint32_t index, std::uint32_t command, bool hasMode,
+                               std::int32_t mode) override {
+    if (!run.FireAnswerFault(index, command, hasMode, mode)) {
+      return nullptr;
+    }
+    lastFired = index + 1;
+    return &run.Description().faults[index].answer;
+  }
+
+  /// Number of the last fault that was applied, from 1; 0: none.
+  std::uint32_t lastFired = 0;
+
+ private:
+  vam::Run& run;
+};
+
+/// The board's secure world, as one process sees it.
+class SecureWorld {
+ public:
+  static SecureWorld& Instance() {
+    static SecureWorld world;
+    return world;
+  }
+
+  ~SecureWorld() {
+    Report("context", contexts.size());
+    Report("session", sessions.size());
+    Report("shared memory", memories.size());
+  }
+  SecureWorld(const SecureWorld&) = delete;
+  SecureWorld& operator=(const SecureWorld&) = delete;
+
+  vam::Run* run = vam::Run::Current();
+  /// Live contexts, by number.
+  std::map<std::uint32_t, bool> contexts;
+  /// Live sessions and the context of each.
+  std::map<std::uint32_t, std::uint32_t> sessions;
+  struct Memory {
+    std::uint32_t context;
+    std::vector<std::uint8_t> bytes;
+  };
+  std::map<std::uint32_t, Memory> memories;
+  std::uint32_t contextCount = 0;
+  std::uint32_t sessionCount = 0;
+  std::uint32_t memoryCount = 0;
+
+ private:
+  SecureWorld() = default;
+
+  static void Report(const char* what, std::size_t count) {
+    if (count != 0) {
+      std::fprintf(stderr, "simulated board: %zu %s not given back at the end of the process\n",
+                   count, what);
+    }
+  }
+};
+
+void Misuse(const char* call, const char* what) {
+  std::fprintf(stderr, "simulated board: %s on a %s that is not open\n", call, what);
+}
+
+/// A result with the origin that goes with it.
+struct Outcome {
+  TEEC_Result result;
+  std::uint32_t origin;
+};
+
+constexpr Outcome kBadParameters = {TEEC_ERROR_BAD_PARAMETERS, TEEC_ORIGIN_API};
+
+bool IsTrustedApplication(const TEEC_UUID& uuid) {
+  return uuid.timeLow == vam::kUuidTimeLow && uuid.timeMid == vam::kUuidTimeMid &&
+         uuid.timeHiAndVersion == vam::kUuidTimeHiAndVersion &&
+         std::memcmp(uuid.clockSeqAndNode, vam::kUuidClockSeqAndNode,
+                     sizeof uuid.clockSeqAndNode) == 0;
+}
+
+/// The memory that an operation's first parameter refers to; null bytes where it refers to none.
+struct Reference {
+  std::uint8_t* bytes;
+  std::size_t size;
+};
+
+/// Checks one parameter as the standard asks; `reference` receives the memory that it refers to.
+bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t type,
+                    const TEEC_Parameter& parameter, Reference& reference) {
+  switch (type) {
+    case TEEC_NONE:
+    case TEEC_VALUE_INPUT:
+    case TEEC_VALUE_OUTPUT:
+    case TEEC_VALUE_INOUT:
+      return true;
+    case TEEC_MEMREF_TEMP_INPUT:
+    case TEEC_MEMREF_TEMP_OUTPUT:
+    case TEEC_MEMREF_TEMP_INOUT:
+      reference = {static_cast<std::uint8_t*>(parameter.tmpref.buffer), parameter.tmpref.size};
+      return parameter.tmpref.buffer != nullptr || parameter.tmpref.size == 0;
+    case TEEC_MEMREF_WHOLE:
+    case TEEC_MEMREF_PARTIAL_INPUT:
+    case TEEC_MEMREF_PARTIAL_OUTPUT:
+    case TEEC_MEMREF_PARTIAL_INOUT:
+      break;
+    default:
+      return false;
+  }
+  const TEEC_SharedMemory* parent = parameter.memref.parent;
+  if (parent == nullptr) {
+    return false;
+  }
+  const auto memory = world.memories.find(parent->number);
+  if (memory == world.memories.end() || memory->second.context != context) {
+    return false;
+  }
+  if (type == TEEC_MEMREF_WHOLE) {
+    reference = {static_cast<std::uint8_t*>(parent->buffer), parent->size};
+    return true;
+  }
+  const std::uint32_t directions = type & (TEEC_MEM_INPUT | TEEC_MEM_OUTPUT);
+  const TEEC_RegisteredMemoryReference& part = parameter.memref;
+  if ((directions & ~parent->flags) != 0 || part.offset > parent->size ||
+      part.size > parent->size - part.offset) {
+    return false;
+  }
+  reference = {static_cast<std::uint8_t*>(parent->buffer) + part.offset, part.size};
+  return true;
+}
+
+/// Carries one command over to the trusted application's model.
+Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operation* operation,
+                    std::uint32_t context, std::uint32_t& fault) {
+  const std::uint32_t types = operation == nullptr ? 0 : operation->paramTypes;
+  Reference block{nullptr, 0};
+  for (std::uint32_t i = 0; i < TEEC_CONFIG_PAYLOAD_REF_COUNT; ++i) {
+    const std::uint32_t type = TEEC_PARAM_TYPE_GET(types, i);
+    Reference reference{nullptr, 0};
+    if (type != TEEC_NONE &&
+        !CheckParameter(world, context, type, operation->params[i], reference)) {
+      return kBadParameters;
+    }
+    if (i == 0) {
+      block = reference;
+    }
+  }
+  // What reaches the trusted application: one reference to memory for input and output.
+  const std::uint32_t first = TEEC_PARAM_TYPE_GET(types, 0);
+  const bool inOut = first == TEEC_MEMREF_PARTIAL_INOUT || first == TEEC_MEMREF_TEMP_INOUT ||
+                     first == TEEC_MEMREF_WHOLE;
+  if (!inOut || types != first || block.size < vam::kFirstValue) {
+    return {TEEC_ERROR_BAD_PARAMETERS, TEEC_ORIGIN_TRUSTED_APP};
+  }
+  vam::FileChipMemoryStore store(world.run->ChipMemoryFile(),
+                                 [&world] { world.run->ChipMemoryWritten(); });
+  vam::FileImageSource image(world.run->ImageFile());
+  vam::Sha256Digest digest;
+  BoardAnswerFaults faults(*world.run);
+  const auto application = std::make_unique<vam::TrustedApplication>(store, image, digest, faults);
+  const std::uint32_t result = application->Invoke(command, block.bytes, block.size);
+  fault = faults.lastFired;
+  return {result, TEEC_ORIGIN_TRUSTED_APP};
+}
+
+void StoreOrigin(std::uint32_t* place, std::uint32_t origin) {
+  if (place != nullptr) {
+    *place = origin;
+  }
+}
+
+void DescribeUuid(const TEEC_UUID& uuid, char (&text)[37]) {
+  const std::uint8_t* node = uuid.clockSeqAndNode;
+  std::snprintf(text, sizeof text, "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", uuid.timeLow,
+                unsigned{uuid.timeMid}, unsigned{uuid.timeHiAndVersion}, node[0], node[1], node[2],
+                node[3], node[4], node[5], node[6], node[7]);
+}
+
+}  // namespace
+
+TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t fault =
+      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_InitializeContext");
+  TEEC_Result result = TEEC_SUCCESS;
+  if (fault != 0) {
+    result = world.run->Description().faults[fault - 1].result;
+  } else if (context == nullptr) {
+    result = TEEC_ERROR_BAD_PARAMETERS;
+  } else if (name != nullptr || world.run == nullptr ||
+             !world.run->Description().secureWorld.present) {
+    // The default TEE is the only one, and it is there only on a board with a secure world.
+    result = TEEC_ERROR_ITEM_NOT_FOUND;
+  } else {
+    context->number = ++world.contextCount;
+    world.contexts[context->number] = true;
+  }
+  vam::JournalLine line(world.run, "TEEC_InitializeContext");
+  line.Text("name", name).Result(result);
+  if (result == TEEC_SUCCESS && context != nullptr) {
+    line.Number("context", context->number);
+  }
+  line.FaultNumber(fault);
+  return result;
+}
+
+void TEEC_FinalizeContext(TEEC_Context* context) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t number = context == nullptr ? 0 : context->number;
+  vam::JournalLine(world.run, "TEEC_FinalizeContext").Number("context", number);
+  if (world.contexts.erase(number) == 0) {
+    Misuse("TEEC_FinalizeContext", "context");
+  }
+}
+
+TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
+                             const TEEC_UUID* destination, std::uint32_t connectionMethod,
+                             const void* connectionData, TEEC_Operation* operation,
+                             std::uint32_t* returnOrigin) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t fault =
+      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_OpenSession");
+  const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
+  Outcome outcome = {TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP};
+  if (fault != 0) {
+    outcome = {world.run->Description().faults[fault - 1].result,
+               world.run->Description().faults[fault - 1].origin};
+  } else if (world.run == nullptr || world.contexts.count(contextNumber) == 0 ||
+             session == nullptr || destination == nullptr ||
+             connectionMethod != TEEC_LOGIN_PUBLIC || connectionData != nullptr ||
+             (operation != nullptr && operation->paramTypes != TEEC_NONE)) {
+    // The trusted application takes public logins without parameters only.
+    outcome = kBadParameters;
+  } else if (!IsTrustedApplication(*destination) ||
+             !world.run->Description().secureWorld.trustedApplication) {
+    outcome = {TEEC_ERROR_ITEM_NOT_FOUND, TEEC_ORIGIN_TEE};
+  } else {
+    session->number = ++world.sessionCount;
+    world.sessions[session->number] = contextNumber;
+  }
+  StoreOrigin(returnOrigin, outcome.origin);
+
+  char uuid[37] = "";
+  if (destination != nullptr) {
+    DescribeUuid(*destination, uuid);
+  }
+  vam::JournalLine line(world.run, "TEEC_OpenSession");
+  line.Number("context", contextNumber)
+      .Text("destination", destination == nullptr ? nullptr : uuid)
+      .Number("connectionMethod", connectionMethod)
+      .Text("connectionData", connectionData == nullptr ? nullptr : "given")
+      .Text("operation", operation == nullptr ? nullptr : "given")
+      .Result(outcome.result)
+      .Number("origin", outcome.origin);
+  if (outcome.result == TEEC_SUCCESS && session != nullptr) {
+    line.Number("session", session->number);
+  }
+  line.FaultNumber(fault);
+  return outcome.result;
+}
+
+void TEEC_CloseSession(TEEC_Session* session) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t number = session == nullptr ? 0 : session->number;
+  vam::JournalLine(world.run, "TEEC_CloseSession").Number("session", number);
+  if (world.sessions.erase(number) == 0) {
+    Misuse("TEEC_CloseSession", "session");
+  }
+}
+
+TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t fault =
+      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_AllocateSharedMemory");
+  const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
+  constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+  TEEC_Result result = TEEC_SUCCESS;
+  if (fault != 0) {
+    result = world.run->Description().faults[fault - 1].result;
+  } else if (world.contexts.count(contextNumber) == 0 || sharedMemory == nullptr ||
+             sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0) {
+    result = TEEC_ERROR_BAD_PARAMETERS;
+  } else if (sharedMemory->size > TEEC_CONFIG_SHAREDMEM_MAX_SIZE) {
+    result = TEEC_ERROR_OUT_OF_MEMORY;
+  } else {
+    sharedMemory->number = ++world.memoryCount;
+    SecureWorld::Memory& memory = world.memories[sharedMemory->number];
+    memory.context = contextNumber;
+    // One byte more, so that an empty block has an address too.
+    memory.bytes.resize(sharedMemory->size + 1);
+    sharedMemory->buffer = memory.bytes.data();
+  }
+  vam::JournalLine line(world.run, "TEEC_AllocateSharedMemory");
+  line.Number("context", contextNumber);
+  if (sharedMemory != nullptr) {
+    line.Number("size", static_cast<std::int64_t>(sharedMemory->size))
+        .Number("flags", sharedMemory->flags);
+  }
+  line.Result(result);
+  if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
+    line.Number("sharedMemory", sharedMemory->number);
+  }
+  line.FaultNumber(fault);
+  return result;
+}
+
+void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
+  vam::JournalLine(world.run, "TEEC_ReleaseSharedMemory").Number("sharedMemory", number);
+  if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
+    Misuse("TEEC_ReleaseSharedMemory", "shared memory");
+    return;
+  }
+  sharedMemory->buffer = nullptr;
+}
+
+TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
+                               TEEC_Operation* operation, std::uint32_t* returnOrigin) {
+  SecureWorld& world = SecureWorld::Instance();
+  std::uint32_t fault = world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_InvokeCommand");
+  const std::uint32_t sessionNumber = session == nullptr ? 0 : session->number;
+  const auto opened = world.sessions.find(sessionNumber);
+  Outcome outcome = kBadParameters;
+  if (fault != 0) {
+    outcome = {world.run->Description().faults[fault - 1].result,
+               world.run->Description().faults[fault - 1].origin};
+  } else if (opened != world.sessions.end()) {
+    outcome = InvokeModel(world, commandID, operation, opened->second, fault);
+  }
+  StoreOrigin(returnOrigin, outcome.origin);
+
+  vam::JournalLine line(world.run, "TEEC_InvokeCommand");
+  line.Number("session", sessionNumber).Number("command", commandID);
+  if (operation != nullptr) {
+    line.Number("paramTypes", operation->paramTypes);
+    const std::uint32_t first = TEEC_PARAM_TYPE_GET(operation->paramTypes, 0);
+    if (first >= TEEC_MEMREF_PARTIAL_INPUT && operation->params[0].memref.parent != nullptr) {
+      const TEEC_RegisteredMemoryReference& part = operation->params[0].memref;
+      line.Number("sharedMemory", part.parent->number)
+          .Number("size", static_cast<std::int64_t>(part.size))
+          .Number("offset", static_cast<std::int64_t>(part.offset));
+    }
+  }
+  line.Result(outcome.result).Number("origin", outcome.origin).FaultNumber(fault);
+  return outcome.result;
+}

@@ -1,0 +1,28 @@
+#ifndef SIMULATOR_STATE_FIRMWARE_IMAGE_FILE_H_
+#define SIMULATOR_STATE_FIRMWARE_IMAGE_FILE_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vam {
+
+/// What a firmware image is made of.
+struct ImageContents {
+  /// The versions that the image claims, and those that the chip reports once it runs the parts.
+  std::string systemVersion;
+  std::string appVersion;
+  std::string runsSystemVersion;
+  std::string runsAppVersion;
+  /// The bytes of the two parts.
+  std::vector<std::uint8_t> systemPart;
+  std::vector<std::uint8_t> appPart;
+};
+
+/// Returns the image as it lies in the file system. Throws std::invalid_argument, with a line for
+/// the user, for a version or a part beyond what an image holds.
+[[nodiscard]] std::vector<std::uint8_t> MakeFirmwareImage(const ImageContents& contents);
+
+}  // namespace vam
+
+#endif  // SIMULATOR_STATE_FIRMWARE_IMAGE_FILE_H_

@@ -1,0 +1,7 @@
+# An update during which the host cuts the power, behind the write of the chip that /share/writes
+# names.
+. /bin/device.sh
+
+set_up_board /share/boards/update-needed.toml
+vam-device-board stop "$(cat /share/writes)" power
+vam-update

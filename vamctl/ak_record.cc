@@ -1,0 +1,53 @@
+#include "vamctl/ak_record.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "util/text_conversions.h"
+
+namespace vam {
+
+namespace {
+
+constexpr char kTooLarge[] = "more than 8192 bytes, which the block to the chip cannot carry";
+static_assert(kBlockSize == 8192, "kTooLarge says the size");
+
+}  // namespace
+
+std::vector<std::uint8_t> ReadAkRecord(const std::string& path) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
+                                                             &std::fclose);
+  std::vector<std::uint8_t> record(kBlockSize + 1);
+  if (file != nullptr) {
+    record.resize(std::fread(record.data(), 1, record.size(), file.get()));
+  }
+  if (file == nullptr || std::ferror(file.get()) != 0) {
+    throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
+  }
+  if (record.size() > kBlockSize) {
+    throw std::runtime_error(path + ": " + kTooLarge);
+  }
+  return record;
+}
+
+std::vector<std::uint8_t> DecodeAkRecord(const std::string& digits) {
+  if (digits.size() > 2 * kBlockSize) {
+    throw std::runtime_error(std::string("--hex: ") + kTooLarge);
+  }
+  std::vector<std::uint8_t> record(digits.size() / 2);
+  auto length = static_cast<std::uint32_t>(record.size());
+  if (hex_str_2_bin(record.data(), digits.data(), &length,
+                    static_cast<std::uint32_t>(digits.size())) != 0) {
+    throw std::runtime_error("--hex: give two hexadecimal digits a byte and nothing else");
+  }
+  return record;
+}
+
+}  // namespace vam

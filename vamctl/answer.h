@@ -1,0 +1,52 @@
+#ifndef VAMCTL_ANSWER_H_
+#define VAMCTL_ANSWER_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "report/vam_result.h"
+
+// What a command of the trusted application answered, and how the console shows it: as text for
+// people, and as one line of JSON for programs.
+
+namespace vam {
+
+/// Versions as they were received, a terminating zero byte included.
+struct FirmwareVersions {
+  std::string system;
+  std::string app;
+};
+
+/// Answer to one command. Members that the command does not bring back, or did not this time, are
+/// left out.
+struct Answer {
+  /// The subcommand's name.
+  std::string command;
+  /// The command's result, a TEEC_Result.
+  std::uint32_t code = 0;
+  /// The mode of an update command.
+  std::optional<std::int32_t> mode = std::nullopt;
+  std::optional<VamResult> record = std::nullopt;
+  std::optional<FirmwareVersions> versions = std::nullopt;
+  /// Information words, shown in signed decimal.
+  std::optional<std::vector<std::uint32_t>> words = std::nullopt;
+  /// The hack information record.
+  std::optional<std::vector<std::uint8_t>> bytes = std::nullopt;
+};
+
+/// Returns whether the command did what was asked: its code is 0, and so are both codes of its
+/// record where it brought one.
+[[nodiscard]] bool Succeeded(const Answer& answer);
+
+/// Returns `answer` in lines of text, without a newline at the end.
+[[nodiscard]] std::string AnswerAsText(const Answer& answer);
+
+/// Returns `answer` as one JSON object on one line, without a newline at the end. A code's "name"
+/// is null where it has none.
+[[nodiscard]] std::string AnswerAsJson(const Answer& answer);
+
+}  // namespace vam
+
+#endif  // VAMCTL_ANSWER_H_

@@ -1,0 +1,37 @@
+#ifndef VAMCTL_CODE_TEXTS_H_
+#define VAMCTL_CODE_TEXTS_H_
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "report/vam_result.h"
+
+// Codes as number and name, and bytes of unknown origin, in the console's text and JSON.
+
+namespace vam {
+
+/// Returns a result code of the TEE Client API as "0xFFFF0008 TEEC_ERROR_ITEM_NOT_FOUND"; without
+/// the name where it has none.
+[[nodiscard]] std::string TeeCodeAsText(std::uint32_t code);
+
+/// Returns {"code": 4294901768, "name": "TEEC_ERROR_ITEM_NOT_FOUND"}; "name" is null where the
+/// code has none.
+[[nodiscard]] nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code);
+
+/// Returns the two lines of a record, "VAM: 7 VAM_RET_INVALID_PARAM" and
+/// "firmware: -11 -ZELK_INVALID_PARAMETER", each behind `indent` and without a newline at the end.
+/// A code without a name is shown as the number alone.
+[[nodiscard]] std::string RecordAsText(const VamResult& record, const std::string& indent);
+
+/// Returns {"vam": {"code": 7, "name": ...}, "firmware": {"code": -11, "name": ...}}.
+[[nodiscard]] nlohmann::ordered_json RecordAsJson(const VamResult& record);
+
+/// Returns `bytes` with everything but printable ASCII, and the backslash, as \xNN, so that a
+/// terminal and a JSON reader take any bytes. What is longer than 200 bytes is cut and ends in
+/// "...".
+[[nodiscard]] std::string Printable(const std::string& bytes);
+
+}  // namespace vam
+
+#endif  // VAMCTL_CODE_TEXTS_H_

@@ -1,0 +1,36 @@
+#include "vamctl/console_streams.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+namespace vam {
+
+StandardOutputOnError::StandardOutputOnError()
+    : standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+  if (standardOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+    throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
+  }
+}
+
+StandardOutputOnError::~StandardOutputOnError() {
+  dup2(standardOutput, STDOUT_FILENO);
+  close(standardOutput);
+}
+
+bool Confirmed(const std::string& question) {
+  std::fprintf(stderr, "%s [y/N] ", question.c_str());
+  std::string answer;
+  std::getline(std::cin, answer);
+  return answer == "y" || answer == "yes";
+}
+
+bool OnTerminal() { return isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0; }
+
+}  // namespace vam

@@ -1,0 +1,31 @@
+#ifndef VAMCTL_CONSOLE_STREAMS_H_
+#define VAMCTL_CONSOLE_STREAMS_H_
+
+#include <string>
+
+namespace vam {
+
+/// While it lives, what is printed to standard output goes to standard error, so that the lines
+/// which the commands print do not mix with JSON.
+class StandardOutputOnError {
+ public:
+  /// Throws std::runtime_error when there is no descriptor left for it.
+  StandardOutputOnError();
+  ~StandardOutputOnError();
+  StandardOutputOnError(const StandardOutputOnError&) = delete;
+  StandardOutputOnError& operator=(const StandardOutputOnError&) = delete;
+
+ private:
+  int standardOutput;
+};
+
+/// Asks `question` on standard error and returns whether the answer on standard input is "y" or
+/// "yes".
+[[nodiscard]] bool Confirmed(const std::string& question);
+
+/// Returns whether somebody can be asked: standard input and standard error are terminals.
+[[nodiscard]] bool OnTerminal();
+
+}  // namespace vam
+
+#endif  // VAMCTL_CONSOLE_STREAMS_H_
