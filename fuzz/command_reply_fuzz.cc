@@ -11,6 +11,7 @@
 
 #include "fuzz/fuzz_target.h"
 #include "interface/ca_vam_interface_sp.h"
+#include "interface/trusted_application.h"
 #include "platform/tee_client.h"
 #include "util/console_line.h"
 
@@ -67,7 +68,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
       static_cast<TEEC_Result>(interface.vm_updateFW(3, systemVersion, appVersion, &record));
   if (updateResult == TEEC_SUCCESS) {
     vam::Require(!systemVersion.empty() && !appVersion.empty());
-    vam::Require(systemVersion.size() + appVersion.size() + sizeof record < 8192);
+    vam::Require(systemVersion.size() + appVersion.size() + sizeof record < vam::kSharedBlockSize);
   } else {
     vam::Require(updateResult == TEEC_ERROR_COMMUNICATION);
     vam::Require(systemVersion == "system" && appVersion == "app");

@@ -2,10 +2,12 @@
 #define INTERFACE_TRUSTED_APPLICATION_H_
 
 // What both sides of the secure world's border know of the VAM's trusted application: its UUID,
-// its command identifiers and its update modes. Includes C headers only, so that the trusted
-// application's own build takes it too.
+// its command identifiers, its update modes and the size of the block that carries them. Includes
+// C headers only, so that the trusted application's own build takes it too.
 
 #include <stdint.h>
+
+#include "tee/shared_block.h"
 
 namespace vam {
 

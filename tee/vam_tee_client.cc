@@ -4,11 +4,10 @@
 #include <cstring>
 #include <string>
 
+#include "tee/shared_block.h"
 #include "util/console_line.h"
 
 namespace {
-
-constexpr std::uint32_t kSharedMemorySize = 8192;
 
 /// Returns a record of the TEE library's with every byte zero, unions included. A library that is
 /// handed a record it never filled then finds no wild pointer in it.
@@ -101,7 +100,7 @@ bool VAMTEEClient::AllocateMemory() {
   if (memoryAllocated) {
     return true;
   }
-  sharedMemory.size = kSharedMemorySize;
+  sharedMemory.size = vam::kSharedBlockSize;
   sharedMemory.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   const TEEC_Result result = TEEC_AllocateSharedMemory(&context, &sharedMemory);
   if (result != TEEC_SUCCESS) {

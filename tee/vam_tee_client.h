@@ -6,8 +6,8 @@
 #include "platform/tee_client.h"
 
 /// One connection to a trusted application over the GlobalPlatform TEE Client API v1.0: a context,
-/// a session, and one block of 8192 bytes of shared memory that carries a request there and its
-/// reply back. Knows nothing of what a command means or how the block is laid out.
+/// a session, and one block of kSharedBlockSize bytes of shared memory that carries a request there
+/// and its reply back. Knows nothing of what a command means or how the block is laid out.
 ///
 /// The three resources are acquired in the order context, session, memory and released in the
 /// reverse order, each exactly once and only if it is held. A client that was closed may be
@@ -47,7 +47,8 @@ class VAMTEEClient {
   /// when the session is held. In the line of a failure the result and the return origin run
   /// together; log readers depend on it.
   bool OpenSession();
-  /// Allocates the block of 8192 bytes, for input and output. Returns true when it is held.
+  /// Allocates the block of kSharedBlockSize bytes, for input and output. Returns true when it is
+  /// held.
   bool AllocateMemory();
 
   /// Releases the block if it is held.
