@@ -2,41 +2,41 @@
 
 #include <cstddef>
 
-#include "interface/command_frame.h"
+#include "interface/exchange.h"
 #include "interface/trusted_application.h"
 
 CaVamInterfaceSp::CaVamInterfaceSp(TEEC_UUID trustedApplication) : uuid(trustedApplication) {}
 
 TEEC_Result CaVamInterfaceSp::vam_removeAkKeys() {
-  return vam::RunCommand(uuid, {vam::kVamRemoveAkKeys, "vam_removeAkKeys"});
+  return vam::Exchange("vam_removeAkKeys").Open(uuid).Invoke(vam::kVamRemoveAkKeys);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_getPublicKeyStatus() {
-  return vam::RunCommand(uuid, {vam::kVamGetPublicKeyStatus, "vam_getPublicKeyStatus"});
+  return vam::Exchange("vam_getPublicKeyStatus").Open(uuid).Invoke(vam::kVamGetPublicKeyStatus);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_akProvisionRPMB() {
-  return vam::RunCommand(uuid, {vam::kVamAkProvisionRpmb, "vam_akProvisionRPMB"});
+  return vam::Exchange("vam_akProvisionRPMB").Open(uuid).Invoke(vam::kVamAkProvisionRpmb);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_forceRecoverySP() {
-  return vam::RunCommand(uuid, {vam::kVamForceRecoverySp, "vam_forceRecoverySP"});
+  return vam::Exchange("vam_forceRecoverySP").Open(uuid).Invoke(vam::kVamForceRecoverySp);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_forceRecovery() {
-  return vam::RunCommand(uuid, {vam::kVamForceRecovery, "vam_forceRecovery"});
+  return vam::Exchange("vam_forceRecovery").Open(uuid).Invoke(vam::kVamForceRecovery);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_selfTestAll() {
-  return vam::RunCommand(uuid, {vam::kVamSelfTestAll, "vam_selfTestAll"});
+  return vam::Exchange("vam_selfTestAll").Open(uuid).Invoke(vam::kVamSelfTestAll);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_getAppInfo() {
-  return vam::RunCommand(uuid, {vam::kVamGetAppInfo, "vam_getAppInfo"});
+  return vam::Exchange("vam_getAppInfo").Open(uuid).Invoke(vam::kVamGetAppInfo);
 }
 
 TEEC_Result CaVamInterfaceSp::vam_getInfo() {
-  return vam::RunCommand(uuid, {vam::kVamGetInfo, "vam_getInfo"});
+  return vam::Exchange("vam_getInfo").Open(uuid).Invoke(vam::kVamGetInfo);
 }
 
 namespace vam {
