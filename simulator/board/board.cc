@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "simulator/board/code_names.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/model/chip_memory.h"
 #include "simulator/model/firmware_image.h"
 
@@ -29,31 +30,6 @@ namespace vam {
 namespace {
 
 constexpr std::uint32_t kNumberLimit = std::numeric_limits<std::uint32_t>::max();
-
-/// Platform calls that can be made to fail, and how their result is given.
-enum class CallResult { kTee, kTeeWithOrigin, kErrorNumber, kFailsOnly, kNumber };
-
-struct FaultyCall {
-  std::string_view name;
-  CallResult result;
-};
-
-constexpr FaultyCall kFaultyCalls[] = {
-    {"TEEC_InitializeContext", CallResult::kTee},
-    {"TEEC_OpenSession", CallResult::kTeeWithOrigin},
-    {"TEEC_AllocateSharedMemory", CallResult::kTee},
-    {"TEEC_InvokeCommand", CallResult::kTeeWithOrigin},
-    {"CNolvWsm::PutInt", CallResult::kFailsOnly},
-    {"CNolvWsm::PutUint", CallResult::kFailsOnly},
-    {"CNolvWsm::PutBlob", CallResult::kFailsOnly},
-    {"CNolvWsm::GetInt", CallResult::kFailsOnly},
-    {"CNolvWsm::GetUint", CallResult::kFailsOnly},
-    {"CNolvWsm::GetBlob", CallResult::kFailsOnly},
-    {"open", CallResult::kErrorNumber},
-    {"ioctl", CallResult::kErrorNumber},
-    {"vconf_get_str", CallResult::kFailsOnly},
-    {"system_info_get_value_string", CallResult::kNumber},
-};
 
 /// A table of the file, with the means to read its keys and to complain about them.
 class Section {
@@ -309,59 +285,74 @@ std::uint32_t ReadTeeResult(const Section& section) {
   return *result;
 }
 
+PlatformCall ReadCall(const Section& section) {
+  const std::optional<PlatformCall> call = PlatformCallByName(section.Text("call", ""));
+  if (!call || FailureOf(*call) == CallFailure::kNone) {
+    std::string known;
+    for (PlatformCall each : CallsThatCanFail()) {
+      known += (known.empty() ? "" : ", ") + std::string(PlatformCallName(each));
+    }
+    section.Fail(*section.Node("call"), "\"call\" must be one of " + known);
+  }
+  return *call;
+}
+
+std::uint32_t ReadOrigin(const Section& section, PlatformCall call) {
+  const bool hasOrigin = FailureOf(call) == CallFailure::kTeeResultAndOrigin;
+  if (!section.Has("origin")) {
+    if (hasOrigin) {
+      section.Fail("\"origin\" is missing: a number from 1 to 4");
+    }
+    return 0;
+  }
+  if (!hasOrigin) {
+    section.Fail(*section.Node("origin"), std::string(PlatformCallName(call)) + " has no origin");
+  }
+  return static_cast<std::uint32_t>(section.Number("origin", 1, 4));
+}
+
+int ReadErrorNumber(const Section& section, const std::string& call) {
+  const std::optional<int> number = ErrorNumberByName(section.Text("result", ""));
+  if (!number) {
+    const std::string complaint =
+        "\"result\" of " + call + " must be the name of an error, such as \"EIO\"";
+    if (const toml::node* result = section.Node("result")) {
+      section.Fail(*result, complaint);
+    }
+    section.Fail(complaint);
+  }
+  return *number;
+}
+
 Fault ReadCallFault(const Section& section) {
   section.Allow({"call", "occurrence", "result", "origin"});
   Fault fault;
   fault.kind = Fault::Kind::kCall;
-  fault.call = section.Text("call", "");
+  fault.call = ReadCall(section);
   fault.occurrence = ReadOccurrence(section);
-  fault.description = fault.call + ", " + OccurrenceInWords(fault.occurrence);
-  const auto* call = std::find_if(std::begin(kFaultyCalls), std::end(kFaultyCalls),
-                                  [&](const FaultyCall& each) { return each.name == fault.call; });
-  if (call == std::end(kFaultyCalls)) {
-    std::string known;
-    for (const FaultyCall& each : kFaultyCalls) {
-      known += (known.empty() ? "" : ", ") + std::string(each.name);
-    }
-    section.Fail(*section.Node("call"), "\"call\" must be one of " + known);
-  }
-  if (section.Has("origin")) {
-    if (call->result != CallResult::kTeeWithOrigin) {
-      section.Fail(*section.Node("origin"), fault.call + " has no origin");
-    }
-    fault.origin = static_cast<std::uint32_t>(section.Number("origin", 1, 4));
-  } else if (call->result == CallResult::kTeeWithOrigin) {
-    section.Fail("\"origin\" is missing: a number from 1 to 4");
-  }
-  switch (call->result) {
-    case CallResult::kTee:
-    case CallResult::kTeeWithOrigin:
+  const std::string name(PlatformCallName(fault.call));
+  fault.description = name + ", " + OccurrenceInWords(fault.occurrence);
+  fault.origin = ReadOrigin(section, fault.call);
+  switch (FailureOf(fault.call)) {
+    case CallFailure::kTeeResult:
+    case CallFailure::kTeeResultAndOrigin:
       fault.result = ReadTeeResult(section);
       break;
-    case CallResult::kErrorNumber: {
-      const auto number = ErrorNumberByName(section.Text("result", ""));
-      if (!number) {
-        const std::string complaint =
-            "\"result\" of " + fault.call + " must be the name of an error, such as \"EIO\"";
-        if (const toml::node* result = section.Node("result")) {
-          section.Fail(*result, complaint);
-        }
-        section.Fail(complaint);
-      }
-      fault.errorNumber = *number;
+    case CallFailure::kErrorNumber:
+      fault.errorNumber = ReadErrorNumber(section, name);
       break;
-    }
-    case CallResult::kFailsOnly:
-      if (section.Has("result")) {
-        section.Fail(*section.Node("result"), fault.call + " just fails: leave \"result\" out");
-      }
-      break;
-    case CallResult::kNumber:
+    case CallFailure::kNegativeNumber:
       if (!section.Has("result")) {
         section.Fail("\"result\" is missing: a number");
       }
       fault.result = static_cast<std::uint32_t>(
           section.Number("result", std::numeric_limits<std::int32_t>::min(), -1));
+      break;
+    case CallFailure::kWithoutReason:
+    case CallFailure::kNone:
+      if (section.Has("result")) {
+        section.Fail(*section.Node("result"), name + " just fails: leave \"result\" out");
+      }
       break;
   }
   return fault;
@@ -503,8 +494,10 @@ Board ReadTable(const toml::table& table, const std::string& name) {
     if (list == nullptr || !list->is_array_of_tables()) {
       file.Fail(*faults, "faults must be written as [[fault]]");
     }
-    for (const toml::node& fault : *list) {
-      board.faults.push_back(ReadFault(Section(name, "[[fault]]", *fault.as_table())));
+    for (const toml::node& node : *list) {
+      Fault fault = ReadFault(Section(name, "[[fault]]", *node.as_table()));
+      fault.number = static_cast<std::uint32_t>(board.faults.size()) + 1;
+      board.faults.push_back(fault);
     }
   }
   return board;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/board/platform_calls.h"
 #include "simulator/model/answer_fault.h"
 
 namespace vam {
@@ -67,10 +68,12 @@ struct Fault {
   };
 
   Kind kind = Kind::kCall;
+  /// Its place among the faults of the board file, from 1. Reports and the journal name it so.
+  std::uint32_t number = 0;
   /// In words, for reports.
   std::string description;
-  /// kCall: the call's name. Which of these calls it changes, from 1; 0: every one.
-  std::string call;
+  /// kCall: the call, and which of these calls the fault changes, from 1; 0: every one.
+  PlatformCall call = PlatformCall::kOpen;
   std::uint32_t occurrence = 0;
   /// kCall: what a TEEC_ function or system_info_get_value_string returns instead.
   std::uint32_t result = 0;

@@ -120,7 +120,7 @@ TEST(BoardTest, ReadsFaultsOfCalls) {
   const Fault named = ReadOneFault(
       "call = \"TEEC_OpenSession\"\noccurrence = 2\nresult = \"TEEC_ERROR_BUSY\"\norigin = 2");
   EXPECT_EQ(named.kind, Fault::Kind::kCall);
-  EXPECT_EQ(named.call, "TEEC_OpenSession");
+  EXPECT_EQ(named.call, PlatformCall::kOpenSession);
   EXPECT_EQ(named.occurrence, 2U);
   EXPECT_EQ(named.result, 0xFFFF000DU);
   EXPECT_EQ(named.origin, 2U);

@@ -97,12 +97,9 @@ std::string StartJournal(const std::string& path) {
 }
 
 void ReportFaultsThatNeverFired(const vam::Run& run) {
-  const std::vector<vam::Fault>& faults = run.Description().faults;
-  for (std::size_t i = 0; i < faults.size(); ++i) {
-    if (!run.Fired(i)) {
-      std::fprintf(stderr, "vam-board: fault %zu (%s) never fired\n", i + 1,
-                   faults[i].description.c_str());
-    }
+  for (const vam::Fault* fault : run.FaultsThatNeverFired()) {
+    std::fprintf(stderr, "vam-board: fault %u (%s) never fired\n", fault->number,
+                 fault->description.c_str());
   }
 }
 
@@ -168,8 +165,8 @@ void ShowBoard(const std::string& board, const std::string& state) {
   text += "  device node: " + ProbeInWords(description.probe) + "\n";
   text += "  secure world: " + SecureWorldInWords(description.secureWorld) + "\n";
   text += "  image: " + ImageInWords(description.image) + "\n";
-  for (std::size_t i = 0; i < description.faults.size(); ++i) {
-    text += "  fault " + std::to_string(i + 1) + ": " + description.faults[i].description + "\n";
+  for (const vam::Fault& fault : description.faults) {
+    text += "  fault " + std::to_string(fault.number) + ": " + fault.description + "\n";
   }
   const TemporaryFolder folder;
   std::string memory = state + "/chip.memory";

@@ -19,8 +19,11 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 
 namespace vam {
 
@@ -48,6 +51,13 @@ void Link(const std::string& target, const std::string& path) {
   if (symlink(target.c_str(), path.c_str()) != 0) {
     FailOn(path);
   }
+}
+
+/// The journal names a method without its class.
+std::string_view NameInJournal(PlatformCall call) {
+  const std::string_view name = PlatformCallName(call);
+  const std::size_t colon = name.rfind(':');
+  return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
 /// Returns `text` as a JSON string; bytes that are no UTF-8 become the replacement character.
@@ -78,7 +88,7 @@ void Run::Prepare(const std::string& directory, const std::string& boardText,
                   const std::string& journalFile) {
   const Board board = ReadBoardText(boardText, boardName);
   WriteFile(directory + kBoardFile, boardText);
-  // One counter a fault, and one for the writes of the chip's memory.
+  // A counter for the writes of the chip's memory, and one for each fault under its number.
   WriteFile(directory + kCountersFile,
             std::string((board.faults.size() + 1) * sizeof(FaultCounter), '\0'));
   Link(stateDirectory, directory + kStateLink);
@@ -117,48 +127,55 @@ Run::~Run() {
   }
 }
 
-bool Run::CountAndDecide(std::size_t index, std::uint32_t occurrence) {
-  const std::uint32_t call = counters[index].calls.fetch_add(1) + 1;
+const Fault* Run::Count(const Fault& fault, std::uint32_t occurrence) {
+  FaultCounter& counter = CounterOf(fault);
+  const std::uint32_t call = counter.calls.fetch_add(1) + 1;
   if (occurrence != 0 && call != occurrence) {
-    return false;
+    return nullptr;
   }
-  counters[index].fired.fetch_add(1);
-  return true;
+  counter.fired.fetch_add(1);
+  return &fault;
 }
 
-std::uint32_t Run::FireCallFault(const char* call) {
-  std::uint32_t fired = 0;
-  for (std::size_t i = 0; i < description.faults.size(); ++i) {
-    const Fault& fault = description.faults[i];
-    if (fault.kind == Fault::Kind::kCall && fault.call == call &&
-        CountAndDecide(i, fault.occurrence) && fired == 0) {
-      fired = static_cast<std::uint32_t>(i) + 1;
+const Fault* Run::FireCallFault(PlatformCall call) {
+  const Fault* first = nullptr;
+  for (const Fault& fault : description.faults) {
+    if (fault.kind == Fault::Kind::kCall && fault.call == call) {
+      const Fault* fired = Count(fault, fault.occurrence);
+      first = first == nullptr ? fired : first;
     }
   }
-  return fired;
+  return first;
 }
 
-bool Run::FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
-                          std::int32_t mode) {
+const Fault* Run::FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
+                                  std::int32_t mode) {
   const Fault& fault = description.faults[index];
   const AnswerFault& answer = fault.answer;
-  return fault.kind == Fault::Kind::kAnswer && answer.command == command &&
-         (answer.hasMode == 0 || (hasMode && answer.mode == mode)) &&
-         CountAndDecide(index, answer.occurrence);
+  const bool matches = fault.kind == Fault::Kind::kAnswer && answer.command == command &&
+                       (answer.hasMode == 0 || (hasMode && answer.mode == mode));
+  return matches ? Count(fault, answer.occurrence) : nullptr;
 }
 
 void Run::ChipMemoryWritten() {
-  const std::uint32_t writes = counters[description.faults.size()].calls.fetch_add(1) + 1;
-  for (std::size_t i = 0; i < description.faults.size(); ++i) {
-    const Fault& fault = description.faults[i];
+  const std::uint32_t writes = ChipWrites().calls.fetch_add(1) + 1;
+  for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kPowerCut && fault.writes == writes) {
-      counters[i].fired.fetch_add(1);
+      CounterOf(fault).fired.fetch_add(1);
       std::raise(SIGKILL);
     }
   }
 }
 
-bool Run::Fired(std::size_t index) const { return counters[index].fired.load() != 0; }
+std::vector<const Fault*> Run::FaultsThatNeverFired() const {
+  std::vector<const Fault*> faults;
+  for (const Fault& fault : description.faults) {
+    if (CounterOf(fault).fired.load() == 0) {
+      faults.push_back(&fault);
+    }
+  }
+  return faults;
+}
 
 void Run::Journal(const std::string& line) {
   // One write a line, so that lines of several processes do not mix.
@@ -170,10 +187,15 @@ void Run::Journal(const std::string& line) {
   }
 }
 
-JournalLine::JournalLine(Run* owner, const char* call)
+const Fault* FireFaultOn(PlatformCall call) {
+  Run* run = Run::Current();
+  return run == nullptr ? nullptr : run->FireCallFault(call);
+}
+
+JournalLine::JournalLine(Run* owner, PlatformCall call)
     : run(owner != nullptr && owner->Journals() ? owner : nullptr) {
   if (run != nullptr) {
-    line = std::string("{\"call\":\"") + call + "\"";
+    line = "{\"call\":\"" + std::string(NameInJournal(call)) + "\"";
   }
 }
 
@@ -222,8 +244,8 @@ JournalLine& JournalLine::Result(std::uint32_t result) {
   return Raw("result", text);
 }
 
-JournalLine& JournalLine::FaultNumber(std::uint32_t number) {
-  return number == 0 ? *this : Number("fault", number);
+JournalLine& JournalLine::ChangedBy(const Fault* fault) {
+  return fault == nullptr ? *this : Number("fault", fault->number);
 }
 
 }  // namespace vam

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 
 namespace vam {
 
@@ -47,27 +48,31 @@ class Run {
   std::string ChipMemoryFile() const { return stateDirectory + "/chip.memory"; }
   std::string ImageFile() const { return stateDirectory + "/firmware.img"; }
 
-  /// Counts a call of `call` for every fault on it. Returns the number (from 1) of the fault to
-  /// apply, or 0; Description().faults holds it one place before.
-  std::uint32_t FireCallFault(const char* call);
+  /// Counts `call` for every fault on it. Returns the fault to apply, or null.
+  const Fault* FireCallFault(PlatformCall call);
 
-  /// Counts an invocation of `command` for the fault at `index` (from 0). Returns whether the
-  /// fault is to be applied.
-  bool FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode, std::int32_t mode);
+  /// Counts an invocation of `command` for the fault at `index` (from 0). Returns the fault when
+  /// it is to be applied, or null.
+  const Fault* FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
+                               std::int32_t mode);
 
   /// Counts a write of the chip's memory. Where the board's power fails after it, kills this
   /// process.
   void ChipMemoryWritten();
 
-  /// Returns whether the fault at `index` (from 0) was applied in any process.
-  bool Fired(std::size_t index) const;
+  /// Returns the faults that no process has applied yet.
+  std::vector<const Fault*> FaultsThatNeverFired() const;
 
   bool Journals() const { return journal >= 0; }
   /// Appends one line to the journal.
   void Journal(const std::string& line);
 
  private:
-  bool CountAndDecide(std::size_t index, std::uint32_t occurrence);
+  /// Counts a call for `fault`, which changes its `occurrence`th call or, with 0, every one.
+  /// Returns the fault when it is to be applied, or null.
+  const Fault* Count(const Fault& fault, std::uint32_t occurrence);
+  FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
+  FaultCounter& ChipWrites() const { return counters[0]; }
 
   Board description;
   std::string stateDirectory;
@@ -76,11 +81,14 @@ class Run {
   int journal = -1;
 };
 
+/// Does what Run::FireCallFault() does for the run that this process belongs to; null without one.
+const Fault* FireFaultOn(PlatformCall call);
+
 /// One journal line under construction; written when it goes out of scope. Without a run, or
 /// without a journal, does nothing.
 class JournalLine {
  public:
-  JournalLine(Run* owner, const char* call);
+  JournalLine(Run* owner, PlatformCall call);
   ~JournalLine();
   JournalLine(const JournalLine&) = delete;
   JournalLine& operator=(const JournalLine&) = delete;
@@ -93,8 +101,8 @@ class JournalLine {
   JournalLine& Bytes(const char* key, const void* bytes, std::size_t count);
   /// A result of the TEE's, as "0x" and eight digits.
   JournalLine& Result(std::uint32_t result);
-  /// The number of the fault that changed the call; 0 adds nothing. Comes last.
-  JournalLine& FaultNumber(std::uint32_t number);
+  /// The fault that changed the call; null adds nothing. Comes last.
+  JournalLine& ChangedBy(const Fault* fault);
 
  private:
   JournalLine& Raw(const char* key, const std::string& value);

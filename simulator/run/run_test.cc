@@ -1,5 +1,6 @@
 #include "simulator/run/run.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -13,9 +14,15 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 
 namespace vam {
 namespace {
+
+using ::testing::ElementsAre;
 
 constexpr char kBoard[] = R"(title = "Faults"
 [[fault]]
@@ -66,7 +73,17 @@ class RunTest : public ::testing::Test {
   std::string folder = ::testing::TempDir() + "vam-run-XXXXXX";
 };
 
-TEST_F(RunTest, FindsTheBoardAndTheState) {
+std::uint32_t NumberOf(const Fault* fault) { return fault == nullptr ? 0 : fault->number; }
+
+std::vector<std::uint32_t> NumbersOfFaultsThatNeverFired(const vam::Run& run) {
+  std::vector<std::uint32_t> numbers;
+  for (const Fault* fault : run.FaultsThatNeverFired()) {
+    numbers.push_back(fault->number);
+  }
+  return numbers;
+}
+
+TEST_F(RunTest, PreparedFolder_LeadsToTheBoardAndTheState) {
   std::filesystem::create_directory(folder + "/chip");
   const vam::Run run(folder + "/run");
   EXPECT_EQ(run.Description().title, "Faults");
@@ -76,47 +93,45 @@ TEST_F(RunTest, FindsTheBoardAndTheState) {
   EXPECT_EQ(std::filesystem::file_size(folder + "/chip/firmware.img"), 5U);
 }
 
-TEST_F(RunTest, StrikesTheOccurrenceOfACallAndPrefersTheFirstFault) {
+TEST_F(RunTest, TwoFaultsOnOneCall_FirstWhoseOccurrenceItIsFires) {
   vam::Run run(folder + "/run");
-  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 2U);
-  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 1U);
-  EXPECT_EQ(run.FireCallFault("TEEC_OpenSession"), 2U);
-  EXPECT_EQ(run.FireCallFault("TEEC_InvokeCommand"), 0U);
-  EXPECT_TRUE(run.Fired(0));
-  EXPECT_TRUE(run.Fired(1));
-  EXPECT_FALSE(run.Fired(5));
+  EXPECT_EQ(NumberOf(run.FireCallFault(PlatformCall::kOpenSession)), 2U);
+  EXPECT_EQ(NumberOf(run.FireCallFault(PlatformCall::kOpenSession)), 1U);
+  EXPECT_EQ(NumberOf(run.FireCallFault(PlatformCall::kOpenSession)), 2U);
+  EXPECT_EQ(run.FireCallFault(PlatformCall::kInvokeCommand), nullptr);
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(3, 4, 5, 6));
 }
 
-TEST_F(RunTest, CountsCommandsByIdentifierAndMode) {
+TEST_F(RunTest, FaultOfACommand_AnotherCommandOrMode_IsNotCounted) {
   vam::Run run(folder + "/run");
-  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 3));
-  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 7)) << "another mode";
-  EXPECT_FALSE(run.FireAnswerFault(2, 30, true, 3)) << "another command";
-  EXPECT_FALSE(run.FireAnswerFault(2, 18, false, 3)) << "a command without a mode";
-  EXPECT_FALSE(run.Fired(2));
-  EXPECT_TRUE(run.FireAnswerFault(2, 18, true, 3));
-  EXPECT_TRUE(run.Fired(2));
-  EXPECT_FALSE(run.FireAnswerFault(2, 18, true, 3)) << "its occurrence is over";
-  EXPECT_TRUE(run.FireAnswerFault(3, 19, false, 0));
-  EXPECT_FALSE(run.FireAnswerFault(0, 18, true, 3)) << "a fault of a call";
+  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 3), nullptr);
+  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 7), nullptr) << "another mode";
+  EXPECT_EQ(run.FireAnswerFault(2, 30, true, 3), nullptr) << "another command";
+  EXPECT_EQ(run.FireAnswerFault(2, 18, false, 3), nullptr) << "a command without a mode";
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 3, 4, 5, 6));
+  EXPECT_EQ(NumberOf(run.FireAnswerFault(2, 18, true, 3)), 3U);
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 4, 5, 6));
+  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 3), nullptr) << "its occurrence is over";
+  EXPECT_EQ(NumberOf(run.FireAnswerFault(3, 19, false, 0)), 4U);
+  EXPECT_EQ(run.FireAnswerFault(0, 18, true, 3), nullptr) << "a fault of a call";
 }
 
-TEST_F(RunTest, ProcessesShareTheCounters) {
+TEST_F(RunTest, TwoProcesses_ShareTheCounters) {
   const pid_t child = fork();
   if (child == 0) {
     vam::Run other(folder + "/run");
-    _exit(other.FireCallFault("CNolvWsm::PutInt") == 0 ? 0 : 1);
+    _exit(other.FireCallFault(PlatformCall::kPutInt) == nullptr ? 0 : 1);
   }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_EQ(status, 0);
   vam::Run run(folder + "/run");
-  EXPECT_FALSE(run.Fired(5));
-  EXPECT_EQ(run.FireCallFault("CNolvWsm::PutInt"), 6U);
-  EXPECT_TRUE(vam::Run(folder + "/run").Fired(5));
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 3, 4, 5, 6));
+  EXPECT_EQ(NumberOf(run.FireCallFault(PlatformCall::kPutInt)), 6U);
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(vam::Run(folder + "/run")), ElementsAre(1, 2, 3, 4, 5));
 }
 
-TEST_F(RunTest, LosesPowerAfterTheWriteThatTheBoardNames) {
+TEST_F(RunTest, WriteThatThePowerCutNames_EndsTheProcess) {
   const pid_t child = fork();
   if (child == 0) {
     vam::Run other(folder + "/run");
@@ -131,12 +146,12 @@ TEST_F(RunTest, LosesPowerAfterTheWriteThatTheBoardNames) {
   EXPECT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGKILL);
   EXPECT_EQ(Journal(), "first\n");
-  EXPECT_TRUE(vam::Run(folder + "/run").Fired(4));
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(vam::Run(folder + "/run")), ElementsAre(1, 2, 3, 4, 6));
 }
 
-TEST_F(RunTest, JournalsOneObjectALine) {
+TEST_F(RunTest, JournalLine_IsOneObjectInOneLine) {
   vam::Run run(folder + "/run");
-  JournalLine(&run, "A")
+  JournalLine(&run, PlatformCall::kIoctl)
       .Number("number", INT64_MIN)
       .Truth("yes", true)
       .Truth("no", false)
@@ -146,13 +161,13 @@ TEST_F(RunTest, JournalsOneObjectALine) {
       .Bytes("empty", "", 0)
       .Bytes("noBytes", nullptr, 3)
       .Result(0xFFFF000B)
-      .FaultNumber(0);
-  JournalLine(&run, "B").FaultNumber(3);
+      .ChangedBy(nullptr);
+  JournalLine(&run, PlatformCall::kPutInt).ChangedBy(&run.Description().faults[2]);
   EXPECT_EQ(Journal(),
-            "{\"call\":\"A\",\"number\":-9223372036854775808,\"yes\":true,\"no\":false,"
+            "{\"call\":\"ioctl\",\"number\":-9223372036854775808,\"yes\":true,\"no\":false,"
             "\"text\":\"t\",\"none\":null,\"bytes\":\"001fff\",\"empty\":\"\",\"noBytes\":null,"
             "\"result\":\"0xFFFF000B\"}\n"
-            "{\"call\":\"B\",\"fault\":3}\n");
+            "{\"call\":\"PutInt\",\"fault\":3}\n");
 }
 
 struct Escape {
@@ -163,10 +178,10 @@ struct Escape {
 
 class EscapeTest : public RunTest, public ::testing::WithParamInterface<Escape> {};
 
-TEST_P(EscapeTest, KeepsTheJournalWellFormed) {
+TEST_P(EscapeTest, TextWithSpecialBytes_KeepsTheJournalWellFormed) {
   vam::Run run(folder + "/run");
-  JournalLine(&run, "A").Text("t", GetParam().text);
-  EXPECT_EQ(Journal(), std::string("{\"call\":\"A\",\"t\":\"") + GetParam().json + "\"}\n");
+  JournalLine(&run, PlatformCall::kIoctl).Text("t", GetParam().text);
+  EXPECT_EQ(Journal(), std::string("{\"call\":\"ioctl\",\"t\":\"") + GetParam().json + "\"}\n");
 }
 
 const Escape kEscapes[] = {
@@ -184,23 +199,23 @@ const Escape kEscapes[] = {
 INSTANTIATE_TEST_SUITE_P(Texts, EscapeTest, ::testing::ValuesIn(kEscapes),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
-TEST_F(RunTest, WritesNoJournalThatWasNotAskedFor) {
+TEST_F(RunTest, JournalThatWasNotAskedFor_IsNotWritten) {
   const std::string quiet = Folder("quiet");
   Prepare(quiet, "");
   vam::Run run(quiet);
   EXPECT_FALSE(run.Journals());
-  JournalLine(&run, "A").Number("n", 1);
-  JournalLine(nullptr, "A").Number("n", 1);
+  JournalLine(&run, PlatformCall::kIoctl).Number("n", 1);
+  JournalLine(nullptr, PlatformCall::kIoctl).Number("n", 1);
   EXPECT_EQ(Journal(), "");
 }
 
-TEST_F(RunTest, RefusesAFolderThatIsNoRun) {
+TEST_F(RunTest, FolderThatIsNoRun_IsRefused) {
   EXPECT_THROW(vam::Run(folder + "/nowhere"), BoardError);
   std::filesystem::remove(folder + "/run/counters");
   EXPECT_THROW(vam::Run(folder + "/run"), std::runtime_error);
 }
 
-TEST_F(RunTest, RefusesAWrongBoard) {
+TEST_F(RunTest, WrongBoard_IsRefusedAndNothingWritten) {
   EXPECT_THROW(vam::Run::Prepare(Folder("wrong"), "x = 1", "wrong.toml", folder, ""), BoardError);
   EXPECT_TRUE(std::filesystem::is_empty(folder + "/wrong")) << "nothing is half written";
   EXPECT_THROW(Prepare(folder + "/nowhere", ""), std::runtime_error);

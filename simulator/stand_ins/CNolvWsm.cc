@@ -4,10 +4,14 @@
 #include <cstdint>
 
 #include "platform/tee_client.h"
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/model/value_block.h"
 #include "simulator/run/run.h"
 
 namespace {
+
+using vam::PlatformCall;
 
 /// Returns the number that the stand-in for the TEE client library gives its shared memory in the
 /// journal; 0 where the record is another library's.
@@ -27,20 +31,15 @@ std::uint32_t NextMarshaller() {
 
 /// Runs one operation on the marshaller's position, unless a fault of the board makes it fail.
 template <typename Operation>
-bool Operate(unsigned char* block, std::size_t size, std::size_t& position, std::uint32_t fault,
+bool Operate(unsigned char* block, std::size_t size, std::size_t& position, const vam::Fault* fault,
              Operation operation) {
-  if (fault != 0) {
+  if (fault != nullptr) {
     return false;
   }
   vam::ValueCursor cursor{block, size, position};
   const bool done = operation(cursor);
   position = cursor.position;
   return done;
-}
-
-std::uint32_t FireFault(const char* call) {
-  vam::Run* run = vam::Run::Current();
-  return run == nullptr ? 0 : run->FireCallFault(call);
 }
 
 }  // namespace
@@ -50,102 +49,103 @@ CNolvWsm::CNolvWsm(void* sharedMemory)
       size(static_cast<TEEC_SharedMemory*>(sharedMemory)->size),
       position(vam::kFirstValue),
       number(NextMarshaller()) {
-  vam::JournalLine(vam::Run::Current(), "CNolvWsm")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kMakeMarshaller)
       .Number("sharedMemory", NumberOf(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0))
       .Number("marshaller", number);
 }
 
 CNolvWsm::~CNolvWsm() {
-  vam::JournalLine(vam::Run::Current(), "~CNolvWsm").Number("marshaller", number);
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kDestroyMarshaller)
+      .Number("marshaller", number);
 }
 
 bool CNolvWsm::PutInt(std::int32_t value) {
-  const std::uint32_t fault = FireFault("CNolvWsm::PutInt");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutInt);
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_int(cursor, value);
   });
-  vam::JournalLine(vam::Run::Current(), "PutInt")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutInt)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
-      .FaultNumber(fault);
+      .ChangedBy(fault);
   return done;
 }
 
 bool CNolvWsm::PutUint(std::uint32_t value) {
-  const std::uint32_t fault = FireFault("CNolvWsm::PutUint");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutUint);
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_uint(cursor, value);
   });
-  vam::JournalLine(vam::Run::Current(), "PutUint")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutUint)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
-      .FaultNumber(fault);
+      .ChangedBy(fault);
   return done;
 }
 
 bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
-  const std::uint32_t fault = FireFault("CNolvWsm::PutBlob");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutBlob);
   const bool done = Operate(
       block, size, position, fault,
       [bytes, length](vam::ValueCursor& cursor) { return vam::put_blob(cursor, bytes, length); });
   // A length that was refused may be more than there are bytes.
-  vam::JournalLine(vam::Run::Current(), "PutBlob")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutBlob)
       .Number("marshaller", number)
       .Number("length", length)
       .Bytes("bytes", done ? (length == 0 ? this : bytes) : nullptr, length)
       .Truth("result", done)
-      .FaultNumber(fault);
+      .ChangedBy(fault);
   return done;
 }
 
 void CNolvWsm::PrepareReset(int mode) {
   position = vam::kFirstValue;
-  vam::JournalLine(vam::Run::Current(), "PrepareReset")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kPrepareReset)
       .Number("marshaller", number)
       .Number("mode", mode);
 }
 
 bool CNolvWsm::GetInt(std::int32_t* value) {
-  const std::uint32_t fault = FireFault("CNolvWsm::GetInt");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetInt);
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_int(cursor, value);
   });
-  vam::JournalLine line(vam::Run::Current(), "GetInt");
+  vam::JournalLine line(vam::Run::Current(), PlatformCall::kGetInt);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
   }
-  line.Truth("result", done).FaultNumber(fault);
+  line.Truth("result", done).ChangedBy(fault);
   return done;
 }
 
 bool CNolvWsm::GetUint(std::uint32_t* value) {
-  const std::uint32_t fault = FireFault("CNolvWsm::GetUint");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetUint);
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_uint(cursor, value);
   });
-  vam::JournalLine line(vam::Run::Current(), "GetUint");
+  vam::JournalLine line(vam::Run::Current(), PlatformCall::kGetUint);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
   }
-  line.Truth("result", done).FaultNumber(fault);
+  line.Truth("result", done).ChangedBy(fault);
   return done;
 }
 
 void* CNolvWsm::GetBlob(std::uint32_t length) {
-  const std::uint32_t fault = FireFault("CNolvWsm::GetBlob");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetBlob);
   void* bytes = nullptr;
   Operate(block, size, position, fault, [&bytes, length](vam::ValueCursor& cursor) {
     bytes = vam::get_blob(cursor, length);
     return bytes != nullptr;
   });
-  vam::JournalLine(vam::Run::Current(), "GetBlob")
+  vam::JournalLine(vam::Run::Current(), PlatformCall::kGetBlob)
       .Number("marshaller", number)
       .Number("length", length)
       .Bytes("bytes", bytes, length)
-      .FaultNumber(fault);
+      .ChangedBy(fault);
   return bytes;
 }

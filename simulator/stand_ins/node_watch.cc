@@ -14,7 +14,9 @@
 #include <cstring>
 
 #include "platform/device_node.h"
+#include "simulator/board/board.h"
 #include "simulator/board/code_names.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -45,16 +47,16 @@ template <typename Proceed>
 int OpenNode(int flags, Proceed proceed) {
   static std::uint32_t opened = 0;
   vam::Run* run = vam::Run::Current();
-  const std::uint32_t fault = run == nullptr ? 0 : run->FireCallFault("open");
+  const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kOpen);
   int descriptor = -1;
-  if (fault == 0) {
+  if (fault == nullptr) {
     descriptor = proceed();
   } else {
-    errno = run->Description().faults[fault - 1].errorNumber;
+    errno = fault->errorNumber;
   }
   const int error = errno;
   {
-    vam::JournalLine line(run, "open");
+    vam::JournalLine line(run, vam::PlatformCall::kOpen);
     line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
     if (descriptor < 0) {
       line.Number("result", descriptor).Text("errno", vam::ErrorNumberName(error).c_str());
@@ -65,7 +67,7 @@ int OpenNode(int flags, Proceed proceed) {
       }
       line.Number("descriptor", opened);
     }
-    line.FaultNumber(fault);
+    line.ChangedBy(fault);
   }
   errno = error;
   return descriptor;
@@ -128,16 +130,16 @@ __attribute__((visibility("default"))) int ioctl(int descriptor, unsigned long r
     return next(descriptor, request, argument);
   }
   vam::Run* run = vam::Run::Current();
-  const std::uint32_t fault = run == nullptr ? 0 : run->FireCallFault("ioctl");
+  const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kIoctl);
   int result = -1;
-  if (fault == 0) {
+  if (fault == nullptr) {
     result = next(descriptor, request, argument);
   } else {
-    errno = run->Description().faults[fault - 1].errorNumber;
+    errno = fault->errorNumber;
   }
   const int error = errno;
   {
-    vam::JournalLine line(run, "ioctl");
+    vam::JournalLine line(run, vam::PlatformCall::kIoctl);
     line.Number("descriptor", number)
         .Number("request", static_cast<std::int64_t>(request))
         .Number("result", result);
@@ -148,7 +150,7 @@ __attribute__((visibility("default"))) int ioctl(int descriptor, unsigned long r
       std::memcpy(&flag, argument, sizeof flag);
       line.Number("flag", flag);
     }
-    line.FaultNumber(fault);
+    line.ChangedBy(fault);
   }
   errno = error;
   return result;
@@ -162,7 +164,7 @@ __attribute__((visibility("default"))) int close(int descriptor) {
   if (number != 0) {
     const int error = errno;
     NodeNumbers()[static_cast<std::size_t>(descriptor)] = 0;
-    vam::JournalLine(vam::Run::Current(), "close")
+    vam::JournalLine(vam::Run::Current(), vam::PlatformCall::kClose)
         .Number("descriptor", number)
         .Number("result", result);
     errno = error;

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -18,21 +20,21 @@ int system_info_get_value_string(system_info_key_e key, char** value) {
   if (run == nullptr || value == nullptr) {
     return kUnknownKey;
   }
-  const std::uint32_t fault = run->FireCallFault("system_info_get_value_string");
+  const vam::Fault* fault = run->FireCallFault(vam::PlatformCall::kSystemInfoGetValueString);
   const auto& values = run->Description().systemInformation;
   const auto found = values.find(static_cast<std::int32_t>(key));
   int result = 0;
-  if (fault != 0) {
-    result = static_cast<int>(run->Description().faults[fault - 1].result);
+  if (fault != nullptr) {
+    result = static_cast<int>(fault->result);
   } else if (found == values.end()) {
     result = kUnknownKey;
   }
-  vam::JournalLine line(run, "system_info_get_value_string");
+  vam::JournalLine line(run, vam::PlatformCall::kSystemInfoGetValueString);
   line.Number("key", key).Number("result", result);
   if (result == 0) {
     line.Text("value", found->second.c_str());
     *value = strdup(found->second.c_str());
   }
-  line.FaultNumber(fault);
+  line.ChangedBy(fault);
   return result;
 }

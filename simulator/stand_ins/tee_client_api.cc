@@ -6,9 +6,12 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "interface/trusted_application.h"
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/model/trusted_application.h"
 #include "simulator/run/run.h"
 #include "simulator/state/pc_environment.h"
@@ -17,6 +20,8 @@
 // record that was never filled, or whose contents were given back, is told from a live one.
 
 namespace {
+
+using vam::PlatformCall;
 
 /// The answer faults of the current run's board.
 class BoardAnswerFaults final : public vam::AnswerFaults {
@@ -29,15 +34,16 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
 
   const vam::AnswerFault* Fire(std::uint32_t index, std::uint32_t command, bool hasMode,
                                std::int32_t mode) override {
-    if (!run.FireAnswerFault(index, command, hasMode, mode)) {
+    const vam::Fault* fault = run.FireAnswerFault(index, command, hasMode, mode);
+    if (fault == nullptr) {
       return nullptr;
     }
-    lastFired = index + 1;
-    return &run.Description().faults[index].answer;
+    lastFired = fault;
+    return &fault->answer;
   }
 
-  /// Number of the last fault that was applied, from 1; 0: none.
-  std::uint32_t lastFired = 0;
+  /// The last fault that was applied; null: none.
+  const vam::Fault* lastFired = nullptr;
 
  private:
   vam::Run& run;
@@ -84,8 +90,9 @@ class SecureWorld {
   }
 };
 
-void Misuse(const char* call, const char* what) {
-  std::fprintf(stderr, "simulated board: %s on a %s that is not open\n", call, what);
+void Misuse(PlatformCall call, const char* what) {
+  const std::string name(vam::PlatformCallName(call));
+  std::fprintf(stderr, "simulated board: %s on a %s that is not open\n", name.c_str(), what);
 }
 
 /// A result with the origin that goes with it.
@@ -155,7 +162,7 @@ bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t typ
 
 /// Carries one command over to the trusted application's model.
 Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operation* operation,
-                    std::uint32_t context, std::uint32_t& fault) {
+                    std::uint32_t context, const vam::Fault*& fault) {
   const std::uint32_t types = operation == nullptr ? 0 : operation->paramTypes;
   Reference block{nullptr, 0};
   for (std::uint32_t i = 0; i < TEEC_CONFIG_PAYLOAD_REF_COUNT; ++i) {
@@ -204,11 +211,10 @@ void DescribeUuid(const TEEC_UUID& uuid, char (&text)[37]) {
 
 TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
-  const std::uint32_t fault =
-      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_InitializeContext");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kInitializeContext);
   TEEC_Result result = TEEC_SUCCESS;
-  if (fault != 0) {
-    result = world.run->Description().faults[fault - 1].result;
+  if (fault != nullptr) {
+    result = fault->result;
   } else if (context == nullptr) {
     result = TEEC_ERROR_BAD_PARAMETERS;
   } else if (name != nullptr || world.run == nullptr ||
@@ -219,21 +225,21 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
     context->number = ++world.contextCount;
     world.contexts[context->number] = true;
   }
-  vam::JournalLine line(world.run, "TEEC_InitializeContext");
+  vam::JournalLine line(world.run, PlatformCall::kInitializeContext);
   line.Text("name", name).Result(result);
   if (result == TEEC_SUCCESS && context != nullptr) {
     line.Number("context", context->number);
   }
-  line.FaultNumber(fault);
+  line.ChangedBy(fault);
   return result;
 }
 
 void TEEC_FinalizeContext(TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = context == nullptr ? 0 : context->number;
-  vam::JournalLine(world.run, "TEEC_FinalizeContext").Number("context", number);
+  vam::JournalLine(world.run, PlatformCall::kFinalizeContext).Number("context", number);
   if (world.contexts.erase(number) == 0) {
-    Misuse("TEEC_FinalizeContext", "context");
+    Misuse(PlatformCall::kFinalizeContext, "context");
   }
 }
 
@@ -242,13 +248,11 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
                              const void* connectionData, TEEC_Operation* operation,
                              std::uint32_t* returnOrigin) {
   SecureWorld& world = SecureWorld::Instance();
-  const std::uint32_t fault =
-      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_OpenSession");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kOpenSession);
   const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
   Outcome outcome = {TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP};
-  if (fault != 0) {
-    outcome = {world.run->Description().faults[fault - 1].result,
-               world.run->Description().faults[fault - 1].origin};
+  if (fault != nullptr) {
+    outcome = {fault->result, fault->origin};
   } else if (world.run == nullptr || world.contexts.count(contextNumber) == 0 ||
              session == nullptr || destination == nullptr ||
              connectionMethod != TEEC_LOGIN_PUBLIC || connectionData != nullptr ||
@@ -268,7 +272,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   if (destination != nullptr) {
     DescribeUuid(*destination, uuid);
   }
-  vam::JournalLine line(world.run, "TEEC_OpenSession");
+  vam::JournalLine line(world.run, PlatformCall::kOpenSession);
   line.Number("context", contextNumber)
       .Text("destination", destination == nullptr ? nullptr : uuid)
       .Number("connectionMethod", connectionMethod)
@@ -279,28 +283,27 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   if (outcome.result == TEEC_SUCCESS && session != nullptr) {
     line.Number("session", session->number);
   }
-  line.FaultNumber(fault);
+  line.ChangedBy(fault);
   return outcome.result;
 }
 
 void TEEC_CloseSession(TEEC_Session* session) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = session == nullptr ? 0 : session->number;
-  vam::JournalLine(world.run, "TEEC_CloseSession").Number("session", number);
+  vam::JournalLine(world.run, PlatformCall::kCloseSession).Number("session", number);
   if (world.sessions.erase(number) == 0) {
-    Misuse("TEEC_CloseSession", "session");
+    Misuse(PlatformCall::kCloseSession, "session");
   }
 }
 
 TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
-  const std::uint32_t fault =
-      world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_AllocateSharedMemory");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kAllocateSharedMemory);
   const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
   constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   TEEC_Result result = TEEC_SUCCESS;
-  if (fault != 0) {
-    result = world.run->Description().faults[fault - 1].result;
+  if (fault != nullptr) {
+    result = fault->result;
   } else if (world.contexts.count(contextNumber) == 0 || sharedMemory == nullptr ||
              sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0) {
     result = TEEC_ERROR_BAD_PARAMETERS;
@@ -314,7 +317,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
     memory.bytes.resize(sharedMemory->size + 1);
     sharedMemory->buffer = memory.bytes.data();
   }
-  vam::JournalLine line(world.run, "TEEC_AllocateSharedMemory");
+  vam::JournalLine line(world.run, PlatformCall::kAllocateSharedMemory);
   line.Number("context", contextNumber);
   if (sharedMemory != nullptr) {
     line.Number("size", static_cast<std::int64_t>(sharedMemory->size))
@@ -324,16 +327,16 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
   if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
     line.Number("sharedMemory", sharedMemory->number);
   }
-  line.FaultNumber(fault);
+  line.ChangedBy(fault);
   return result;
 }
 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
-  vam::JournalLine(world.run, "TEEC_ReleaseSharedMemory").Number("sharedMemory", number);
+  vam::JournalLine(world.run, PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
   if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
-    Misuse("TEEC_ReleaseSharedMemory", "shared memory");
+    Misuse(PlatformCall::kReleaseSharedMemory, "shared memory");
     return;
   }
   sharedMemory->buffer = nullptr;
@@ -342,19 +345,18 @@ void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
 TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
                                TEEC_Operation* operation, std::uint32_t* returnOrigin) {
   SecureWorld& world = SecureWorld::Instance();
-  std::uint32_t fault = world.run == nullptr ? 0 : world.run->FireCallFault("TEEC_InvokeCommand");
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kInvokeCommand);
   const std::uint32_t sessionNumber = session == nullptr ? 0 : session->number;
   const auto opened = world.sessions.find(sessionNumber);
   Outcome outcome = kBadParameters;
-  if (fault != 0) {
-    outcome = {world.run->Description().faults[fault - 1].result,
-               world.run->Description().faults[fault - 1].origin};
+  if (fault != nullptr) {
+    outcome = {fault->result, fault->origin};
   } else if (opened != world.sessions.end()) {
     outcome = InvokeModel(world, commandID, operation, opened->second, fault);
   }
   StoreOrigin(returnOrigin, outcome.origin);
 
-  vam::JournalLine line(world.run, "TEEC_InvokeCommand");
+  vam::JournalLine line(world.run, PlatformCall::kInvokeCommand);
   line.Number("session", sessionNumber).Number("command", commandID);
   if (operation != nullptr) {
     line.Number("paramTypes", operation->paramTypes);
@@ -366,6 +368,6 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
           .Number("offset", static_cast<std::int64_t>(part.offset));
     }
   }
-  line.Result(outcome.result).Number("origin", outcome.origin).FaultNumber(fault);
+  line.Result(outcome.result).Number("origin", outcome.origin).ChangedBy(fault);
   return outcome.result;
 }

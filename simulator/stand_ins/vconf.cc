@@ -3,6 +3,8 @@
 #include <cstring>
 #include <string>
 
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/run/run.h"
 
 char* vconf_get_str(const char* key) {
@@ -10,10 +12,14 @@ char* vconf_get_str(const char* key) {
   if (run == nullptr || key == nullptr) {
     return nullptr;
   }
-  const std::uint32_t fault = run->FireCallFault("vconf_get_str");
+  const vam::Fault* fault = run->FireCallFault(vam::PlatformCall::kVconfGetStr);
   const auto found = run->Description().settings.find(key);
-  const char* value =
-      fault != 0 || found == run->Description().settings.end() ? nullptr : found->second.c_str();
-  vam::JournalLine(run, "vconf_get_str").Text("key", key).Text("value", value).FaultNumber(fault);
+  const char* value = fault != nullptr || found == run->Description().settings.end()
+                          ? nullptr
+                          : found->second.c_str();
+  vam::JournalLine(run, vam::PlatformCall::kVconfGetStr)
+      .Text("key", key)
+      .Text("value", value)
+      .ChangedBy(fault);
   return value == nullptr ? nullptr : strdup(value);
 }

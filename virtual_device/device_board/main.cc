@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
 #include "simulator/state/state_directory.h"
 #include "virtual_device/device_board/ballast.h"
 #include "virtual_device/device_board/node.h"
@@ -60,7 +61,7 @@ std::vector<vam::AnswerFault> AnswerFaultsOf(const vam::Board& board) {
   std::vector<vam::AnswerFault> faults;
   for (const vam::Fault& fault : board.faults) {
     if (fault.kind == vam::Fault::Kind::kCall) {
-      throw std::runtime_error("the fault on " + fault.call +
+      throw std::runtime_error("the fault on " + std::string(PlatformCallName(fault.call)) +
                                " needs the simulated libraries; use vam-board on a PC");
     }
     if (fault.kind == vam::Fault::Kind::kAnswer) {
