@@ -1,8 +1,9 @@
 #ifndef REPORT_RESULT_CODES_H_
 #define REPORT_RESULT_CODES_H_
 
-// The codes of the two levels at which a command of the trusted application can fail. Includes C
-// headers only, so that the trusted application's own build takes it too.
+// The result of a command of the trusted application: the codes of the two levels at which it can
+// fail, and the record that carries one of each. Includes C headers only, so that the trusted
+// application's own build takes it too.
 
 #include <stdint.h>
 
@@ -53,5 +54,16 @@ enum ZelkCode : int32_t {
   ZELK_SC_MAC_MISMATCH_ERROR = 125,
   ZELK_SC_COMM_ERROR = 141,
 };
+
+/// Result of one command: a code of the VAM service in the secure world and one of the secure
+/// element's firmware below it. 0 in both is success. Received from the trusted application as 8
+/// bytes, two 32-bit little-endian integers in this order.
+struct VamResult {
+  /// A VAM_RET_ code.
+  int32_t vamCode;
+  /// A ZELK_ code, reported either as the code or as its negative.
+  int32_t fwCode;
+};
+static_assert(sizeof(VamResult) == 8, "VamResult travels as an 8-byte block");
 
 #endif  // REPORT_RESULT_CODES_H_

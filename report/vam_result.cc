@@ -5,9 +5,24 @@
 
 namespace {
 
-/// Returns the name of a code of the VAM service, or null where it has none.
+/// Returns the magnitude of `code`. The most negative value has no positive counterpart and stays
+/// itself.
+std::int32_t Magnitude(std::int32_t code) {
+  return code < 0 ? static_cast<std::int32_t>(0U - static_cast<std::uint32_t>(code)) : code;
+}
+
+std::string NameOrNumber(const char* name, std::int32_t code) {
+  return name != nullptr ? name : std::to_string(code);
+}
+
+}  // namespace
+
+namespace vam {
+
+// Neither switch has a default, so that the compiler asks for the name of a new code.
+
 const char* VamCodeName(std::int32_t code) {
-  switch (code) {
+  switch (static_cast<VamRetCode>(code)) {
     case VAM_RET_SUCCESS:
       return "VAM_RET_SUCCESS";
     case VAM_RET_FAIL:
@@ -34,14 +49,12 @@ const char* VamCodeName(std::int32_t code) {
       return "VAM_RET_ACCESS_DENIED";
     case VAM_RET_NOT_IMPLEMENTED:
       return "VAM_RET_NOT_IMPLEMENTED";
-    default:
-      return nullptr;
   }
+  return nullptr;
 }
 
-/// Returns the name of a firmware code, or null where it has none.
 const char* ZelkCodeName(std::int32_t code) {
-  switch (code) {
+  switch (static_cast<ZelkCode>(Magnitude(code))) {
     case ZELK_NO_ERROR:
       return "ZELK_NO_ERROR";
     case ZELK_UNKNOWN_ERROR:
@@ -94,27 +107,19 @@ const char* ZelkCodeName(std::int32_t code) {
       return "ZELK_SC_MAC_MISMATCH_ERROR";
     case ZELK_SC_COMM_ERROR:
       return "ZELK_SC_COMM_ERROR";
-    default:
-      return nullptr;
   }
+  return nullptr;
 }
 
-std::string NameOrNumber(const char* name, std::int32_t code) {
-  return name != nullptr ? name : std::to_string(code);
-}
-
-}  // namespace
+}  // namespace vam
 
 std::string vamResultToStr(const VamResult& result) {
   std::string text = "VAM result is:\n";
-  text += "\t\tVAM: " + NameOrNumber(VamCodeName(result.vamCode), result.vamCode);
+  text += "\t\tVAM: " + NameOrNumber(vam::VamCodeName(result.vamCode), result.vamCode);
   text += "\n\t\tFirmware: ";
-  std::int32_t magnitude = result.fwCode;
   if (result.fwCode < 0) {
     text += '-';
-    // Negated as unsigned: the most negative value has no positive counterpart and stays itself.
-    magnitude = static_cast<std::int32_t>(0U - static_cast<std::uint32_t>(result.fwCode));
   }
-  text += NameOrNumber(ZelkCodeName(magnitude), magnitude);
+  text += NameOrNumber(vam::ZelkCodeName(result.fwCode), Magnitude(result.fwCode));
   return text;
 }

@@ -60,33 +60,61 @@ const std::map<std::int32_t, std::string> kFirmwareNames = {
     {141, "ZELK_SC_COMM_ERROR"},
 };
 
+std::string Name(const char* name) { return name == nullptr ? "none" : name; }
+
+std::string NameOrNone(const std::map<std::int32_t, std::string>& names, std::int32_t code) {
+  const auto found = names.find(code);
+  return found == names.end() ? "none" : found->second;
+}
+
 /// Returns the name in `names`, or the number for a code that has none.
 std::string NameOrNumber(const std::map<std::int32_t, std::string>& names, std::int32_t code) {
   const auto found = names.find(code);
   return found == names.end() ? std::to_string(code) : found->second;
 }
 
-TEST(VamResultToStrTest, NamesEveryVamCodeAndNoOther) {
+TEST(VamCodeName, EveryCode_HasTheNameOfTheTableOrNone) {
+  for (std::int32_t code = -20; code <= 20; ++code) {
+    EXPECT_EQ(Name(vam::VamCodeName(code)), NameOrNone(kVamNames, code)) << code;
+  }
+}
+
+TEST(ZelkCodeName, CodeAndItsNegative_HaveTheNameOfTheTableOrNone) {
+  for (std::int32_t code = 0; code <= 300; ++code) {
+    EXPECT_EQ(Name(vam::ZelkCodeName(code)), NameOrNone(kFirmwareNames, code)) << code;
+    EXPECT_EQ(Name(vam::ZelkCodeName(-code)), NameOrNone(kFirmwareNames, code)) << -code;
+  }
+}
+
+TEST(CodeNames, ExtremeCodes_HaveNone) {
+  for (const std::int32_t code :
+       {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+    EXPECT_EQ(vam::VamCodeName(code), nullptr);
+    EXPECT_EQ(vam::ZelkCodeName(code), nullptr);
+  }
+}
+
+TEST(VamResultToStr, AnyVamCode_IsItsNameOrItsNumber) {
   for (std::int32_t code = -20; code <= 20; ++code) {
     EXPECT_EQ(vamResultToStr({code, 0}), Text(NameOrNumber(kVamNames, code), "ZELK_NO_ERROR"));
   }
 }
 
-TEST(VamResultToStrTest, NamesEveryFirmwareCodeAndNoOther) {
+TEST(VamResultToStr, AnyFirmwareCode_IsItsNameOrItsNumber) {
   for (std::int32_t code = 0; code <= 300; ++code) {
     EXPECT_EQ(vamResultToStr({0, code}),
               Text("VAM_RET_SUCCESS", NameOrNumber(kFirmwareNames, code)));
   }
 }
 
-TEST(VamResultToStrTest, PutsASignBeforeNegativeFirmwareCodes) {
+TEST(VamResultToStr, NegativeFirmwareCode_HasItsSignBeforeTheName) {
   for (std::int32_t code = 1; code <= 300; ++code) {
     EXPECT_EQ(vamResultToStr({0, -code}),
               Text("VAM_RET_SUCCESS", "-" + NameOrNumber(kFirmwareNames, code)));
   }
 }
 
-TEST(VamResultToStrTest, WorkedExamples) {
+TEST(VamResultToStr, WholeRecords_AreThreeLines) {
   EXPECT_EQ(vamResultToStr({7, -11}),
             "VAM result is:\n\t\tVAM: VAM_RET_INVALID_PARAM\n\t\tFirmware: "
             "-ZELK_INVALID_PARAMETER");
@@ -96,7 +124,7 @@ TEST(VamResultToStrTest, WorkedExamples) {
   EXPECT_EQ(vamResultToStr({0, 11}), Text("VAM_RET_SUCCESS", "ZELK_INVALID_PARAMETER"));
 }
 
-TEST(VamResultToStrTest, CodesAroundTheTables) {
+TEST(VamResultToStr, CodesNextToTheTables_AreNumbers) {
   EXPECT_EQ(vamResultToStr({5, 140}), Text("VAM_RET_DATA_NOT_FOUND", "140"));
   EXPECT_EQ(vamResultToStr({6, 141}), Text("6", "ZELK_SC_COMM_ERROR"));
   EXPECT_EQ(vamResultToStr({7, 142}), Text("VAM_RET_INVALID_PARAM", "142"));
@@ -105,7 +133,7 @@ TEST(VamResultToStrTest, CodesAroundTheTables) {
   EXPECT_EQ(vamResultToStr({-5, 0}), Text("-5", "ZELK_NO_ERROR"));
 }
 
-TEST(VamResultToStrTest, AcceptsTheExtremes) {
+TEST(VamResultToStr, ExtremeCodes_AreNumbers) {
   constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
   constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
   EXPECT_EQ(vamResultToStr({kMin, kMin}), Text("-2147483648", "--2147483648"));
@@ -113,7 +141,7 @@ TEST(VamResultToStrTest, AcceptsTheExtremes) {
   EXPECT_EQ(vamResultToStr({kMax, -kMax}), Text("2147483647", "-2147483647"));
 }
 
-TEST(VamResultTest, TravelsAsTwoLittleEndianIntegers) {
+TEST(VamResult, ReceivedBlock_IsTwoLittleEndianIntegers) {
   const unsigned char block[8] = {13, 0, 0, 0, 0x73, 0xff, 0xff, 0xff};
   VamResult result;
   ASSERT_EQ(sizeof result, sizeof block);
@@ -122,7 +150,7 @@ TEST(VamResultTest, TravelsAsTwoLittleEndianIntegers) {
   EXPECT_EQ(result.fwCode, -141);
 }
 
-TEST(ResultCodesTest, ValuesAreTheInterface) {
+TEST(ResultCodes, Values_AreThoseOfTheInterface) {
   EXPECT_EQ(VAM_RET_NOT_IMPLEMENTED, 13);
   EXPECT_EQ(VAM_RET_INVALID_PARAM, 7);
   EXPECT_EQ(ZELK_SC_COMM_ERROR, 141);

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "report/tee_codes.h"
 #include "report/vam_result.h"
-#include "vamctl/tee_code_names.h"
 
 namespace vam {
 
@@ -14,22 +14,10 @@ namespace {
 
 constexpr std::size_t kLongestText = 200;
 
-/// Names of a record's codes; empty where a code has none.
-struct RecordNames {
-  std::string vam;
-  std::string firmware;
-};
-
-/// Returns the text of a line of vamResultToStr() behind `label`, unless it is a number.
-std::string NameBehind(const std::string& text, const std::string& label) {
-  const std::size_t start = text.find(label) + label.size();
-  const std::string name = text.substr(start, text.find('\n', start) - start);
-  return name.find('_') == std::string::npos ? "" : name;
-}
-
-RecordNames NamesOf(const VamResult& record) {
-  const std::string text = vamResultToStr(record);
-  return {NameBehind(text, "\t\tVAM: "), NameBehind(text, "\t\tFirmware: ")};
+/// Returns the name of a firmware code with the code's sign; empty where it has none.
+std::string SignedName(std::int32_t code) {
+  const char* name = ZelkCodeName(code);
+  return name == nullptr ? "" : std::string(code < 0 ? "-" : "") + name;
 }
 
 std::string NumberAndName(const std::string& number, const std::string& name) {
@@ -45,31 +33,30 @@ nlohmann::ordered_json CodeAsJson(Code code, const std::string& name) {
   return json;
 }
 
-std::string TeeName(std::uint32_t code) {
-  const char* name = TeeCodeName(code);
-  return name == nullptr ? "" : name;
-}
+std::string NameOrNothing(const char* name) { return name == nullptr ? "" : name; }
 
 }  // namespace
 
 std::string TeeCodeAsText(std::uint32_t code) {
   char number[11];
   std::snprintf(number, sizeof number, "0x%08X", code);
-  return NumberAndName(number, TeeName(code));
+  return NumberAndName(number, NameOrNothing(TeeCodeName(code)));
 }
 
-nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code) { return CodeAsJson(code, TeeName(code)); }
+nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code) {
+  return CodeAsJson(code, NameOrNothing(TeeCodeName(code)));
+}
 
 std::string RecordAsText(const VamResult& record, const std::string& indent) {
-  const RecordNames names = NamesOf(record);
-  return indent + "VAM: " + NumberAndName(std::to_string(record.vamCode), names.vam) + "\n" +
-         indent + "firmware: " + NumberAndName(std::to_string(record.fwCode), names.firmware);
+  return indent + "VAM: " +
+         NumberAndName(std::to_string(record.vamCode), NameOrNothing(VamCodeName(record.vamCode))) +
+         "\n" + indent +
+         "firmware: " + NumberAndName(std::to_string(record.fwCode), SignedName(record.fwCode));
 }
 
 nlohmann::ordered_json RecordAsJson(const VamResult& record) {
-  const RecordNames names = NamesOf(record);
-  return {{"vam", CodeAsJson(record.vamCode, names.vam)},
-          {"firmware", CodeAsJson(record.fwCode, names.firmware)}};
+  return {{"vam", CodeAsJson(record.vamCode, NameOrNothing(VamCodeName(record.vamCode)))},
+          {"firmware", CodeAsJson(record.fwCode, SignedName(record.fwCode))}};
 }
 
 std::string Printable(const std::string& bytes) {

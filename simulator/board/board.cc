@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "report/tee_codes.h"
 #include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/chip_memory.h"
@@ -276,7 +277,7 @@ std::uint32_t ReadTeeResult(const Section& section) {
   if (node->is_integer()) {
     return static_cast<std::uint32_t>(section.Number("result", 0, kNumberLimit));
   }
-  const auto result = TeeResultByName(section.Text("result", ""));
+  const auto result = TeeCodeByName(section.Text("result", ""));
   if (!result) {
     section.Fail(*node,
                  "\"result\" must be a number or a name of the TEE Client API, such as "

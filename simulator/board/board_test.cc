@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "report/tee_codes.h"
+
 namespace vam {
 namespace {
 
@@ -138,6 +140,15 @@ TEST(BoardTest, ReadsFaultsOfCalls) {
             0xFFFFFFFFU);
   EXPECT_EQ(ReadOneFault("call = \"system_info_get_value_string\"\nresult = -5").result,
             static_cast<std::uint32_t>(-5));
+}
+
+TEST(BoardTest, FaultWithAnyNamedResult_HasItsValue) {
+  for (const TeeCode& code : kTeeCodes) {
+    const std::string name = code.name;
+    EXPECT_EQ(ReadOneFault("call = \"TEEC_InitializeContext\"\nresult = \"" + name + "\"").result,
+              code.value)
+        << name;
+  }
 }
 
 TEST(BoardTest, ReadsFaultsOfAnswers) {

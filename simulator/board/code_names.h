@@ -7,9 +7,6 @@
 
 namespace vam {
 
-/// Returns the result that the GlobalPlatform TEE Client API names `name`, if it names one.
-[[nodiscard]] std::optional<std::uint32_t> TeeResultByName(const std::string& name);
-
 /// Returns the error number that POSIX names `name` (EIO, ...), if it is one that a device node
 /// gives.
 [[nodiscard]] std::optional<int> ErrorNumberByName(const std::string& name);

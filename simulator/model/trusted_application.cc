@@ -39,7 +39,7 @@ class Reply {
     PutBlob(text, version.length + 1);
   }
 
-  void PutRecord(CommandRecord record) {
+  void PutRecord(VamResult record) {
     for (uint32_t i = 0; i < faults.count; ++i) {
       if (faults.fault[i]->kind == kReplaceRecord) {
         record.vamCode = faults.fault[i]->vamCode;
@@ -105,9 +105,9 @@ class Reply {
 
 namespace {
 
-constexpr CommandRecord kSuccessRecord = {VAM_RET_SUCCESS, ZELK_NO_ERROR};
+constexpr VamResult kSuccessRecord = {VAM_RET_SUCCESS, ZELK_NO_ERROR};
 
-bool IsSuccess(const CommandRecord& record) { return record.vamCode == 0 && record.fwCode == 0; }
+bool IsSuccess(const VamResult& record) { return record.vamCode == 0 && record.fwCode == 0; }
 
 bool CarriesMode(uint32_t command) { return command == kVmUpdateFw || command == kVamUpdateFw; }
 
@@ -181,7 +181,7 @@ uint32_t TrustedApplication::RunUpdate(ValueCursor& request, Reply& reply) {
     return kTeeErrorBadFormat;
   }
   Versions versions{};
-  const CommandRecord record = CarryOutMode(mode, versions);
+  const VamResult record = CarryOutMode(mode, versions);
   reply.PutRecord(record);
   if (versions.system == nullptr) {
     // No version to report: the size of 0 ends the reply, and the record tells why.
@@ -202,12 +202,12 @@ uint32_t TrustedApplication::RunOlderUpdate(ValueCursor& request) {
   return IsSuccess(CarryOutMode(mode, versions)) ? kTeeSuccess : kTeeErrorGeneric;
 }
 
-CommandRecord TrustedApplication::CarryOutMode(int32_t mode, Versions& versions) {
+VamResult TrustedApplication::CarryOutMode(int32_t mode, Versions& versions) {
   switch (mode) {
     case kReportFileSystem: {
-      const CommandRecord record = ReportImage(versions);
+      const VamResult record = ReportImage(versions);
       const bool unimplemented = LoadChip() && Memory().implementsUpdates == 0;
-      return unimplemented ? CommandRecord{VAM_RET_NOT_IMPLEMENTED, ZELK_NO_ERROR} : record;
+      return unimplemented ? VamResult{VAM_RET_NOT_IMPLEMENTED, ZELK_NO_ERROR} : record;
     }
     case kUpdateAll:
       return UpdateChip(versions);
@@ -218,7 +218,7 @@ CommandRecord TrustedApplication::CarryOutMode(int32_t mode, Versions& versions)
   }
 }
 
-CommandRecord TrustedApplication::ReportImage(Versions& versions) {
+VamResult TrustedApplication::ReportImage(Versions& versions) {
   switch (ReadFirmwareImage(image, digest, firmware)) {
     case ImageStatus::kWhole:
       versions = {&firmware.header.system, &firmware.header.app};
@@ -230,7 +230,7 @@ CommandRecord TrustedApplication::ReportImage(Versions& versions) {
   }
 }
 
-CommandRecord TrustedApplication::ReportChip(Versions& versions) {
+VamResult TrustedApplication::ReportChip(Versions& versions) {
   if (!LoadChip()) {
     return {VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR};
   }
@@ -244,13 +244,13 @@ CommandRecord TrustedApplication::ReportChip(Versions& versions) {
   return kSuccessRecord;
 }
 
-CommandRecord TrustedApplication::UpdateChip(Versions& versions) {
-  const CommandRecord chipRecord = ReportChip(versions);
+VamResult TrustedApplication::UpdateChip(Versions& versions) {
+  const VamResult chipRecord = ReportChip(versions);
   if (!IsSuccess(chipRecord)) {
     return chipRecord;
   }
   Versions ofImage{};
-  const CommandRecord imageRecord = ReportImage(ofImage);
+  const VamResult imageRecord = ReportImage(ofImage);
   if (!IsSuccess(imageRecord)) {
     versions = {};
     return imageRecord;

@@ -8,6 +8,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "report/result_codes.h"
 #include "simulator/model/chip_memory.h"
 #include "simulator/model/environment.h"
 #include "simulator/model/firmware_image.h"
@@ -39,12 +40,6 @@ struct ActiveFaults {
 /// A reply under construction, with the board's faults applied item by item.
 class Reply;
 
-/// The result record of an update, in its order on the wire.
-struct CommandRecord {
-  int32_t vamCode;
-  int32_t fwCode;
-};
-
 /// The model. Holds no state of its own between two commands: what persists is in the chip's
 /// memory.
 class TrustedApplication {
@@ -66,10 +61,10 @@ class TrustedApplication {
     const VersionText* system;
     const VersionText* app;
   };
-  CommandRecord CarryOutMode(int32_t mode, Versions& versions);
-  CommandRecord ReportImage(Versions& versions);
-  CommandRecord UpdateChip(Versions& versions);
-  CommandRecord ReportChip(Versions& versions);
+  VamResult CarryOutMode(int32_t mode, Versions& versions);
+  VamResult ReportImage(Versions& versions);
+  VamResult UpdateChip(Versions& versions);
+  VamResult ReportChip(Versions& versions);
   uint32_t GetInformationWords(Reply& reply);
   uint32_t GetHackInformation(Reply& reply);
   uint32_t ProvisionAk(ValueCursor& request);

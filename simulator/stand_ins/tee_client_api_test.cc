@@ -8,9 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <string>
 
 #include "interface/trusted_application.h"
+#include "report/tee_codes.h"
 #include "simulator/run/run.h"
 #include "simulator/state/state_directory.h"
 
@@ -252,6 +255,25 @@ TEST_F(TeecTest, DoubleReleaseIsToldOnStandardError) {
             "simulated board: TEEC_ReleaseSharedMemory on a shared memory that is not open\n"
             "simulated board: TEEC_CloseSession on a session that is not open\n"
             "simulated board: TEEC_FinalizeContext on a context that is not open\n");
+}
+
+TEST(TeecHeader, ResultConstants_AreTheTableOfCodes) {
+  std::map<std::string, std::uint32_t> constants;
+  std::ifstream header(VAM_TEEC_HEADER);
+  std::string word;
+  while (header >> word) {
+    std::string name;
+    std::string value;
+    if (word == "#define" && header >> name >> value &&
+        (name == "TEEC_SUCCESS" || name.rfind("TEEC_ERROR_", 0) == 0)) {
+      constants[name] = static_cast<std::uint32_t>(std::stoul(value, nullptr, 16));
+    }
+  }
+  std::map<std::string, std::uint32_t> table;
+  for (const vam::TeeCode& code : vam::kTeeCodes) {
+    table[code.name] = code.value;
+  }
+  EXPECT_EQ(constants, table);
 }
 
 }  // namespace

@@ -1,18 +1,21 @@
-#include "vamctl/tee_code_names.h"
-
-#include <gtest/gtest.h>
+#ifndef REPORT_TEE_CODES_H_
+#define REPORT_TEE_CODES_H_
 
 #include <cstdint>
+#include <optional>
+#include <string>
+
+// The result codes of the GlobalPlatform TEE Client API v1.0 and their names.
 
 namespace vam {
-namespace {
 
-struct Row {
-  std::uint32_t code;
+struct TeeCode {
+  std::uint32_t value;
   const char* name;
 };
 
-constexpr Row kRows[] = {
+// Numbers, not the constants of tee_client_api.h: an SDK's header may lack some of them.
+inline constexpr TeeCode kTeeCodes[] = {
     {0x00000000, "TEEC_SUCCESS"},
     {0xFFFF0000, "TEEC_ERROR_GENERIC"},
     {0xFFFF0001, "TEEC_ERROR_ACCESS_DENIED"},
@@ -35,18 +38,13 @@ constexpr Row kRows[] = {
     {0xFFFF3024, "TEEC_ERROR_TARGET_DEAD"},
 };
 
-TEST(TeeCodeNameTest, IsThatOfTheStandard) {
-  for (const Row& row : kRows) {
-    EXPECT_STREQ(TeeCodeName(row.code), row.name);
-  }
-}
+/// Returns the name of a result code, such as "TEEC_ERROR_GENERIC", or null for a code that the
+/// standard does not name.
+[[nodiscard]] const char* TeeCodeName(std::uint32_t value);
 
-TEST(TeeCodeNameTest, IsMissingForOtherCodes) {
-  for (const std::uint32_t code : {0x00000001U, 0xFFFEFFFFU, 0xFFFF0012U, 0xFFFF3023U, 0xFFFF3025U,
-                                   0xFFFFFFFFU, 0xF0100001U}) {
-    EXPECT_EQ(TeeCodeName(code), nullptr) << code;
-  }
-}
+/// Returns the result code that the standard names `name`, or nothing where it names none so.
+[[nodiscard]] std::optional<std::uint32_t> TeeCodeByName(const std::string& name);
 
-}  // namespace
 }  // namespace vam
+
+#endif  // REPORT_TEE_CODES_H_

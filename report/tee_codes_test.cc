@@ -1,18 +1,20 @@
-#include "vamctl/tee_code_names.h"
+#include "report/tee_codes.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iterator>
+#include <optional>
 
 namespace vam {
-
 namespace {
 
-struct NamedCode {
-  std::uint32_t code;
+struct Row {
+  std::uint32_t value;
   const char* name;
 };
 
-// Numbers, not the constants of the header: a vendor's header may lack some of them.
-constexpr NamedCode kTeeCodes[] = {
+constexpr Row kRows[] = {
     {0x00000000, "TEEC_SUCCESS"},
     {0xFFFF0000, "TEEC_ERROR_GENERIC"},
     {0xFFFF0001, "TEEC_ERROR_ACCESS_DENIED"},
@@ -35,15 +37,26 @@ constexpr NamedCode kTeeCodes[] = {
     {0xFFFF3024, "TEEC_ERROR_TARGET_DEAD"},
 };
 
-}  // namespace
-
-const char* TeeCodeName(std::uint32_t code) {
-  for (const NamedCode& named : kTeeCodes) {
-    if (named.code == code) {
-      return named.name;
-    }
+TEST(TeeCode, OfTheStandard_IsFoundByValueAndByName) {
+  for (const Row& row : kRows) {
+    EXPECT_STREQ(TeeCodeName(row.value), row.name);
+    EXPECT_EQ(TeeCodeByName(row.name), std::optional<std::uint32_t>(row.value)) << row.name;
   }
-  return nullptr;
+  EXPECT_EQ(std::size(kTeeCodes), std::size(kRows));
 }
 
+TEST(TeeCode, OtherValue_HasNoName) {
+  for (const std::uint32_t value : {0x00000001U, 0xFFFEFFFFU, 0xFFFF0012U, 0xFFFF3023U, 0xFFFF3025U,
+                                    0xFFFFFFFFU, 0xF0100001U}) {
+    EXPECT_EQ(TeeCodeName(value), nullptr) << value;
+  }
+}
+
+TEST(TeeCode, OtherName_HasNoValue) {
+  for (const char* name : {"", "TEEC", "teec_success", "TEEC_SUCCESS ", "TEEC_ERROR_", "EIO"}) {
+    EXPECT_EQ(TeeCodeByName(name), std::nullopt) << name;
+  }
+}
+
+}  // namespace
 }  // namespace vam
