@@ -9,6 +9,7 @@
 
 #include "platform/device_node.h"
 #include "report/status_files.h"
+#include "report/status_messages.h"
 #include "util/console_line.h"
 
 std::int32_t IsVamSupported() {
@@ -18,13 +19,13 @@ std::int32_t IsVamSupported() {
   const int descriptor = open(kVamDeviceNode, O_RDWR, 0777);
   if (descriptor < 0) {
     vam::PrintLine("Zelkshield open failed in function: IsVamSupported");
-    WriteToErrorFile("Open /dev/zelkshield failed with error:", descriptor);
+    WriteToErrorFile(vam::kNodeOpenFailed, descriptor);
     return 0;
   }
   const int result = ioctl(descriptor, GET_VAM_SUPPORT, &flag);
   if (result < 0) {
     vam::PrintLine("error ioctl " + std::to_string(result));
-    WriteToErrorFile("ioctl GET_VAM_SUPPORT failed with error:", result);
+    WriteToErrorFile(vam::kNodeQueryFailed, result);
     // The descriptor stays open: the run ends here and the device is not touched again.
     return 0;
   }
@@ -35,7 +36,7 @@ std::int32_t IsVamSupported() {
     vam::PrintLine("Vam present on this board");
     return 1;
   }
-  WriteToErrorFile("VAM_RET_NOT_IMPLEMENTED", flag);
+  WriteToErrorFile(vam::kNotImplemented, flag);
   vam::PrintLine("Vam not supported");
   return 0;
 }

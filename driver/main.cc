@@ -12,6 +12,7 @@
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
 #include "report/status_files.h"
+#include "report/status_messages.h"
 #include "report/vam_result.h"
 #include "util/console_line.h"
 #include "version/compare_version.h"
@@ -30,7 +31,7 @@ void ReportFirmwareInformation(CaVamInterfaceSp& vam) {
   std::array<std::uint32_t, 10> words{};
   const std::int32_t code = vam.vm_getFWInfo(words.data(), std::uint32_t{words.size()});
   if (code != 0) {
-    WriteToErrorFile("vam_getFWInfo failed", code);
+    WriteToErrorFile(vam::kInformationFailed, code);
   }
   for (std::size_t i = 0; i < words.size(); ++i) {
     vam::PrintLine(std::to_string(i) + ": " + std::to_string(static_cast<std::int32_t>(words[i])));
@@ -48,9 +49,7 @@ bool VerifyPart(const std::string& label, std::string& updated, std::string& chi
   return compareVersion(fileSystem, chip);
 }
 
-void ReportMismatch(const std::string& part, const VamResult& result) {
-  const std::string message =
-      "updated firmware version (IC) != firmware version on FS (" + part + " part)";
+void ReportMismatch(const std::string& message, const VamResult& result) {
   vam::PrintLine(message);
   WriteToErrorFile(message, -1, result);
 }
@@ -82,34 +81,34 @@ int main() {
   // Before the codes: a firmware branch that does not implement the update has not failed.
   if (result.vamCode == VAM_RET_NOT_IMPLEMENTED) {
     vam::PrintLine("QX branch work detected!");
-    WriteToErrorFile("VAM_RET_NOT_IMPLEMENTED", result.vamCode);
+    WriteToErrorFile(vam::kNotImplemented, result.vamCode);
     return 0;
   }
   if (updateCode != 0) {
     vam::PrintLine("vam_updateFW failed");
-    WriteToErrorFile("vam_updateFW failed: ", updateCode, result);
+    WriteToErrorFile(vam::kUpdateFailed, updateCode, result);
     return -1;
   }
   if (fileSystemCode != 0) {
-    WriteToErrorFile("vam_updateFW failed(get firmware size from FS): ", fileSystemCode, result);
+    WriteToErrorFile(vam::kImageVersionsFailed, fileSystemCode, result);
     return -1;
   }
   if (chipCode != 0) {
-    WriteToErrorFile("vam_updateFW failed(get firmware size from IC): ", chipCode, result);
+    WriteToErrorFile(vam::kChipVersionsFailed, chipCode, result);
     return -1;
   }
 
   const bool systemMatches =
       VerifyPart("systemVersion", updated.system, chip.system, fileSystem.system);
   if (!systemMatches) {
-    ReportMismatch("System", result);
+    ReportMismatch(vam::kSystemMismatch, result);
   }
   const bool appMatches = VerifyPart("appVersion", updated.app, chip.app, fileSystem.app);
   if (!appMatches) {
-    ReportMismatch("App", result);
+    ReportMismatch(vam::kAppMismatch, result);
   }
   if (systemMatches && appMatches) {
-    WriteToVamOkFile("Updated FW version: " + chip.system, true);
+    WriteToVamOkFile(vam::kVerifiedMessage + chip.system, true);
   }
   return 0;
 }

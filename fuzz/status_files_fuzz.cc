@@ -1,5 +1,5 @@
-// Judges arbitrary status files: the first byte says how many of the bytes behind it are the file
-// of verified firmware; the rest is the error file.
+// Judges arbitrary status files. The first byte says how many of the next bytes are the file of
+// verified firmware; the rest is the error file.
 
 #include <algorithm>
 #include <cstddef>
@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
-#include "vamctl/verdict.h"
+#include "report/status_reader.h"
+#include "vamctl/verdict_texts.h"
 
 namespace {
 

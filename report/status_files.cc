@@ -8,10 +8,12 @@
 #include <string>
 #include <utility>
 
+#include "report/status_messages.h"
+
 namespace {
 
 std::string Line(std::string text) {
-  text += " \n";
+  text += vam::kLineEnd;
   return text;
 }
 
@@ -40,8 +42,8 @@ void WriteToErrorFile(std::string message, std::int32_t code) {
 void WriteToErrorFile(std::string message, std::int32_t code, VamResult result) {
   message += ' ';
   WriteEntry(vam::kErrorFile, std::ios::app,
-             CodeLine(std::move(message), code) + CodeLine("vam ret: ", result.vamCode) +
-                 CodeLine("fw ret: ", result.fwCode));
+             CodeLine(std::move(message), code) + CodeLine(vam::kVamCodePrefix, result.vamCode) +
+                 CodeLine(vam::kFirmwareCodePrefix, result.fwCode));
 }
 
 bool fileExists(const std::string& path) {

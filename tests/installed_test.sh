@@ -45,6 +45,7 @@ TEE connection has been set
 VAM result is:
 		VAM: VAM_RET_SUCCESS
 		Firmware: ZELK_NO_ERROR
+1
 XX
 17
 Part skiped!

@@ -15,12 +15,12 @@
 #include "driver/standard_streams.h"
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
-#include "report/status_files.h"
+#include "report/status_reader.h"
 #include "util/console_line.h"
 #include "vamctl/ak_record.h"
 #include "vamctl/answer.h"
 #include "vamctl/console_streams.h"
-#include "vamctl/verdict.h"
+#include "vamctl/verdict_texts.h"
 
 namespace {
 
@@ -253,8 +253,7 @@ vam::Answer Send(const Request& request) {
 }
 
 int TellVerdict(bool asJson) {
-  const vam::Verdict verdict =
-      vam::Judge(vam::ReadStatusFile(vam::kOkFile), vam::ReadStatusFile(vam::kErrorFile));
+  const vam::Verdict verdict = vam::ReadVerdict();
   vam::PrintLine(asJson ? vam::VerdictAsJson(verdict) : vam::VerdictAsText(verdict));
   return verdict.outcome == vam::Outcome::kUnclear ? kFailed : 0;
 }

@@ -1,5 +1,6 @@
 #include <vam/interface/ca_vam_interface_sp.h>
 #include <vam/interface/trusted_application.h>
+#include <vam/report/status_reader.h>
 #include <vam/report/vam_result.h>
 #include <vam/util/platform_identity.h>
 #include <vam/util/randomness_and_hashing.h>
@@ -27,6 +28,7 @@ int main() {
   const std::int32_t code = vam.vm_updateFW(11, systemVersion, appVersion, &result);
   std::cout << code << ' ' << systemVersion.c_str() << ' ' << appVersion.c_str() << '\n'
             << vamResultToStr(result) << std::endl;
+  std::cout << (vam::ReadVerdict().outcome == vam::Outcome::kNone) << std::endl;
   std::cout << compareVersion("XX", "17") << std::endl;
   std::cout << GetSerialNumber() << std::endl;
 

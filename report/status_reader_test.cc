@@ -1,4 +1,4 @@
-#include "vamctl/verdict.h"
+#include "report/status_reader.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -15,7 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "report/vam_result.h"
+#include "report/result_codes.h"
+#include "report/status_files.h"
+#include "tests/support/private_tmp.h"
 
 namespace vam {
 namespace {
@@ -63,7 +65,7 @@ Lines EntriesIn(const Lines& lines) {
   return entries;
 }
 
-TEST(ReadStatusFileTest, SplitsLines) {
+TEST(ReadStatusFile, LinesWithAndWithoutEnd_AreSplit) {
   const Folder folder;
   const StatusFile file = ReadStatusFile(folder.File("one \ntwo 2 \n\nrest"));
   EXPECT_TRUE(file.present);
@@ -72,14 +74,14 @@ TEST(ReadStatusFileTest, SplitsLines) {
   EXPECT_THAT(file.lines, ElementsAre("one ", "two 2 ", "", "rest"));
 }
 
-TEST(ReadStatusFileTest, TakesAnyBytes) {
+TEST(ReadStatusFile, AnyBytes_AreKept) {
   const Folder folder;
   const std::string bytes("\0\xff\n\x80 1 \n", 8);
   EXPECT_THAT(ReadStatusFile(folder.File(bytes)).lines,
               ElementsAre(bytes.substr(0, 2), bytes.substr(3, 4)));
 }
 
-TEST(ReadStatusFileTest, KnowsTheTimeOfTheLastChange) {
+TEST(ReadStatusFile, ChangedFile_HasTheTimeInNanoseconds) {
   const Folder folder;
   const std::string path = folder.File("one ");
   const timespec times[2] = {{5, 6}, {1700000000, 123456789}};
@@ -87,9 +89,9 @@ TEST(ReadStatusFileTest, KnowsTheTimeOfTheLastChange) {
   EXPECT_EQ(ReadStatusFile(path).changed, 1700000000123456789);
 }
 
-TEST(ReadStatusFileTest, ReadsTheTailOfAHugeFile) {
+TEST(ReadStatusFile, HugeFile_GivesItsLastWholeLines) {
   const Folder folder;
-  // The tail of 65536 bytes begins behind the first byte of the second line.
+  // The last 65536 bytes begin at the second byte of the second line.
   const std::string line(32768 - 1, 'l');
   const StatusFile file = ReadStatusFile(folder.File("first\n" + line + "l\n" + line + "\n"));
   EXPECT_THAT(file.lines, ElementsAre(line));
@@ -101,7 +103,7 @@ TEST(ReadStatusFileTest, ReadsTheTailOfAHugeFile) {
   EXPECT_THAT(ReadStatusFile(sparse).lines, ElementsAre(std::string(65536, '\0')));
 }
 
-TEST(ReadStatusFileTest, FindsNothing) {
+TEST(ReadStatusFile, MissingOrEmptyFile_HasNoLinesAndNoProblem) {
   const Folder folder;
   const StatusFile missing = ReadStatusFile(folder.path + "/missing");
   EXPECT_FALSE(missing.present);
@@ -111,7 +113,7 @@ TEST(ReadStatusFileTest, FindsNothing) {
   EXPECT_THAT(empty.lines, IsEmpty());
 }
 
-TEST(ReadStatusFileTest, NamesWhatIsNoFile) {
+TEST(ReadStatusFile, NoRegularFile_IsAProblem) {
   const Folder folder;
   const std::string pipe = folder.path + "/pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -125,7 +127,7 @@ TEST(ReadStatusFileTest, NamesWhatIsNoFile) {
   EXPECT_EQ(ReadStatusFile(loop).problem, "Too many levels of symbolic links");
 }
 
-TEST(ReadStatusFileTest, NamesWhatCannotBeRead) {
+TEST(ReadStatusFile, UnreadableFile_IsAProblem) {
   EXPECT_EQ(ReadStatusFile("/proc/self/mem").problem, "Input/output error");
   const Folder folder;
   const std::string path = folder.File("one ");
@@ -165,7 +167,7 @@ const EntriesRow kEntries[] = {
     {"no code",
      {"a ", "a b ", "a 1b ", "a b1 ", "a  ", "a + ", "a - "},
      {"a |none", "a b |none", "a 1b |none", "a b1 |none", "a  |none", "a + |none", "a - |none"}},
-    {"no blank behind the code", {"a 1", "1", "", " "}, {"a 1|none", "1|none", "|none", " |none"}},
+    {"no blank after the code", {"a 1", "1", "", " "}, {"a 1|none", "1|none", "|none", " |none"}},
     {"code alone", {"1 "}, {"1 |none"}},
     {"blank before the code", {" 1 "}, {"|1"}},
     {"half a record", {"a 1 ", "vam ret: 0 "}, {"a|1", "vam ret:|0"}},
@@ -173,7 +175,7 @@ const EntriesRow kEntries[] = {
     {"record in the wrong order",
      {"a 1 ", "fw ret: 0 ", "vam ret: 0 "},
      {"a|1", "fw ret:|0", "vam ret:|0"}},
-    {"record behind a foreign line",
+    {"record after a foreign line",
      {"a", "vam ret: 0 ", "fw ret: 0 "},
      {"a|none", "vam ret:|0", "fw ret:|0"}},
     {"record with a foreign first line",
@@ -182,12 +184,18 @@ const EntriesRow kEntries[] = {
     {"record with a foreign second line",
      {"a 1 ", "vam ret: 0 ", "fw rex: 0 "},
      {"a|1", "vam ret:|0", "fw rex:|0"}},
+    {"record with its codes' blanks missing",
+     {"a 1 ", "vam ret:0 ", "fw ret: 0 "},
+     {"a|1", "vam ret:0 |none", "fw ret:|0"}},
+    {"record with its end missing",
+     {"a 1 ", "vam ret: 0", "fw ret: 0 "},
+     {"a|1", "vam ret: 0|none", "fw ret:|0"}},
     {"record with a foreign code",
      {"a 1 ", "vam ret: x ", "fw ret: 0 "},
      {"a|1", "vam ret: x |none", "fw ret:|0"}},
 };
 
-TEST(EntriesOfTest, ReadsWhatTheToolWrites) {
+TEST(EntriesOf, AnyLines_GiveEveryEntryOnce) {
   for (const EntriesRow& row : kEntries) {
     EXPECT_EQ(EntriesIn(row.lines), row.entries) << row.name;
   }
@@ -374,7 +382,7 @@ const JudgedRow kJudged[] = {
      "",
      {},
      {}},
-    {"OK file cut off behind its message",
+    {"OK file cut off after its message",
      Present(kOk, 5, {"Updated FW version: "}),
      Missing(kFail),
      Outcome::kUnclear,
@@ -411,7 +419,7 @@ const JudgedRow kJudged[] = {
      {"/tmp/VAM_OK: cannot be read: Is a secret", "/tmp/VAM_FAIL: cannot be read: Is a secret"}},
 };
 
-TEST(JudgeTest, TellsHowTheLastRunEnded) {
+TEST(Judge, EveryPairOfFiles_TellsHowTheLastRunEnded) {
   for (const JudgedRow& row : kJudged) {
     SCOPED_TRACE(row.name);
     const Verdict verdict = Judge(row.okFile, row.errorFile);
@@ -426,113 +434,70 @@ TEST(JudgeTest, TellsHowTheLastRunEnded) {
   }
 }
 
-TEST(VerdictTextTest, SaysTheOutcome) {
-  Verdict verdict;
-  EXPECT_EQ(VerdictAsText(verdict),
-            "verdict: none: the last run, if there was one, did not reach its end");
-  EXPECT_EQ(VerdictAsJson(verdict),
-            R"({"verdict":"none","version":null,"entries":[],"problems":[]})");
-  verdict.version = "1.1\x1b";
-  EXPECT_EQ(VerdictAsText(verdict),
-            "verdict: none: the last run, if there was one, did not reach its end; an earlier run "
-            "verified system version 1.1\\x1b");
-  verdict.outcome = Outcome::kVerified;
-  EXPECT_EQ(VerdictAsText(verdict),
-            "verdict: verified: the chip runs the image's firmware, system version 1.1\\x1b");
-  EXPECT_EQ(VerdictAsJson(verdict),
-            R"({"verdict":"verified","version":"1.1\\x1b","entries":[],"problems":[]})");
-  verdict.outcome = Outcome::kUnclear;
-  verdict.problems = {"one", "two"};
-  EXPECT_EQ(VerdictAsText(verdict),
-            "verdict: unclear: the files do not tell how the last run ended\n"
-            "problem: one\nproblem: two");
-  EXPECT_EQ(VerdictAsJson(verdict),
-            R"({"verdict":"unclear","version":"1.1\\x1b","entries":[],"problems":["one","two"]})");
-}
-
-TEST(VerdictTextTest, SaysEntriesWithTheirCodes) {
-  Verdict verdict;
-  verdict.outcome = Outcome::kNotVerified;
-  verdict.entries = {{"hello\x1b"},
-                     {"VAM_RET_NOT_IMPLEMENTED", 0},
-                     {"vam_updateFW failed: ", -65536, VamResult{6, -51}}};
-  EXPECT_EQ(VerdictAsText(verdict),
-            "verdict: not verified: the last entry tells why\n"
-            "last entries, the newest last:\n"
-            "- The update tool writes no such line.\n"
-            "  hello\\x1b\n"
-            "- The board carries no VAM; the kernel driver's flag is the code.\n"
-            "  VAM_RET_NOT_IMPLEMENTED\n"
-            "  code: 0\n"
-            "- The update of the chip (mode 3) failed.\n"
-            "  vam_updateFW failed: \n"
-            "  code: -65536, 0xFFFF0000 TEEC_ERROR_GENERIC\n"
-            "  VAM: 6\n"
-            "  firmware: -51 -ZELK_FW_ERROR");
-  EXPECT_EQ(VerdictAsJson(verdict),
-            R"({"verdict":"not verified","version":null,"entries":[)"
-            R"({"message":"hello\\x1b","meaning":"The update tool writes no such line."},)"
-            R"({"message":"VAM_RET_NOT_IMPLEMENTED",)"
-            R"("meaning":"The board carries no VAM; the kernel driver's flag is the code.",)"
-            R"("code":0},)"
-            R"({"message":"vam_updateFW failed: ",)"
-            R"("meaning":"The update of the chip (mode 3) failed.","code":-65536,)"
-            R"("result":{"code":4294901760,"name":"TEEC_ERROR_GENERIC"},)"
-            R"("record":{"vam":{"code":6,"name":null},)"
-            R"("firmware":{"code":-51,"name":"-ZELK_FW_ERROR"}}}],"problems":[]})");
-  verdict.version = "1.1";
-  EXPECT_EQ(VerdictAsText(verdict).substr(0, 88),
-            "verdict: not verified: the last entry tells why; an earlier run verified system "
-            "version ");
-}
-
 struct MeaningRow {
-  StatusEntry entry;
+  const char* line;
   const char* meaning;
-  const char* code;
+  bool isForeign;
+  bool hasTeeCode;
 };
 
 const MeaningRow kMeanings[] = {
-    {{"Open /dev/zelkshield failed with error:", -1},
-     "The device node /dev/zelkshield could not be opened, so the board was not asked.",
-     "-1"},
-    {{"ioctl GET_VAM_SUPPORT failed with error:", -1},
-     "The kernel driver did not answer whether the board carries a VAM.",
-     "-1"},
-    {{"VAM_RET_NOT_IMPLEMENTED", -1},
-     "The board carries no VAM; the kernel driver's flag is the code.",
-     "-1"},
-    {{"VAM_RET_NOT_IMPLEMENTED", 13},
-     "The chip's firmware branch does not implement the update.",
-     "13"},
-    {{"vam_getFWInfo failed", -65525},
-     "The firmware information words could not be read; the run went on.",
-     "-65525, 0xFFFF000B TEEC_ERROR_NO_DATA"},
-    {{"vam_updateFW failed: ", 7}, "The update of the chip (mode 3) failed.", "7, 0x00000007"},
-    {{"vam_updateFW failed(get firmware size from FS): ", -65522},
-     "The versions of the image in the file system (mode 7) could not be read.",
-     "-65522, 0xFFFF000E TEEC_ERROR_COMMUNICATION"},
-    {{"vam_updateFW failed(get firmware size from IC): ", -65528},
-     "The versions that the chip runs (mode 11) could not be read.",
-     "-65528, 0xFFFF0008 TEEC_ERROR_ITEM_NOT_FOUND"},
-    {{"updated firmware version (IC) != firmware version on FS (System part)", -1},
-     "The chip's system part runs another version than the image has.",
-     "-1"},
-    {{"updated firmware version (IC) != firmware version on FS (App part)", -1},
-     "The chip's app part runs another version than the image has.",
-     "-1"},
-    {{"vam_updateFW failed:", -65536}, "The update tool writes no such line.", "-65536"},
+    {"Open /dev/zelkshield failed with error: -1 ",
+     "The device node /dev/zelkshield could not be opened, so the board was not asked.", false,
+     false},
+    {"ioctl GET_VAM_SUPPORT failed with error: -1 ",
+     "The kernel driver did not answer whether the board carries a VAM.", false, false},
+    {"VAM_RET_NOT_IMPLEMENTED -1 ",
+     "The board carries no VAM; the kernel driver's flag is the code.", false, false},
+    {"VAM_RET_NOT_IMPLEMENTED 13 ", "The chip's firmware branch does not implement the update.",
+     false, false},
+    {"vam_getFWInfo failed -65525 ",
+     "The firmware information words could not be read; the run went on.", false, true},
+    {"vam_updateFW failed:  7 ", "The update of the chip (mode 3) failed.", false, true},
+    {"vam_updateFW failed(get firmware size from FS):  -65522 ",
+     "The versions of the image in the file system (mode 7) could not be read.", false, true},
+    {"vam_updateFW failed(get firmware size from IC):  -65528 ",
+     "The versions that the chip runs (mode 11) could not be read.", false, true},
+    {"updated firmware version (IC) != firmware version on FS (System part) -1 ",
+     "The chip's system part runs another version than the image has.", false, false},
+    {"updated firmware version (IC) != firmware version on FS (App part) -1 ",
+     "The chip's app part runs another version than the image has.", false, false},
+    {"vam_updateFW failed: -65536 ", "The update tool writes no such line.", true, false},
+    {"vam_updateFW failed: ", "The update tool writes no such line.", true, false},
+    {"vam_updateFW failed", "The update tool writes no such line.", true, false},
+    {"VAM_RET_NOT_IMPLEMENTED", "The update tool writes no such line.", true, false},
+    {"hello", "The update tool writes no such line.", true, false},
+    {"", "The update tool writes no such line.", true, false},
 };
 
-TEST(VerdictTextTest, KnowsEveryMessageOfTheTool) {
+TEST(EntriesOf, EveryMessage_HasItsMeaning) {
   for (const MeaningRow& row : kMeanings) {
-    Verdict verdict;
-    verdict.entries = {row.entry};
-    EXPECT_EQ(VerdictAsText(verdict),
-              "verdict: none: the last run, if there was one, did not reach its end\n"
-              "last entries, the newest last:\n- " +
-                  std::string(row.meaning) + "\n  " + row.entry.message + "\n  code: " + row.code);
+    const std::vector<StatusEntry> entries = EntriesOf({row.line});
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].meaning, row.meaning) << row.line;
+    EXPECT_EQ(entries[0].isForeign, row.isForeign) << row.line;
+    EXPECT_EQ(entries[0].hasTeeCode, row.hasTeeCode) << row.line;
   }
+}
+
+TEST(ReadVerdict, FilesOfTheWriters_AreReadBack) {
+  const PrivateTmp tmp;
+  EXPECT_EQ(ReadVerdict().outcome, Outcome::kNone);
+
+  WriteToVamOkFile("Updated FW version: 1.1,04/7,3", true);
+  const Verdict verified = ReadVerdict();
+  EXPECT_EQ(verified.outcome, Outcome::kVerified);
+  EXPECT_EQ(verified.version, std::optional<std::string>("1.1,04/7,3"));
+  EXPECT_THAT(verified.entries, IsEmpty());
+
+  WriteToErrorFile("vam_updateFW failed: ", -65536, VamResult{3, -51});
+  const timespec earlier[2] = {};
+  ASSERT_EQ(utimensat(AT_FDCWD, kOk, earlier, 0), 0);
+  const Verdict failed = ReadVerdict();
+  EXPECT_EQ(failed.outcome, Outcome::kNotVerified);
+  EXPECT_THAT(failed.problems, IsEmpty());
+  ASSERT_EQ(failed.entries.size(), 1U);
+  EXPECT_EQ(Describe(failed.entries[0]), "vam_updateFW failed: |-65536|3,-51");
 }
 
 }  // namespace

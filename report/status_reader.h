@@ -1,15 +1,16 @@
-#ifndef VAMCTL_VERDICT_H_
-#define VAMCTL_VERDICT_H_
+#ifndef REPORT_STATUS_READER_H_
+#define REPORT_STATUS_READER_H_
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "report/vam_result.h"
+#include "report/result_codes.h"
 
-// The update tool's two status files, read and said in words. /tmp is everybody's, so a status
-// file may hold anything or be no file at all: nothing of it is trusted, waited for or read whole.
+// The reader of the status files, for services that act on what the update tool left. Anybody can
+// write to /tmp, so a status file may hold anything, or be no file at all: the reader trusts
+// nothing, waits for nothing and reads only a file's end. Bytes are handed on as they are.
 
 namespace vam {
 
@@ -29,13 +30,19 @@ struct StatusFile {
 /// or is no regular file, is present and has a problem.
 [[nodiscard]] StatusFile ReadStatusFile(const std::string& path);
 
-/// An entry of the error file, or a line of it that is none.
+/// An entry of the error file, or a line of it that is no entry.
 struct StatusEntry {
-  /// The entry's message, or the line.
+  /// The entry's message, or the whole line.
   std::string message;
-  /// Left out for a line that is no entry.
+  /// Nothing for a line that is no entry.
   std::optional<std::int32_t> code = std::nullopt;
   std::optional<VamResult> record = std::nullopt;
+  /// What the entry says, in one English sentence.
+  std::string meaning = {};
+  /// Whether the update tool writes no such entry.
+  bool isForeign = false;
+  /// Whether `code`, read as unsigned, is a result code of the TEE Client API.
+  bool hasTeeCode = false;
 };
 
 /// Returns the entries that `lines` of the error file make, in their order.
@@ -56,24 +63,21 @@ enum class Outcome {
 /// What both files say together.
 struct Verdict {
   Outcome outcome = Outcome::kNone;
-  /// Of the file of verified firmware: the version, where the file is as the tool writes it.
+  /// The version in kOkFile; nothing unless the file is as the update tool writes it.
   std::optional<std::string> version = std::nullopt;
-  /// The error file's last entries, the newest last, at most three: a run leaves no more.
+  /// The last entries of kErrorFile, the newest last. At most three: a run leaves no more.
   std::vector<StatusEntry> entries;
-  /// Files that could not be read or are not as the tool writes them, a line each.
+  /// A line for each file that could not be read or is not as the update tool writes it.
   std::vector<std::string> problems;
 };
 
-/// Judges the file of verified firmware and the error file. The one that changed last tells how
-/// the last run ended.
+/// Judges what was read from kOkFile and kErrorFile. The file that changed last tells how the last
+/// run ended.
 [[nodiscard]] Verdict Judge(const StatusFile& okFile, const StatusFile& errorFile);
 
-/// Returns `verdict` in lines of text, without a newline at the end.
-[[nodiscard]] std::string VerdictAsText(const Verdict& verdict);
-
-/// Returns `verdict` as one JSON object on one line, without a newline at the end.
-[[nodiscard]] std::string VerdictAsJson(const Verdict& verdict);
+/// Reads and judges kOkFile and kErrorFile.
+[[nodiscard]] Verdict ReadVerdict();
 
 }  // namespace vam
 
-#endif  // VAMCTL_VERDICT_H_
+#endif  // REPORT_STATUS_READER_H_
