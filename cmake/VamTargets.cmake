@@ -22,10 +22,13 @@ function(vam_expose target)
   target_include_directories(${target} ${scope} $<BUILD_INTERFACE:${root}>)
 endfunction()
 
-# Warnings are errors in every target of this project.
+# Compiles a target as C++17, whatever the compiler's default is, with warnings as errors. Users of a
+# library may take a later standard.
 function(vam_strict target)
   target_compile_features(${target} PUBLIC cxx_std_17)
-  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  set_target_properties(
+    ${target} PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
+                         POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 endfunction()
 
