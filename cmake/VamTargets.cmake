@@ -30,6 +30,11 @@ function(vam_strict target)
     ${target} PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
                          POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Without these, stat fails for a file of 2 GiB or with a time after 2038. The C library refuses
+    # the second without the first, and one older than glibc 2.34 ignores it.
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+  endif()
 endfunction()
 
 # vam_add_library(NAME [SHARED|STATIC] SOURCES ... [EXPOSE path...] [PUBLIC lib...] [PRIVATE lib...])

@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
 # Builds everything for one ARM architecture and checks the update tool as it would go into an
-# image: its size, its hardening, and the libraries that it asks for. Then makes the architecture's
-# Debian packages and has lintian judge them.
-# Usage: arm_test.sh SOURCE PRESET INTERPRETER
+# image: its size, its hardening, and the libraries that it asks for. Runs a program of that
+# architecture with the installed library on files that are too large and too late for 32 bits. Then
+# makes the architecture's Debian packages and has lintian judge them.
+# Usage: arm_test.sh SOURCE IN-PRIVATE-TMP PRESET COMPILER INTERPRETER EMULATOR FLAG...
+# Every compile line must have the flags.
 set -euo pipefail
-source=$1 preset=$2 interpreter=$3
+source=$1 in_private_tmp=$2 preset=$3 compiler=$4 interpreter=$5 emulator=$6
+shift 6
 build=$source/build/$preset
 limit=40960
 
@@ -14,6 +17,8 @@ cd "$source"
   tail -n 60 "$build/log"
   exit 1
 }
+
+"$source/tests/compile_lines_test.sh" "$source" "$build" "$@"
 
 tool=$build/sbin/vam-update
 size=$(stat --format %s "$tool")
@@ -40,6 +45,25 @@ expected="$interpreter libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.
 # The update tool calls nothing that FORTIFY guards; the console, built with the same flags, does.
 readelf --wide --dyn-syms "$build/bin/vamctl" >"$build/readelf"
 grep -qE '__v?(f|sn)printf_chk' "$build/readelf" || { echo "vamctl: no FORTIFY" && exit 1; }
+
+rm -rf "$build/installed"
+cmake --install "$build" --prefix "$build/installed" --component development >"$build/install.log"
+"$compiler" -std=c++17 -static "$source/tests/arm/file_exists.cc" -I "$build/installed/include" \
+  "$(find "$build/installed" -name libvam_report.a)" -o "$build/file_exists"
+# The file system of this /tmp holds both.
+PROGRAM=$build/file_exists EMULATOR=$emulator "$in_private_tmp" bash -euc '
+  cd /tmp
+  truncate --size 3G large
+  touch --date 2100-01-01T00:00Z late
+  stat --format "%n: %s bytes, of %Y" large late | sed "/^large/s/,.*//"
+  "$EMULATOR" "$PROGRAM" large late none' >"$build/file_exists.out"
+diff "$build/file_exists.out" - <<'TEXT'
+large: 3221225472 bytes
+late: 0 bytes, of 4102444800
+large: exists
+late: exists
+none: missing
+TEXT
 
 rm -rf "$build/packages"
 cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.log" 2>&1 || {
