@@ -1,10 +1,12 @@
 #include "report/status_files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
-#include <fstream>
-#include <ios>
 #include <string>
 #include <utility>
 
@@ -12,38 +14,54 @@
 
 namespace {
 
-std::string Line(std::string text) {
-  text += vam::kLineEnd;
-  return text;
+/// Writes a whole entry at once, so that entries of two processes do not mix. `mode` is O_APPEND
+/// or O_TRUNC.
+void WriteEntry(const char* path, int mode, const std::string& entry) {
+  const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0666);
+  if (descriptor < 0) {
+    return;
+  }
+  std::size_t written = 0;
+  while (written < entry.size()) {
+    const ssize_t count = write(descriptor, entry.data() + written, entry.size() - written);
+    if (count > 0) {
+      written += static_cast<std::size_t>(count);
+    } else if (count == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  close(descriptor);
 }
 
-std::string CodeLine(std::string label, std::int32_t code) {
-  label += std::to_string(code);
-  return Line(std::move(label));
-}
-
-/// Writes a whole entry at once, so that entries of two processes do not mix.
-void WriteEntry(const char* path, std::ios::openmode mode, const std::string& entry) {
-  std::ofstream file(path, std::ios::out | mode);
-  file << entry;
+void AppendCode(std::string& entry, std::int32_t code) {
+  entry += std::to_string(code);
+  entry += vam::kLineEnd;
 }
 
 }  // namespace
 
 void WriteToVamOkFile(std::string message, bool truncate) {
-  WriteEntry(vam::kOkFile, truncate ? std::ios::trunc : std::ios::app, Line(std::move(message)));
+  std::string entry = std::move(message);
+  entry += vam::kLineEnd;
+  WriteEntry(vam::kOkFile, truncate ? O_TRUNC : O_APPEND, entry);
 }
 
 void WriteToErrorFile(std::string message, std::int32_t code) {
-  message += ' ';
-  WriteEntry(vam::kErrorFile, std::ios::app, CodeLine(std::move(message), code));
+  std::string entry = std::move(message);
+  entry += ' ';
+  AppendCode(entry, code);
+  WriteEntry(vam::kErrorFile, O_APPEND, entry);
 }
 
 void WriteToErrorFile(std::string message, std::int32_t code, VamResult result) {
-  message += ' ';
-  WriteEntry(vam::kErrorFile, std::ios::app,
-             CodeLine(std::move(message), code) + CodeLine(vam::kVamCodePrefix, result.vamCode) +
-                 CodeLine(vam::kFirmwareCodePrefix, result.fwCode));
+  std::string entry = std::move(message);
+  entry += ' ';
+  AppendCode(entry, code);
+  entry += vam::kVamCodePrefix;
+  AppendCode(entry, result.vamCode);
+  entry += vam::kFirmwareCodePrefix;
+  AppendCode(entry, result.fwCode);
+  WriteEntry(vam::kErrorFile, O_APPEND, entry);
 }
 
 bool fileExists(const std::string& path) {
