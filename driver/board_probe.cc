@@ -24,14 +24,14 @@ std::int32_t IsVamSupported() {
   }
   const int result = ioctl(descriptor, GET_VAM_SUPPORT, &flag);
   if (result < 0) {
-    vam::PrintLine("error ioctl " + std::to_string(result));
+    vam::PrintLine({"error ioctl ", std::to_string(result)});
     WriteToErrorFile(vam::kNodeQueryFailed, result);
     // The descriptor stays open: the run ends here and the device is not touched again.
     return 0;
   }
   close(descriptor);
 
-  vam::PrintLine("isvam = " + std::to_string(flag));
+  vam::PrintLine({"isvam = ", std::to_string(flag)});
   if (flag == 1) {
     vam::PrintLine("Vam present on this board");
     return 1;

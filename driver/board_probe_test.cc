@@ -7,8 +7,10 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include "platform/device_node.h"
 #include "report/status_files.h"
@@ -42,7 +44,13 @@ constexpr int kDescriptor = 1000;
 
 }  // namespace
 
-void vam::PrintLine(std::string text) { surroundings->Line(text); }
+void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
+  std::string line;
+  for (const std::string_view piece : pieces) {
+    line += piece;
+  }
+  surroundings->Line(line);
+}
 void WriteToErrorFile(std::string message, std::int32_t code) {
   surroundings->Entry(message, code);
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "driver/board_probe.h"
 #include "driver/standard_streams.h"
@@ -34,18 +35,18 @@ void ReportFirmwareInformation(CaVamInterfaceSp& vam) {
     WriteToErrorFile(vam::kInformationFailed, code);
   }
   for (std::size_t i = 0; i < words.size(); ++i) {
-    vam::PrintLine(std::to_string(i) + ": " + std::to_string(static_cast<std::int32_t>(words[i])));
+    vam::PrintLine({std::to_string(i), ": ", std::to_string(static_cast<std::int32_t>(words[i]))});
   }
 }
 
 /// Trims, prints and compares the three versions of one part, whose lines start with `label`.
 /// Returns whether the chip runs what the file system holds.
-bool VerifyPart(const std::string& label, std::string& updated, std::string& chip,
+bool VerifyPart(std::string_view label, std::string& updated, std::string& chip,
                 std::string& fileSystem) {
   vam::TrimVersions(updated, chip, fileSystem);
-  vam::PrintLine(label + ": " + updated);
-  vam::PrintLine(label + "IC: " + chip);
-  vam::PrintLine(label + "FS: " + fileSystem);
+  vam::PrintLine({label, ": ", updated});
+  vam::PrintLine({label, "IC: ", chip});
+  vam::PrintLine({label, "FS: ", fileSystem});
   return compareVersion(fileSystem, chip);
 }
 

@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
@@ -26,7 +28,7 @@ int held = 0;
 }  // namespace
 
 // In place of the console's: the lines are not what is looked at.
-void vam::PrintLine(std::string) {}
+void vam::PrintLine(std::initializer_list<std::string_view>) {}
 
 // In place of the TEE client library's.
 TEEC_Result TEEC_InitializeContext(const char*, TEEC_Context*) {

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
@@ -68,7 +70,12 @@ bool SlowComparison(const std::string& first, const std::string& second, Lines& 
 }  // namespace
 
 // In place of the console's, so that the lines can be looked at.
-void vam::PrintLine(std::string text) { lines.push_back(text); }
+void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
+  std::string& line = lines.emplace_back();
+  for (const std::string_view piece : pieces) {
+    line += piece;
+  }
+}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string first(data, data + size / 2);

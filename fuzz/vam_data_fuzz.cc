@@ -5,7 +5,9 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
@@ -21,7 +23,12 @@ std::vector<std::string> lines;
 }  // namespace
 
 // In place of the console's, so that the lines can be looked at.
-void vam::PrintLine(std::string text) { lines.push_back(text); }
+void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
+  std::string& line = lines.emplace_back();
+  for (const std::string_view piece : pieces) {
+    line += piece;
+  }
+}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) {

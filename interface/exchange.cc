@@ -1,13 +1,12 @@
 #include "interface/exchange.h"
 
 #include <cstdint>
-#include <string>
 
 #include "util/console_line.h"
 
 namespace vam {
 
-Exchange::Exchange(const char* command) { PrintLine(std::string("CA InterfaceSP: ") + command); }
+Exchange::Exchange(const char* command) { PrintLine({"CA InterfaceSP: ", command}); }
 
 Exchange& Exchange::Open(const TEEC_UUID& uuid) {
   client.Open(uuid);

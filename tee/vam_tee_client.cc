@@ -54,9 +54,9 @@ TEEC_Result VAMTEEClient::InvokeCommand(std::uint32_t identifier) {
   std::uint32_t origin = 0;
   const TEEC_Result result = TEEC_InvokeCommand(&session, identifier, &operation, &origin);
   if (result != TEEC_SUCCESS) {
-    vam::PrintLine("TEEC_InvokeCommand() failed for cmd = " + std::to_string(identifier) +
-                   ", result = " + std::to_string(result) +
-                   ", retOrigin = " + std::to_string(origin));
+    vam::PrintLine({"TEEC_InvokeCommand() failed for cmd = ", std::to_string(identifier),
+                    ", result = ", std::to_string(result),
+                    ", retOrigin = ", std::to_string(origin)});
     if (result == TEEC_ERROR_GENERIC && origin == TEEC_ORIGIN_COMMS) {
       vam::PrintLine("TZ reported recoverable error, session should be restarted");
     }
@@ -72,7 +72,7 @@ bool VAMTEEClient::OpenContext() {
   }
   const TEEC_Result result = TEEC_InitializeContext(nullptr, &context);
   if (result != TEEC_SUCCESS) {
-    vam::PrintLine("Failed to initialize TEE context, result = " + std::to_string(result));
+    vam::PrintLine({"Failed to initialize TEE context, result = ", std::to_string(result)});
     return false;
   }
   contextInitialized = true;
@@ -88,8 +88,8 @@ bool VAMTEEClient::OpenSession() {
       TEEC_OpenSession(&context, &session, &uuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, &origin);
   if (result != TEEC_SUCCESS) {
     // The result and the origin run together; log readers depend on it.
-    vam::PrintLine("Failed to open TEE session, result and retOrigin = " + std::to_string(result) +
-                   std::to_string(origin));
+    vam::PrintLine({"Failed to open TEE session, result and retOrigin = ", std::to_string(result),
+                    std::to_string(origin)});
     return false;
   }
   sessionOpened = true;
@@ -104,7 +104,7 @@ bool VAMTEEClient::AllocateMemory() {
   sharedMemory.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   const TEEC_Result result = TEEC_AllocateSharedMemory(&context, &sharedMemory);
   if (result != TEEC_SUCCESS) {
-    vam::PrintLine("Failed to allocate shared memory, result = " + std::to_string(result));
+    vam::PrintLine({"Failed to allocate shared memory, result = ", std::to_string(result)});
     return false;
   }
   memoryAllocated = true;

@@ -6,16 +6,36 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace vam {
 
-void PrintLine(std::string text) {
-  text += '\n';
+namespace {
+
+/// Returns `pieces` joined, and a newline, in memory taken once.
+std::string Line(std::initializer_list<std::string_view> pieces) {
+  std::size_t size = 1;
+  for (const std::string_view piece : pieces) {
+    size += piece.size();
+  }
+  std::string line(size, '\n');
+  char* end = line.data();
+  for (const std::string_view piece : pieces) {
+    end += piece.copy(end, piece.size());
+  }
+  return line;
+}
+
+}  // namespace
+
+void PrintLine(std::initializer_list<std::string_view> pieces) {
+  const std::string line = Line(pieces);
   std::fflush(stdout);
   std::size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t count = write(STDOUT_FILENO, text.data() + written, text.size() - written);
+  while (written < line.size()) {
+    const ssize_t count = write(STDOUT_FILENO, line.data() + written, line.size() - written);
     if (count >= 0) {
       written += static_cast<std::size_t>(count);
     } else if (errno == EAGAIN) {

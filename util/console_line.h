@@ -1,19 +1,24 @@
 #ifndef UTIL_CONSOLE_LINE_H_
 #define UTIL_CONSOLE_LINE_H_
 
-#include <string>
+#include <initializer_list>
+#include <string_view>
 
 // The one way in which this system writes to its console. Nothing is buffered and nothing fails:
 // a run must reach its verdict whatever became of the console.
 
 namespace vam {
 
-/// Writes `text` and a newline to standard output, as one write(2) that nothing is left to flush
-/// after. What the process buffered in stdio is written before it, so that the order holds.
+/// Writes `pieces`, one after the other, and a newline to standard output. The line is composed in
+/// full and is one write(2), so nothing is left to flush. What the process buffered in stdio is
+/// written before it, so that the order holds.
 ///
 /// A short write is continued. A standard output that is closed, full or without a reader loses
-/// the line and nothing else is done about it; the caller decides what SIGPIPE does.
-void PrintLine(std::string text);
+/// the line, and the caller is not told. The caller decides what SIGPIPE does.
+void PrintLine(std::initializer_list<std::string_view> pieces);
+
+/// Writes a line of one piece.
+inline void PrintLine(std::string_view text) { PrintLine({text}); }
 
 }  // namespace vam
 

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -149,8 +150,10 @@ TEST(ConsoleLine, IsOneWriteEach) {
     const StandardOutput output(writing.Number());
     vam::PrintLine("one line");
     vam::PrintLine("");
-    vam::PrintLine(std::string("a\0b", 3));
+    vam::PrintLine(std::string_view("a\0b", 3));
     vam::PrintLine(longLine);
+    vam::PrintLine({"pieces", "", std::string(": ")});
+    vam::PrintLine({});
   }
   std::vector<std::string> writes;
   std::vector<char> packet(100000);
@@ -158,7 +161,8 @@ TEST(ConsoleLine, IsOneWriteEach) {
   while ((count = recv(reading.Number(), packet.data(), packet.size(), MSG_DONTWAIT)) > 0) {
     writes.emplace_back(packet.data(), static_cast<std::size_t>(count));
   }
-  EXPECT_THAT(writes, ElementsAre("one line\n", "\n", std::string("a\0b\n", 4), longLine + "\n"));
+  EXPECT_THAT(writes, ElementsAre("one line\n", "\n", std::string("a\0b\n", 4), longLine + "\n",
+                                  "pieces: \n", "\n"));
 }
 
 TEST(ConsoleLine, KeepsTheOrderWithStdio) {

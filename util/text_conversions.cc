@@ -146,7 +146,7 @@ std::int32_t create_vam_data(std::uint8_t* output, std::uint32_t outputSize, con
                              std::uint32_t hexLength) {
   const std::uint32_t count = hexLength / 2;
   if (outputSize < count) {
-    vam::PrintLine("out_size too small" + std::to_string(outputSize));
+    vam::PrintLine({"out_size too small", std::to_string(outputSize)});
     return -1;
   }
   // No more than the text can fill: a large output must not cost its size a second time.

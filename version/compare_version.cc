@@ -26,8 +26,8 @@ bool CompareParts(std::string_view first, std::string_view second) {
   for (std::size_t offset = 0; offset < first.size();) {
     const std::string_view part = PieceAt(first, offset, kPartSeparator);
     const std::string_view counterpart = PieceAt(second, offset, kPartSeparator);
-    vam::PrintLine(std::string(part));
-    vam::PrintLine(std::string(counterpart));
+    vam::PrintLine(part);
+    vam::PrintLine(counterpart);
     if (part.empty() || counterpart.empty()) {
       vam::PrintLine("Failed to parse sub versions!");
       return false;

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "util/console_line.h"
@@ -15,7 +17,12 @@ std::vector<std::string>* console = nullptr;
 }  // namespace
 
 // In place of the console's.
-void vam::PrintLine(std::string text) { console->push_back(text); }
+void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
+  std::string& line = console->emplace_back();
+  for (const std::string_view piece : pieces) {
+    line += piece;
+  }
+}
 
 namespace {
 

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "platform/marshaller.h"
 #include "util/console_line.h"
@@ -30,7 +32,13 @@ MockPlatform::MockPlatform() {
 
 MockPlatform::~MockPlatform() { current = nullptr; }
 
-void PrintLine(std::string text) { Current().Line(text); }
+void PrintLine(std::initializer_list<std::string_view> pieces) {
+  std::string line;
+  for (const std::string_view piece : pieces) {
+    line += piece;
+  }
+  Current().Line(line);
+}
 
 }  // namespace vam
 
