@@ -4,13 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <initializer_list>
-#include <ios>
 #include <iterator>
 #include <limits>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +16,7 @@
 #include "report/tee_codes.h"
 #include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/files/whole_file.h"
 #include "simulator/model/chip_memory.h"
 #include "simulator/model/firmware_image.h"
 
@@ -518,14 +516,13 @@ Board ReadBoardText(const std::string& text, const std::string& name) {
 }
 
 Board ReadBoardFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) {
+  const std::optional<std::string> text = ReadWholeFile(path);
+  if (!text) {
     throw BoardError(path +
                      ": cannot be read; give a board file, or a name that `vam-board list` "
                      "shows");
   }
-  return ReadBoardText(text.str(), path);
+  return ReadBoardText(*text, path);
 }
 
 }  // namespace vam

@@ -2,9 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -12,68 +10,13 @@
 
 #include "interface/trusted_application.h"
 #include "report/result_codes.h"
+#include "simulator/model/environment_test.h"
 
 namespace vam {
 namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-
-/// The chip's memory in a vector; power fails, or the store refuses, behind a given write.
-class MemoryStore final : public ChipMemoryStore {
- public:
-  bool Load(void* bytes, uint32_t size) override {
-    if (stored.size() != size) {
-      return false;
-    }
-    std::copy(stored.begin(), stored.end(), static_cast<uint8_t*>(bytes));
-    return true;
-  }
-  bool Save(const void* bytes, uint32_t size) override {
-    if (writes >= writesTaken) {
-      return false;
-    }
-    ++writes;
-    const auto* first = static_cast<const uint8_t*>(bytes);
-    stored.assign(first, first + size);
-    return true;
-  }
-
-  std::vector<uint8_t> stored;
-  int writes = 0;
-  int writesTaken = 1000;
-};
-
-class MemoryImage final : public ImageSource {
- public:
-  bool Size(uint32_t* size) override {
-    *size = static_cast<uint32_t>(bytes.size());
-    return present;
-  }
-  bool Read(uint32_t offset, void* to, uint32_t count) override {
-    if (!present || offset > bytes.size() || count > bytes.size() - offset) {
-      return false;
-    }
-    std::copy_n(bytes.begin() + offset, count, static_cast<uint8_t*>(to));
-    return true;
-  }
-
-  bool present = true;
-  std::vector<uint8_t> bytes;
-};
-
-class Sha256 final : public Digest {
- public:
-  void Begin() override { data.clear(); }
-  void Update(const void* bytes, uint32_t count) override {
-    const auto* first = static_cast<const uint8_t*>(bytes);
-    data.insert(data.end(), first, first + count);
-  }
-  void End(uint8_t digest[kDigestSize]) override { SHA256(data.data(), data.size(), digest); }
-
- private:
-  std::vector<uint8_t> data;
-};
 
 /// Faults that apply to every invocation of their command and mode.
 class ListedFaults final : public AnswerFaults {
@@ -89,32 +32,13 @@ class ListedFaults final : public AnswerFaults {
   std::vector<AnswerFault> faults;
 };
 
-VersionText Version(const std::string& text) {
-  VersionText version;
-  EXPECT_TRUE(set_version(version, text.data(), static_cast<uint32_t>(text.size())));
-  return version;
-}
-
 std::string Text(const VersionText& version) {
   return std::string(version.text, version.text + version.length);
 }
 
-/// Lays out an image as it lies in a file system.
-std::vector<uint8_t> Image(uint32_t systemSize = 3, uint32_t appSize = 2) {
-  ImageHeader header{};
-  std::memcpy(header.magic, "VAMIMG01", 8);
-  header.system = Version("1.1,XX");
-  header.app = Version("2.0");
-  header.runsSystem = Version("1.1,04");
-  header.runsApp = Version("2.0");
-  header.systemSize = systemSize;
-  header.appSize = appSize;
-  std::vector<uint8_t> bytes(sizeof header + systemSize + appSize, 0x5A);
-  std::memcpy(bytes.data(), &header, sizeof header);
-  uint8_t digest[kDigestSize];
-  SHA256(bytes.data(), bytes.size(), digest);
-  bytes.insert(bytes.end(), digest, digest + kDigestSize);
-  return bytes;
+/// An image with parts of these sizes.
+std::vector<uint8_t> ImageOfSizes(uint32_t systemSize, uint32_t appSize) {
+  return Image(std::vector<uint8_t>(systemSize, 0x5A), std::vector<uint8_t>(appSize, 0x5A));
 }
 
 /// What an update command answers.
@@ -131,7 +55,7 @@ struct UpdateAnswer {
 class TrustedApplicationTest : public testing::Test {
  protected:
   TrustedApplicationTest() {
-    image.bytes = Image();
+    image.bytes = ImageOfSizes(3, 2);
     StoredChipMemory chip{};
     chip.memory.implementsUpdates = 1;
     chip.memory.selfTestPasses = 1;
@@ -268,9 +192,7 @@ TEST_F(TrustedApplicationTest, Mode3WritesTheSameImageOnce) {
 TEST_F(TrustedApplicationTest, Mode3WritesAnImageThatDiffersInOneByteOfItsPayload) {
   Update(3);
   store.writes = 0;
-  std::vector<uint8_t>& bytes = image.bytes;
-  bytes[sizeof(ImageHeader)] ^= 1;
-  SHA256(bytes.data(), bytes.size() - kDigestSize, bytes.data() + bytes.size() - kDigestSize);
+  image.bytes = Image({0x5A, 0x5A, 0x5B}, {0x5A, 0x5A});
   ExpectVersions(Update(3), "1.1,04", "2.0");
   EXPECT_EQ(store.writes, 4);
 }
@@ -307,11 +229,11 @@ TEST_F(TrustedApplicationTest, InterruptedChipWaitsForARecovery) {
 
 TEST_F(TrustedApplicationTest, FullChip) {
   for (const bool system : {true, false}) {
-    image.bytes = system ? Image(1025, 1) : Image(1, 1025);
+    image.bytes = system ? ImageOfSizes(1025, 1) : ImageOfSizes(1, 1025);
     ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_BUFFER_NOT_ENOUGH);
   }
   EXPECT_EQ(store.writes, 0);
-  image.bytes = Image(1024, 1024);
+  image.bytes = ImageOfSizes(1024, 1024);
   ExpectVersions(Update(3), "1.1,04", "2.0");
 }
 

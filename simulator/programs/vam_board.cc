@@ -1,29 +1,27 @@
 // vam-board: puts programs on a simulated board.
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <ios>
-#include <sstream>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/files/temporary_folder.h"
+#include "simulator/files/whole_file.h"
 #include "simulator/run/board_program.h"
 #include "simulator/run/run.h"
 #include "simulator/stand_ins/mock_node.h"
-#include "simulator/state/state_directory.h"
+#include "simulator/state/chip_description.h"
+#include "simulator/state/state_folder.h"
 
 namespace {
 
@@ -39,29 +37,6 @@ fs::path BoardsFolder() { return Prefix() / VAM_BOARDS_FOLDER; }
 
 std::string LibrariesFolder() { return (Prefix() / VAM_SIMULATOR_LIBRARIES).string(); }
 
-/// A folder that goes with everything in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    const char* parent = std::getenv("TMPDIR");
-    // Absolute: the program may run in another folder.
-    path =
-        fs::absolute(parent == nullptr || *parent == '\0' ? "/tmp" : parent) / "vam-board-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) {
-      throw std::runtime_error(path + ": cannot be made: " + std::strerror(errno) +
-                               "; point TMPDIR to a folder that you can write to");
-    }
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string path;
-};
-
 /// A board file's place and contents.
 struct BoardFile {
   std::string path;
@@ -73,15 +48,14 @@ BoardFile LoadBoardFile(const std::string& board) {
       board.find('/') != std::string::npos || fs::path(board).extension() == ".toml";
   BoardFile file;
   file.path = isPath ? board : (BoardsFolder() / (board + ".toml")).string();
-  std::ifstream stream(file.path, std::ios::binary);
-  std::ostringstream text;
-  if (!stream || !(text << stream.rdbuf())) {
+  const std::optional<std::string> text = vam::ReadWholeFile(file.path);
+  if (!text) {
     throw std::runtime_error(
         isPath
             ? board + ": cannot be read; give a board file, or a name that `vam-board list` shows"
             : "no board is named \"" + board + "\"; `vam-board list` shows those that there are");
   }
-  file.text = text.str();
+  file.text = *text;
   return file;
 }
 
@@ -107,17 +81,17 @@ int RunProgram(const std::string& board, const std::string& state, const std::st
                const std::vector<std::string>& command) {
   const BoardFile file = LoadBoardFile(board);
   const vam::Board description = vam::ReadBoardText(file.text, file.path);
-  const TemporaryFolder folder;
+  const vam::TemporaryFolder folder("vam-board");
   const std::string stateFolder =
-      state.empty() ? folder.path + "/chip" : fs::absolute(state).string();
-  vam::PrepareStateDirectory(stateFolder, description, FolderOf(file));
+      state.empty() ? folder.Path() + "/chip" : fs::absolute(state).string();
+  vam::PrepareStateFolder(stateFolder, description, FolderOf(file));
   const std::string journalFile = journal.empty() ? "" : StartJournal(journal);
-  vam::Run::Prepare(folder.path, file.text, file.path, stateFolder, journalFile);
+  vam::Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
 
   const vam::MockNode node(description.probe);
-  const int status = vam::RunOnBoard({command, folder.path, LibrariesFolder()});
+  const int status = vam::RunOnBoard({command, folder.Path(), LibrariesFolder()});
   if (status != vam::kNotFound && status != vam::kNotExecutable) {
-    ReportFaultsThatNeverFired(vam::Run(folder.path));
+    ReportFaultsThatNeverFired(vam::Run(folder.Path()));
   }
   return status;
 }
@@ -168,12 +142,12 @@ void ShowBoard(const std::string& board, const std::string& state) {
   for (const vam::Fault& fault : description.faults) {
     text += "  fault " + std::to_string(fault.number) + ": " + fault.description + "\n";
   }
-  const TemporaryFolder folder;
-  std::string memory = state + "/chip.memory";
+  const vam::TemporaryFolder folder("vam-board");
+  std::string memory = vam::ChipMemoryIn(state);
   if (state.empty() || !fs::exists(memory)) {
     // The chip as a first run would find it.
-    vam::PrepareStateDirectory(folder.path, description, FolderOf(file));
-    memory = folder.path + "/chip.memory";
+    vam::PrepareStateFolder(folder.Path(), description, FolderOf(file));
+    memory = vam::ChipMemoryIn(folder.Path());
   }
   text += vam::DescribeChip(memory);
   std::fputs(text.c_str(), stdout);

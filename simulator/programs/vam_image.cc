@@ -6,18 +6,16 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <ios>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "simulator/files/whole_file.h"
 #include "simulator/model/firmware_image.h"
-#include "simulator/state/file_replacement.h"
 #include "simulator/state/firmware_image_file.h"
-#include "simulator/state/pc_environment.h"
+#include "simulator/state/sha256_digest.h"
 
 namespace {
 
@@ -28,13 +26,11 @@ std::vector<std::uint8_t> ReadPart(const std::string& path) {
   if (path.empty()) {
     return {};
   }
-  std::ifstream file(path, std::ios::binary);
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file),
-                                  std::istreambuf_iterator<char>()};
-  if (!file.is_open() || file.bad()) {
+  const std::optional<std::string> bytes = vam::ReadWholeFile(path);
+  if (!bytes) {
     throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
   }
-  return bytes;
+  return {bytes->begin(), bytes->end()};
 }
 
 std::string Text(const vam::VersionText& version) {
@@ -42,7 +38,7 @@ std::string Text(const vam::VersionText& version) {
 }
 
 void Show(const std::string& path) {
-  vam::FileImageSource source(path);
+  vam::FirmwareImageFile source(path);
   vam::Sha256Digest digest;
   const auto image = std::make_unique<vam::FirmwareImage>();
   switch (vam::ReadFirmwareImage(source, digest, *image)) {

@@ -69,12 +69,12 @@ std::string Quoted(const char* text) {
 
 Run* Run::Current() {
   static const std::unique_ptr<Run> kCurrent = []() -> std::unique_ptr<Run> {
-    const char* directory = std::getenv(kEnvironmentVariable);
-    if (directory == nullptr) {
+    const char* folder = std::getenv(kEnvironmentVariable);
+    if (folder == nullptr) {
       return nullptr;
     }
     try {
-      return std::make_unique<Run>(directory);
+      return std::make_unique<Run>(folder);
     } catch (const std::exception& error) {
       std::fprintf(stderr, "simulated board: %s\n", error.what());
       std::_Exit(125);
@@ -83,25 +83,25 @@ Run* Run::Current() {
   return kCurrent.get();
 }
 
-void Run::Prepare(const std::string& directory, const std::string& boardText,
-                  const std::string& boardName, const std::string& stateDirectory,
+void Run::Prepare(const std::string& folder, const std::string& boardText,
+                  const std::string& boardName, const std::string& stateFolder,
                   const std::string& journalFile) {
   const Board board = ReadBoardText(boardText, boardName);
-  WriteFile(directory + kBoardFile, boardText);
+  WriteFile(folder + kBoardFile, boardText);
   // A counter for the writes of the chip's memory, and one for each fault under its number.
-  WriteFile(directory + kCountersFile,
+  WriteFile(folder + kCountersFile,
             std::string((board.faults.size() + 1) * sizeof(FaultCounter), '\0'));
-  Link(stateDirectory, directory + kStateLink);
+  Link(stateFolder, folder + kStateLink);
   if (!journalFile.empty()) {
-    Link(journalFile, directory + kJournalLink);
+    Link(journalFile, folder + kJournalLink);
   }
 }
 
-Run::Run(const std::string& directory)
-    : description(ReadBoardFile(directory + kBoardFile)), stateDirectory(directory + kStateLink) {
+Run::Run(const std::string& folder)
+    : description(ReadBoardFile(folder + kBoardFile)), stateFolder(folder + kStateLink) {
   static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
                 "the counters are shared by processes");
-  const std::string countersFile = directory + kCountersFile;
+  const std::string countersFile = folder + kCountersFile;
   const int descriptor = open(countersFile.c_str(), O_RDWR | O_CLOEXEC);
   if (descriptor < 0) {
     FailOn(countersFile);
@@ -113,7 +113,7 @@ Run::Run(const std::string& directory)
     FailOn(countersFile);
   }
   counters = static_cast<FaultCounter*>(mapped);
-  const std::string journalFile = directory + kJournalLink;
+  const std::string journalFile = folder + kJournalLink;
   journal = open(journalFile.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
   if (journal < 0 && errno != ENOENT) {
     FailOn(journalFile);

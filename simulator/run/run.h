@@ -23,30 +23,30 @@ struct FaultCounter {
 
 class Run {
  public:
-  /// Names the run's directory to the stand-in libraries.
+  /// Names the run's folder to the stand-in libraries.
   static constexpr char kEnvironmentVariable[] = "VAM_BOARD_RUN";
 
   /// Returns the run that this process belongs to, or null when it was not started on a board. A
-  /// run directory that cannot be used ends the process with a line on standard error: half a
+  /// run folder that cannot be used ends the process with a line on standard error: half a
   /// board would tell lies.
   static Run* Current();
 
-  /// Prepares `directory` (which exists and is empty) for a run on the board in `boardText`, with
-  /// the chip in `stateDirectory`; `journalFile` may be empty. Throws BoardError for a wrong board
+  /// Prepares `folder` (which exists and is empty) for a run on the board in `boardText`, with
+  /// the chip in `stateFolder`; `journalFile` may be empty. Throws BoardError for a wrong board
   /// and std::runtime_error for files that cannot be written.
-  static void Prepare(const std::string& directory, const std::string& boardText,
-                      const std::string& boardName, const std::string& stateDirectory,
+  static void Prepare(const std::string& folder, const std::string& boardText,
+                      const std::string& boardName, const std::string& stateFolder,
                       const std::string& journalFile);
 
   /// Opens a prepared run. Throws what Prepare() throws.
-  explicit Run(const std::string& directory);
+  explicit Run(const std::string& folder);
   ~Run();
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
   const Board& Description() const { return description; }
-  std::string ChipMemoryFile() const { return stateDirectory + "/chip.memory"; }
-  std::string ImageFile() const { return stateDirectory + "/firmware.img"; }
+  /// Where the board keeps the chip's memory and the firmware image.
+  const std::string& StateFolder() const { return stateFolder; }
 
   /// Counts `call` for every fault on it. Returns the fault to apply, or null.
   const Fault* FireCallFault(PlatformCall call);
@@ -75,7 +75,7 @@ class Run {
   FaultCounter& ChipWrites() const { return counters[0]; }
 
   Board description;
-  std::string stateDirectory;
+  std::string stateFolder;
   FaultCounter* counters = nullptr;
   std::size_t countersSize = 0;
   int journal = -1;

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,7 +9,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -18,6 +16,8 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/files/temporary_folder.h"
+#include "simulator/files/whole_file.h"
 
 namespace vam {
 namespace {
@@ -52,25 +52,21 @@ occurrence = 2
 class RunTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
     Prepare(Folder("run"), folder + "/journal");
     std::ofstream(folder + "/journal").close();
   }
-  void TearDown() override { std::filesystem::remove_all(folder); }
 
   std::string Folder(const char* name) {
     std::filesystem::create_directory(folder + "/" + name);
     return folder + "/" + name;
   }
-  void Prepare(const std::string& directory, const std::string& journal) {
-    vam::Run::Prepare(directory, kBoard, "faults.toml", folder + "/chip", journal);
+  void Prepare(const std::string& runFolder, const std::string& journal) {
+    vam::Run::Prepare(runFolder, kBoard, "faults.toml", folder + "/chip", journal);
   }
-  std::string Journal() {
-    std::ifstream file(folder + "/journal", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  std::string Journal() { return ReadWholeFile(folder + "/journal").value_or("(no journal)"); }
 
-  std::string folder = ::testing::TempDir() + "vam-run-XXXXXX";
+  const TemporaryFolder temporary{"vam-run-test"};
+  const std::string& folder = temporary.Path();
 };
 
 std::uint32_t NumberOf(const Fault* fault) { return fault == nullptr ? 0 : fault->number; }
@@ -87,10 +83,8 @@ TEST_F(RunTest, PreparedFolder_LeadsToTheBoardAndTheState) {
   std::filesystem::create_directory(folder + "/chip");
   const vam::Run run(folder + "/run");
   EXPECT_EQ(run.Description().title, "Faults");
-  std::ofstream(run.ChipMemoryFile()) << "memory";
-  std::ofstream(run.ImageFile()) << "image";
-  EXPECT_EQ(std::filesystem::file_size(folder + "/chip/chip.memory"), 6U);
-  EXPECT_EQ(std::filesystem::file_size(folder + "/chip/firmware.img"), 5U);
+  std::ofstream(run.StateFolder() + "/file") << "bytes";
+  EXPECT_EQ(std::filesystem::file_size(folder + "/chip/file"), 5U);
 }
 
 TEST_F(RunTest, TwoFaultsOnOneCall_FirstWhoseOccurrenceItIsFires) {

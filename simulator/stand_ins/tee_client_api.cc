@@ -14,7 +14,10 @@
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/trusted_application.h"
 #include "simulator/run/run.h"
-#include "simulator/state/pc_environment.h"
+#include "simulator/state/chip_memory_file.h"
+#include "simulator/state/firmware_image_file.h"
+#include "simulator/state/sha256_digest.h"
+#include "simulator/state/state_folder.h"
 
 // The TEE client library of the simulated board. It keeps a table of what it gave out, so that a
 // record that was never filled, or whose contents were given back, is told from a live one.
@@ -47,6 +50,26 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
 
  private:
   vam::Run& run;
+};
+
+/// The chip's memory of the current run's board. Counts the writes for the board's power cuts.
+class BoardChipMemory final : public vam::ChipMemoryStore {
+ public:
+  explicit BoardChipMemory(vam::Run& owner)
+      : run(owner), file(vam::ChipMemoryIn(owner.StateFolder())) {}
+
+  bool Load(void* bytes, std::uint32_t size) override { return file.Load(bytes, size); }
+  bool Save(const void* bytes, std::uint32_t size) override {
+    if (!file.Save(bytes, size)) {
+      return false;
+    }
+    run.ChipMemoryWritten();
+    return true;
+  }
+
+ private:
+  vam::Run& run;
+  vam::ChipMemoryFile file;
 };
 
 /// The board's secure world, as one process sees it.
@@ -183,9 +206,8 @@ Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operat
   if (!inOut || types != first || block.size < vam::kFirstValue) {
     return {TEEC_ERROR_BAD_PARAMETERS, TEEC_ORIGIN_TRUSTED_APP};
   }
-  vam::FileChipMemoryStore store(world.run->ChipMemoryFile(),
-                                 [&world] { world.run->ChipMemoryWritten(); });
-  vam::FileImageSource image(world.run->ImageFile());
+  BoardChipMemory store(*world.run);
+  vam::FirmwareImageFile image(vam::FirmwareImageIn(world.run->StateFolder()));
   vam::Sha256Digest digest;
   BoardAnswerFaults faults(*world.run);
   const auto application = std::make_unique<vam::TrustedApplication>(store, image, digest, faults);

@@ -14,8 +14,9 @@
 
 #include "interface/trusted_application.h"
 #include "report/tee_codes.h"
+#include "simulator/files/temporary_folder.h"
 #include "simulator/run/run.h"
-#include "simulator/state/state_directory.h"
+#include "simulator/state/state_folder.h"
 
 namespace {
 
@@ -29,19 +30,17 @@ TEEC_UUID VamUuid() {
 class BoardEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    const std::string run = folder + "/run";
-    const std::string state = folder + "/state";
+    const std::string run = folder.Path() + "/run";
+    const std::string state = folder.Path() + "/state";
     ASSERT_TRUE(std::filesystem::create_directory(run));
     const std::string board = "title = \"Board\"\n[image]\nsystem_version = \"1\"\n[chip]\n";
-    vam::PrepareStateDirectory(state, vam::ReadBoardText(board, "board.toml"), folder);
+    vam::PrepareStateFolder(state, vam::ReadBoardText(board, "board.toml"), folder.Path());
     vam::Run::Prepare(run, board, "board.toml", state, "");
     ASSERT_EQ(setenv(vam::Run::kEnvironmentVariable, run.c_str(), 1), 0);
   }
-  void TearDown() override { std::filesystem::remove_all(folder); }
 
  private:
-  std::string folder = testing::TempDir() + "vam_teec_test_XXXXXX";
+  const vam::TemporaryFolder folder{"vam-teec-test"};
 };
 
 const auto* const kBoard = testing::AddGlobalTestEnvironment(new BoardEnvironment);

@@ -1,15 +1,22 @@
 #include "simulator/state/firmware_image_file.h"
 
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "simulator/model/firmware_image.h"
-#include "simulator/state/pc_environment.h"
+#include "simulator/state/sha256_digest.h"
 
 namespace vam {
 
@@ -33,6 +40,42 @@ std::uint32_t PartSize(const std::vector<std::uint8_t>& part, const char* what) 
 }
 
 }  // namespace
+
+FirmwareImageFile::FirmwareImageFile(const std::string& path)
+    : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+FirmwareImageFile::~FirmwareImageFile() {
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+}
+
+bool FirmwareImageFile::Size(std::uint32_t* size) {
+  const off_t end = lseek(descriptor, 0, SEEK_END);
+  if (end < 0) {
+    return false;
+  }
+  // A size beyond 32 bits is larger than any image; the reader then finds it damaged.
+  constexpr std::uint64_t kLimit = std::numeric_limits<std::uint32_t>::max();
+  *size = static_cast<std::uint32_t>(std::min(static_cast<std::uint64_t>(end), kLimit));
+  return true;
+}
+
+bool FirmwareImageFile::Read(std::uint32_t offset, void* bytes, std::uint32_t count) {
+  auto* place = static_cast<std::uint8_t*>(bytes);
+  auto from = static_cast<off_t>(offset);
+  while (count > 0) {
+    const ssize_t got = pread(descriptor, place, count, from);
+    if (got > 0) {
+      place += got;
+      from += got;
+      count -= static_cast<std::uint32_t>(got);
+    } else if (got == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
 
 std::vector<std::uint8_t> MakeFirmwareImage(const ImageContents& contents) {
   const auto header = std::make_unique<ImageHeader>();

@@ -5,7 +5,25 @@
 #include <string>
 #include <vector>
 
+#include "simulator/model/environment.h"
+
 namespace vam {
+
+/// The firmware image in a file, which stays open for as long as the object lives.
+class FirmwareImageFile final : public ImageSource {
+ public:
+  /// A file that cannot be opened is a missing image.
+  explicit FirmwareImageFile(const std::string& path);
+  ~FirmwareImageFile();
+  FirmwareImageFile(const FirmwareImageFile&) = delete;
+  FirmwareImageFile& operator=(const FirmwareImageFile&) = delete;
+
+  bool Size(std::uint32_t* size) override;
+  bool Read(std::uint32_t offset, void* bytes, std::uint32_t count) override;
+
+ private:
+  int descriptor;
+};
 
 /// What a firmware image is made of.
 struct ImageContents {

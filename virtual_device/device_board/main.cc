@@ -8,51 +8,32 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <ios>
-#include <iterator>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
-#include "simulator/state/state_directory.h"
+#include "simulator/files/temporary_folder.h"
+#include "simulator/files/whole_file.h"
+#include "simulator/state/chip_description.h"
+#include "simulator/state/state_folder.h"
 #include "virtual_device/device_board/ballast.h"
 #include "virtual_device/device_board/node.h"
 #include "virtual_device/device_board/test_session.h"
 
 namespace {
 
-/// A folder that lasts as long as this.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path((std::filesystem::temp_directory_path() / "boardXXXXXX").string()) {
-    if (mkdtemp(path.data()) == nullptr) {
-      throw std::runtime_error(path + ": cannot be made");
-    }
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string File(const char* name) const { return path + "/" + name; }
-  const std::string& Path() const { return path; }
-
- private:
-  std::string path;
-};
-
 std::vector<std::uint8_t> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::optional<std::string> bytes = vam::ReadWholeFile(path);
+  if (!bytes) {
+    throw std::runtime_error(path + ": cannot be read");
+  }
+  return {bytes->begin(), bytes->end()};
 }
 
 /// Returns the board's faults of the answers; a fault that the real libraries cannot be made to
@@ -79,15 +60,16 @@ void PrintWorld(const vam::Board& board) {
 
 void Load(const vam::Board& board, const std::string& boardFolder, bool keepChip) {
   const std::vector<vam::AnswerFault> faults = AnswerFaultsOf(board);
-  const TemporaryFolder folder;
-  PrepareStateDirectory(folder.Path(), board, boardFolder);
+  const vam::TemporaryFolder folder("vam-device-board");
+  PrepareStateFolder(folder.Path(), board, boardFolder);
   vam::TestSession session;
   session.SetFaults(faults);
   if (!keepChip) {
-    session.Replace(vam::kChipMemory, ReadFile(folder.File("chip.memory")));
+    session.Replace(vam::kChipMemory, ReadFile(vam::ChipMemoryIn(folder.Path())));
   }
-  if (std::filesystem::exists(folder.File("firmware.img"))) {
-    session.Replace(vam::kFirmwareImage, ReadFile(folder.File("firmware.img")));
+  const std::string image = vam::FirmwareImageIn(folder.Path());
+  if (std::filesystem::exists(image)) {
+    session.Replace(vam::kFirmwareImage, ReadFile(image));
   } else {
     session.Remove(vam::kFirmwareImage);
   }
@@ -113,12 +95,12 @@ void RequireAllApplied(const vam::Board& board) {
 }
 
 void PrintChip() {
-  const TemporaryFolder folder;
-  const std::string file = folder.File("chip.memory");
+  const vam::TemporaryFolder folder("vam-device-board");
+  const std::string file = vam::ChipMemoryIn(folder.Path());
   const std::vector<std::uint8_t> memory = vam::TestSession().Read(vam::kChipMemory);
-  std::ofstream(file, std::ios::binary)
-      .write(reinterpret_cast<const char*>(memory.data()),
-             static_cast<std::streamsize>(memory.size()));
+  if (!vam::ReplaceFile(file, memory.data(), memory.size())) {
+    throw std::runtime_error(file + ": cannot be written");
+  }
   std::fputs(vam::DescribeChip(file).c_str(), stdout);
 }
 

@@ -1,24 +1,23 @@
-#include "simulator/state/state_directory.h"
+#include "simulator/state/state_folder.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <ios>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "simulator/files/whole_file.h"
 #include "simulator/model/chip_memory.h"
 #include "simulator/model/firmware_image.h"
-#include "simulator/state/file_replacement.h"
+#include "simulator/state/chip_memory_file.h"
 #include "simulator/state/firmware_image_file.h"
-#include "simulator/state/pc_environment.h"
+#include "simulator/state/sha256_digest.h"
 
 namespace vam {
 
@@ -32,13 +31,11 @@ void Write(const std::string& path, const void* bytes, std::size_t size) {
 }
 
 std::vector<std::uint8_t> ReadImageFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file),
-                                  std::istreambuf_iterator<char>()};
-  if (!file.is_open() || file.bad()) {
+  const std::optional<std::string> bytes = ReadWholeFile(path);
+  if (!bytes) {
     throw std::runtime_error(path + ": the board's image cannot be read; make it with vam-image");
   }
-  return bytes;
+  return {bytes->begin(), bytes->end()};
 }
 
 std::vector<std::uint8_t> MakeImage(const ImageSection& section, const std::string& boardFolder) {
@@ -73,7 +70,7 @@ std::uint32_t CopyBytes(std::uint8_t (&place)[Capacity], const std::vector<std::
 
 /// Marks the chip as running the image when it runs the versions that the image's parts run as.
 void MarkAsUpdated(ChipMemory& memory, const std::string& imageFile, Digest& digest) {
-  FileImageSource source(imageFile);
+  FirmwareImageFile source(imageFile);
   const auto image = std::make_unique<FirmwareImage>();
   if (ReadFirmwareImage(source, digest, *image) != ImageStatus::kWhole ||
       std::memcmp(&memory.system.version, &image->header.runsSystem, sizeof(VersionText)) != 0 ||
@@ -111,49 +108,29 @@ void MakeChip(const ChipSection& section, const std::string& memoryFile,
   } else {
     MarkAsUpdated(memory, imageFile, digest);
   }
-  FileChipMemoryStore store(memoryFile);
+  ChipMemoryFile store(memoryFile);
   if (!SaveChipMemory(store, digest, *stored)) {
     throw std::runtime_error(memoryFile + ": cannot be written: " + std::strerror(errno) +
                              "; give a folder that you can write to with --state");
   }
 }
 
-std::string Line(const std::string& label, const std::string& value) {
-  return "  " + label + ": " + value + "\n";
-}
-
-std::string PartInWords(const FirmwarePart& part) {
-  const std::string version(reinterpret_cast<const char*>(part.version.text), part.version.length);
-  return version.empty() ? "none" : version + " (" + std::to_string(part.size) + " bytes)";
-}
-
-std::string SizeInWords(std::uint32_t size) {
-  return size == 0 ? "none" : std::to_string(size) + " bytes";
-}
-
-std::string StateInWords(std::uint32_t state) {
-  switch (state) {
-    case kChipInterrupted:
-      return "an update was interrupted; it needs a recovery and another update";
-    case kChipRecovered:
-      return "recovered; it needs an update";
-    default:
-      return "whole";
-  }
-}
-
 }  // namespace
 
-void PrepareStateDirectory(const std::string& directory, const Board& board,
-                           const std::string& boardFolder) {
+std::string ChipMemoryIn(const std::string& folder) { return folder + "/chip.memory"; }
+
+std::string FirmwareImageIn(const std::string& folder) { return folder + "/firmware.img"; }
+
+void PrepareStateFolder(const std::string& folder, const Board& board,
+                        const std::string& boardFolder) {
   std::error_code error;
-  std::filesystem::create_directories(directory, error);
+  std::filesystem::create_directories(folder, error);
   if (error) {
-    throw std::runtime_error(directory + ": cannot be made: " + error.message() +
+    throw std::runtime_error(folder + ": cannot be made: " + error.message() +
                              "; give a folder that you can write to with --state");
   }
-  const std::string imageFile = directory + "/firmware.img";
-  const std::string memoryFile = directory + "/chip.memory";
+  const std::string imageFile = FirmwareImageIn(folder);
+  const std::string memoryFile = ChipMemoryIn(folder);
   if (board.image.state == ImageSection::State::kMissing) {
     std::filesystem::remove(imageFile, error);
   } else {
@@ -163,31 +140,6 @@ void PrepareStateDirectory(const std::string& directory, const Board& board,
   if (!std::filesystem::exists(memoryFile, error)) {
     MakeChip(board.chip, memoryFile, imageFile);
   }
-}
-
-std::string DescribeChip(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) {
-    return "Chip: as the board file has it; it was not run yet\n";
-  }
-  FileChipMemoryStore store(path);
-  Sha256Digest digest;
-  const auto stored = std::make_unique<StoredChipMemory>();
-  if (!LoadChipMemory(store, digest, *stored)) {
-    return "Chip: its memory is damaged; it needs a recovery and an update\n";
-  }
-  const ChipMemory& memory = stored->memory;
-  std::string text = "Chip: " + StateInWords(memory.state) + "\n";
-  text += Line("system part", PartInWords(memory.system));
-  text += Line("app part", PartInWords(memory.app));
-  text += Line("updates", memory.implementsUpdates != 0 ? "implemented" : "not implemented");
-  text += Line("room for a part", SizeInWords(memory.partCapacity));
-  text += Line("self test", memory.selfTestPasses != 0 ? "passes" : "fails");
-  text += Line("AK record", SizeInWords(memory.akRecordSize));
-  text += Line("AK record in RPMB", SizeInWords(memory.rpmbRecordSize));
-  text += Line("hack information", SizeInWords(memory.hackInformationSize));
-  text += Line("information words", std::to_string(memory.informationCount));
-  return text;
 }
 
 }  // namespace vam

@@ -1,0 +1,27 @@
+#ifndef SIMULATOR_FILES_TEMPORARY_FOLDER_H_
+#define SIMULATOR_FILES_TEMPORARY_FOLDER_H_
+
+#include <string>
+
+namespace vam {
+
+/// A folder of its owner's own, removed with everything in it when the object ends.
+class TemporaryFolder {
+ public:
+  /// Makes the folder in the one that TMPDIR names, else in /tmp. Its name starts with `prefix`.
+  /// Throws std::runtime_error, with a line for the user, when it cannot be made.
+  explicit TemporaryFolder(const std::string& prefix);
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  /// An absolute path.
+  const std::string& Path() const { return path; }
+
+ private:
+  std::string path;
+};
+
+}  // namespace vam
+
+#endif  // SIMULATOR_FILES_TEMPORARY_FOLDER_H_

@@ -1,0 +1,24 @@
+#ifndef SIMULATOR_STATE_STATE_FOLDER_H_
+#define SIMULATOR_STATE_STATE_FOLDER_H_
+
+// The folder that keeps a chip from run to run: the chip's memory and the firmware image.
+
+#include <string>
+
+#include "simulator/board/board.h"
+
+namespace vam {
+
+/// Return where the state folder `folder` keeps the chip's memory and the firmware image.
+[[nodiscard]] std::string ChipMemoryIn(const std::string& folder);
+[[nodiscard]] std::string FirmwareImageIn(const std::string& folder);
+
+/// Prepares `folder`, created when missing, for a run on `board`: writes the firmware image as the
+/// board has it, and the chip's memory where there is none yet. An image file of the board is
+/// looked up relative to `boardFolder`. Throws std::runtime_error, with a line for the user.
+void PrepareStateFolder(const std::string& folder, const Board& board,
+                        const std::string& boardFolder);
+
+}  // namespace vam
+
+#endif  // SIMULATOR_STATE_STATE_FOLDER_H_
