@@ -1,5 +1,6 @@
 #include "tests/expected_journal.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -29,258 +30,335 @@ std::string Number(const char* key, std::int64_t value) {
   return std::string(",\"") + key + "\":" + std::to_string(value);
 }
 
+/// Writes the journal's lines, call by call.
+class Calls {
+ public:
+  void Line(const std::string& line, int fault = 0) {
+    text += "{\"call\":" + line + (fault == 0 ? "" : Number("fault", fault)) + "}\n";
+  }
+
+  void OpenNode() { Line(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":1)"); }
+
+  void Probe(std::int32_t flag) {
+    OpenNode();
+    Line(R"("ioctl","descriptor":1,"request":1,"result":0)" + Number("flag", flag));
+    Line(R"("close","descriptor":1,"result":0)");
+  }
+
+  void Open(Lack lack, std::uint32_t result, int fault) {
+    const std::string success = Hex(0);
+    if (lack == Lack::kContext) {
+      Line(R"("TEEC_InitializeContext","name":null,"result":)" + Hex(result), fault);
+      return;
+    }
+    Line(R"("TEEC_InitializeContext","name":null,"result":)" + success +
+         Number("context", ++contexts));
+    const std::string session =
+        "\"TEEC_OpenSession\"" + Number("context", contexts) +
+        R"(,"destination":"58d50001-1105-000f-9799-7f5af3f9c7bb","connectionMethod":0)" +
+        R"(,"connectionData":null,"operation":null,"result":)";
+    if (lack == Lack::kSession) {
+      Line(session + Hex(result) + Number("origin", 3), fault);
+      return;
+    }
+    Line(session + success + Number("origin", 4) + Number("session", ++sessions));
+    const std::string memory = "\"TEEC_AllocateSharedMemory\"" + Number("context", contexts) +
+                               R"(,"size":8192,"flags":3,"result":)";
+    if (lack == Lack::kSharedMemory) {
+      Line(memory + Hex(result), fault);
+      return;
+    }
+    Line(memory + success + Number("sharedMemory", ++memories));
+  }
+
+  void Close(Lack lack) {
+    switch (lack) {
+      case Lack::kNothing:
+        Line("\"TEEC_ReleaseSharedMemory\"" + Number("sharedMemory", memories));
+        [[fallthrough]];
+      case Lack::kSharedMemory:
+        Line("\"TEEC_CloseSession\"" + Number("session", sessions));
+        [[fallthrough]];
+      case Lack::kSession:
+        Line("\"TEEC_FinalizeContext\"" + Number("context", contexts));
+        [[fallthrough]];
+      case Lack::kContext:
+        break;
+    }
+  }
+
+  void MakeMarshaller(bool connected = true) {
+    Line("\"CNolvWsm\"" + Number("sharedMemory", connected ? memories : 0) +
+         Number("marshaller", ++marshallers));
+  }
+
+  void DestroyMarshaller() { Line("\"~CNolvWsm\"" + Number("marshaller", marshallers)); }
+
+  void PutMode(std::int32_t mode, bool taken, int fault = 0) {
+    Line("\"PutInt\"" + Number("marshaller", marshallers) + Number("value", mode) +
+             (taken ? ",\"result\":true" : ",\"result\":false"),
+         fault);
+  }
+
+  void Invoke(std::uint32_t command, const Exchange& exchange) {
+    Line("\"TEEC_InvokeCommand\"" + Number("session", sessions) + Number("command", command) +
+             Number("paramTypes", 15) + Number("sharedMemory", memories) + Number("size", 8192) +
+             Number("offset", 0) + ",\"result\":" + Hex(exchange.result) +
+             Number("origin", exchange.origin),
+         exchange.fault);
+  }
+
+  void InvokeUnconnected(std::uint32_t command, Lack lack) {
+    // What was never allocated has neither a number nor a size; the library refuses the parameters.
+    const bool sized = lack == Lack::kSharedMemory;
+    Line("\"TEEC_InvokeCommand\"" + Number("session", sized ? sessions : 0) +
+         Number("command", command) + Number("paramTypes", 15) + Number("sharedMemory", 0) +
+         Number("size", sized ? 8192 : 0) + Number("offset", 0) +
+         R"(,"result":"0xFFFF0006","origin":1)");
+  }
+
+  void PrepareReset() {
+    Line("\"PrepareReset\"" + Number("marshaller", marshallers) + Number("mode", 1));
+  }
+
+  /// `bytes` in hexadecimal; empty: they cannot be read.
+  void GetBytes(std::size_t length, const std::string& bytes) {
+    Line("\"GetBlob\"" + Number("marshaller", marshallers) +
+         Number("length", static_cast<std::int64_t>(length)) +
+         ",\"bytes\":" + (bytes.empty() ? "null" : "\"" + bytes + "\""));
+  }
+
+  void GetSize(std::size_t size) {
+    Line("\"GetUint\"" + Number("marshaller", marshallers) +
+         Number("value", static_cast<std::int64_t>(size)) + ",\"result\":true");
+  }
+
+  void GetNoSize() {
+    Line("\"GetUint\"" + Number("marshaller", marshallers) + ",\"result\":false");
+  }
+
+  void GetReply(const Exchange& exchange) {
+    const auto lacks = [&](ReplyItem item) {
+      return exchange.kind == Exchange::Kind::kCut && exchange.cutItem == item;
+    };
+    PrepareReset();
+    GetBytes(8, lacks(ReplyItem::kRecord) ? "" : exchange.record);
+    if (lacks(ReplyItem::kRecord)) {
+      return;
+    }
+    if (exchange.kind == Exchange::Kind::kReportsNothing) {
+      GetSize(0);
+      return;
+    }
+    if (GetVersion(exchange.system, lacks(ReplyItem::kSystemSize),
+                   lacks(ReplyItem::kSystemVersion))) {
+      GetVersion(exchange.app, lacks(ReplyItem::kAppSize), lacks(ReplyItem::kAppVersion));
+    }
+  }
+
+  /// An exchange of the update command, over a connection that opens.
+  void Update(std::int32_t mode, const Exchange& exchange) {
+    const bool taken = exchange.kind != Exchange::Kind::kNotMarshalled;
+    Open(Lack::kNothing, 0, 0);
+    MakeMarshaller();
+    PutMode(mode, taken, taken ? 0 : exchange.fault);
+    if (exchange.kind == Exchange::Kind::kNeverReturns) {
+      return;
+    }
+    if (taken) {
+      Invoke(18, exchange);
+      if (exchange.kind != Exchange::Kind::kRefused) {
+        GetReply(exchange);
+      }
+    }
+    DestroyMarshaller();
+    Close(Lack::kNothing);
+  }
+
+  void UpdateUnconnected(std::int32_t mode, Lack lack, std::uint32_t result, int fault) {
+    Open(lack, result, fault);
+    MakeMarshaller(false);
+    PutMode(mode, false);
+    DestroyMarshaller();
+    Close(lack);
+  }
+
+  /// The information query with its ten words.
+  void Information() {
+    Open(Lack::kNothing, 0, 0);
+    Invoke(19, Exchange());
+    MakeMarshaller();
+    PrepareReset();
+    GetSize(10);
+    GetBytes(40, "03000000010000000000000000000000" + std::string(40, '0') + "ffffffff");
+    DestroyMarshaller();
+    Close(Lack::kNothing);
+  }
+
+  void InformationRefused(const Exchange& refusal) {
+    Open(Lack::kNothing, 0, 0);
+    Invoke(19, refusal);
+    Close(Lack::kNothing);
+  }
+
+  void InformationUnconnected(Lack lack, std::uint32_t result, int fault) {
+    Open(lack, result, fault);
+    InvokeUnconnected(19, lack);
+    Close(lack);
+  }
+
+  std::string text;
+
+ private:
+  /// Returns whether the version was there to be read.
+  bool GetVersion(const std::string& version, bool lacksSize, bool lacksText) {
+    if (lacksSize) {
+      GetNoSize();
+      return false;
+    }
+    GetSize(version.size() + 1);
+    GetBytes(version.size() + 1, lacksText ? "" : VersionBytes(version));
+    return !lacksText;
+  }
+
+  int contexts = 0;
+  int sessions = 0;
+  int memories = 0;
+  int marshallers = 0;
+};
+
 }  // namespace
 
-void ExpectedJournal::Line(const std::string& line, FaultNumber fault) {
-  journal += "{\"call\":" + line + (fault == 0 ? "" : Number("fault", fault)) + "}\n";
+Exchange Exchange::WithRecord(const std::string& bytes) const {
+  Exchange exchange = *this;
+  exchange.record = bytes;
+  return exchange;
 }
 
-ExpectedJournal& ExpectedJournal::Probe(std::int32_t flag) {
-  Line(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":1)");
-  Line(R"("ioctl","descriptor":1,"request":1,"result":0,"flag":)" + std::to_string(flag));
-  Line(R"("close","descriptor":1,"result":0)");
+Exchange Exchange::FromOrigin(std::uint32_t number) const {
+  Exchange exchange = *this;
+  exchange.origin = number;
+  return exchange;
+}
+
+Exchange Exchange::ByFault(int number) const {
+  Exchange exchange = *this;
+  exchange.fault = number;
+  return exchange;
+}
+
+Exchange Reports(const std::string& system, const std::string& app) {
+  Exchange exchange;
+  exchange.system = system;
+  exchange.app = app;
+  return exchange;
+}
+
+Exchange ReportsNothing(const std::string& record) {
+  Exchange exchange;
+  exchange.kind = Exchange::Kind::kReportsNothing;
+  exchange.record = record;
+  return exchange;
+}
+
+Exchange ReplyCutAt(ReplyItem item) {
+  Exchange exchange = Reports("1.1,04/7,3", "2.0,11");
+  exchange.kind = Exchange::Kind::kCut;
+  exchange.cutItem = item;
+  return exchange;
+}
+
+Exchange Refused(std::uint32_t result) {
+  Exchange exchange;
+  exchange.kind = Exchange::Kind::kRefused;
+  exchange.result = result;
+  return exchange;
+}
+
+Exchange NotMarshalled() {
+  Exchange exchange;
+  exchange.kind = Exchange::Kind::kNotMarshalled;
+  return exchange;
+}
+
+Exchange NeverReturns() {
+  Exchange exchange;
+  exchange.kind = Exchange::Kind::kNeverReturns;
+  return exchange;
+}
+
+ExpectedRun::ExpectedRun(const std::string& system, const std::string& app)
+    : fileSystem(Reports(system, app)), update(fileSystem), chip(fileSystem) {}
+
+ExpectedRun& ExpectedRun::ReportFileSystem(const Exchange& exchange) {
+  fileSystem = exchange;
   return *this;
 }
 
-ExpectedJournal& ExpectedJournal::ProbeWithoutNode() {
-  Line(R"("open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"ENOENT")");
+ExpectedRun& ExpectedRun::UpdateAll(const Exchange& exchange) {
+  update = exchange;
   return *this;
 }
 
-ExpectedJournal& ExpectedJournal::ProbeWithFailingIoctl() {
-  Line(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":1)");
+ExpectedRun& ExpectedRun::ReportChip(const Exchange& exchange) {
+  chip = exchange;
+  return *this;
+}
+
+ExpectedRun& ExpectedRun::Information(const Exchange& refusal) {
+  refusedInformation = refusal;
+  return *this;
+}
+
+ExpectedRun& ExpectedRun::WithoutConnection(Lack what, std::uint32_t result, int fault) {
+  lack = what;
+  lackResult = result;
+  lackFault = fault;
+  return *this;
+}
+
+std::string ExpectedRun::Journal() const {
+  Calls calls;
+  calls.Probe(1);
+  if (lack != Lack::kNothing) {
+    for (const int mode : {7, 3, 11}) {
+      calls.UpdateUnconnected(mode, lack, lackResult, lackFault);
+    }
+    calls.InformationUnconnected(lack, lackResult, lackFault);
+    return calls.text;
+  }
+  calls.Update(7, fileSystem);
+  calls.Update(3, update);
+  if (update.kind == Exchange::Kind::kNeverReturns) {
+    return calls.text;
+  }
+  calls.Update(11, chip);
+  if (refusedInformation) {
+    calls.InformationRefused(*refusedInformation);
+  } else {
+    calls.Information();
+  }
+  return calls.text;
+}
+
+std::string JournalOfProbe(std::int32_t flag) {
+  Calls calls;
+  calls.Probe(flag);
+  return calls.text;
+}
+
+std::string JournalOfProbeWithoutNode() {
+  Calls calls;
+  calls.Line(R"("open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"ENOENT")");
+  return calls.text;
+}
+
+std::string JournalOfProbeWithFailingIoctl() {
+  Calls calls;
+  calls.OpenNode();
   // No close: the descriptor is left open.
-  Line(R"("ioctl","descriptor":1,"request":1,"result":-1,"errno":"EIO")");
-  return *this;
-}
-
-void ExpectedJournal::Open(Connection connection, std::uint32_t result, FaultNumber fault) {
-  const std::string success = Hex(0);
-  if (connection == Connection::kNoContext) {
-    Line(R"("TEEC_InitializeContext","name":null,"result":)" + Hex(result), fault);
-    return;
-  }
-  Line(R"("TEEC_InitializeContext","name":null,"result":)" + success +
-       Number("context", ++contexts));
-  const std::string session =
-      "\"TEEC_OpenSession\"" + Number("context", contexts) +
-      R"(,"destination":"58d50001-1105-000f-9799-7f5af3f9c7bb","connectionMethod":0)" +
-      R"(,"connectionData":null,"operation":null,"result":)";
-  if (connection == Connection::kNoSession) {
-    Line(session + Hex(result) + Number("origin", 3), fault);
-    return;
-  }
-  Line(session + success + Number("origin", 4) + Number("session", ++sessions));
-  const std::string memory = "\"TEEC_AllocateSharedMemory\"" + Number("context", contexts) +
-                             R"(,"size":8192,"flags":3,"result":)";
-  if (connection == Connection::kNoMemory) {
-    Line(memory + Hex(result), fault);
-    return;
-  }
-  Line(memory + success + Number("sharedMemory", ++memories));
-}
-
-void ExpectedJournal::Close(Connection connection) {
-  switch (connection) {
-    case Connection::kOpens:
-      Line("\"TEEC_ReleaseSharedMemory\"" + Number("sharedMemory", memories));
-      [[fallthrough]];
-    case Connection::kNoMemory:
-      Line("\"TEEC_CloseSession\"" + Number("session", sessions));
-      [[fallthrough]];
-    case Connection::kNoSession:
-      Line("\"TEEC_FinalizeContext\"" + Number("context", contexts));
-      [[fallthrough]];
-    case Connection::kNoContext:
-      break;
-  }
-}
-
-void ExpectedJournal::MakeMarshaller(bool connected) {
-  Line("\"CNolvWsm\"" + Number("sharedMemory", connected ? memories : 0) +
-       Number("marshaller", ++marshallers));
-}
-
-void ExpectedJournal::DestroyMarshaller() {
-  Line("\"~CNolvWsm\"" + Number("marshaller", marshallers));
-}
-
-void ExpectedJournal::PutMode(std::int32_t mode, bool taken, FaultNumber fault) {
-  Line("\"PutInt\"" + Number("marshaller", marshallers) + Number("value", mode) +
-           (taken ? ",\"result\":true" : ",\"result\":false"),
-       fault);
-}
-
-void ExpectedJournal::Invoke(std::uint32_t command, std::uint32_t result, std::uint32_t origin,
-                             FaultNumber fault) {
-  Line("\"TEEC_InvokeCommand\"" + Number("session", sessions) + Number("command", command) +
-           Number("paramTypes", 15) + Number("sharedMemory", memories) + Number("size", 8192) +
-           Number("offset", 0) + ",\"result\":" + Hex(result) + Number("origin", origin),
-       fault);
-}
-
-void ExpectedJournal::InvokeUnconnected(std::uint32_t command, Connection connection) {
-  // What was never allocated has neither a number nor a size; the library refuses the parameters.
-  const bool sized = connection == Connection::kNoMemory;
-  Line("\"TEEC_InvokeCommand\"" + Number("session", sized ? sessions : 0) +
-       Number("command", command) + Number("paramTypes", 15) + Number("sharedMemory", 0) +
-       Number("size", sized ? 8192 : 0) + Number("offset", 0) +
-       R"(,"result":"0xFFFF0006","origin":1)");
-}
-
-void ExpectedJournal::PrepareReset() {
-  Line("\"PrepareReset\"" + Number("marshaller", marshallers) + Number("mode", 1));
-}
-
-void ExpectedJournal::GetRecord(const std::string& record) {
-  Line("\"GetBlob\"" + Number("marshaller", marshallers) + Number("length", 8) + ",\"bytes\":\"" +
-       record + "\"");
-}
-
-void ExpectedJournal::GetSize(std::size_t size) {
-  Line("\"GetUint\"" + Number("marshaller", marshallers) +
-       Number("value", static_cast<std::int64_t>(size)) + ",\"result\":true");
-}
-
-void ExpectedJournal::GetVersion(const std::string& version) {
-  GetSize(version.size() + 1);
-  Line("\"GetBlob\"" + Number("marshaller", marshallers) +
-       Number("length", static_cast<std::int64_t>(version.size()) + 1) + ",\"bytes\":\"" +
-       VersionBytes(version) + "\"");
-}
-
-ExpectedJournal& ExpectedJournal::Update(std::int32_t mode, const std::string& system,
-                                         const std::string& app, const std::string& record,
-                                         FaultNumber fault) {
-  Open();
-  MakeMarshaller();
-  PutMode(mode);
-  Invoke(18, 0, 4, fault);
-  PrepareReset();
-  GetRecord(record);
-  GetVersion(system);
-  GetVersion(app);
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateRefused(std::int32_t mode, std::uint32_t result,
-                                                std::uint32_t origin, FaultNumber fault) {
-  Open();
-  MakeMarshaller();
-  PutMode(mode);
-  Invoke(18, result, origin, fault);
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateCutAt(std::int32_t mode, ReplyItem item, FaultNumber fault,
-                                              const std::string& record) {
-  const std::string marshaller = Number("marshaller", marshallers + 1);
-  Open();
-  MakeMarshaller();
-  PutMode(mode);
-  Invoke(18, 0, 4, fault);
-  PrepareReset();
-  const std::string missingSize = "\"GetUint\"" + marshaller + ",\"result\":false";
-  switch (item) {
-    case ReplyItem::kRecord:
-      Line("\"GetBlob\"" + marshaller + Number("length", 8) + ",\"bytes\":null");
-      break;
-    case ReplyItem::kSystemSize:
-      GetRecord(record);
-      Line(missingSize);
-      break;
-    case ReplyItem::kSystemVersion:
-      GetRecord(record);
-      GetSize(11);
-      Line("\"GetBlob\"" + marshaller + Number("length", 11) + ",\"bytes\":null");
-      break;
-    case ReplyItem::kAppSize:
-      GetRecord(record);
-      GetVersion("1.1,04/7,3");
-      Line(missingSize);
-      break;
-    case ReplyItem::kAppVersion:
-      GetRecord(record);
-      GetVersion("1.1,04/7,3");
-      GetSize(7);
-      Line("\"GetBlob\"" + marshaller + Number("length", 7) + ",\"bytes\":null");
-      break;
-  }
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateWithoutVersions(std::int32_t mode,
-                                                        const std::string& record) {
-  Open();
-  MakeMarshaller();
-  PutMode(mode);
-  Invoke(18);
-  PrepareReset();
-  GetRecord(record);
-  GetSize(0);
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateNotMarshalled(std::int32_t mode, FaultNumber fault) {
-  Open();
-  MakeMarshaller();
-  PutMode(mode, false, fault);
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateUnconnected(std::int32_t mode, Connection connection,
-                                                    std::uint32_t result, FaultNumber fault) {
-  Open(connection, result, fault);
-  MakeMarshaller(false);
-  PutMode(mode, false);
-  DestroyMarshaller();
-  Close(connection);
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::UpdateInterrupted() {
-  Open();
-  MakeMarshaller();
-  PutMode(3);
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::Information() {
-  Open();
-  Invoke(19);
-  MakeMarshaller();
-  PrepareReset();
-  GetSize(10);
-  Line("\"GetBlob\"" + Number("marshaller", marshallers) + Number("length", 40) +
-       R"(,"bytes":"03000000010000000000000000000000)" + std::string(40, '0') + "ffffffff\"");
-  DestroyMarshaller();
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::InformationRefused(std::uint32_t result, FaultNumber fault) {
-  Open();
-  Invoke(19, result, 4, fault);
-  Close();
-  return *this;
-}
-
-ExpectedJournal& ExpectedJournal::InformationUnconnected(Connection connection,
-                                                         std::uint32_t result, FaultNumber fault) {
-  Open(connection, result, fault);
-  InvokeUnconnected(19, connection);
-  Close(connection);
-  return *this;
+  calls.Line(R"("ioctl","descriptor":1,"request":1,"result":-1,"errno":"EIO")");
+  return calls.text;
 }
 
 }  // namespace vam

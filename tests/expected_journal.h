@@ -1,9 +1,11 @@
 #ifndef TESTS_EXPECTED_JOURNAL_H_
 #define TESTS_EXPECTED_JOURNAL_H_
 
-// The platform calls that a run must make, composed exchange by exchange.
+// The platform calls that a run of the update tool must make, as the board's journal shows them.
+// A run is described by what differs from a good one.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vam {
@@ -11,69 +13,78 @@ namespace vam {
 /// Items of the update reply, in their order.
 enum class ReplyItem { kRecord, kSystemSize, kSystemVersion, kAppSize, kAppVersion };
 
-/// Where an exchange's connection stops opening.
-enum class Connection { kOpens, kNoContext, kNoSession, kNoMemory };
+/// What an exchange's connection lacks.
+enum class Lack { kNothing, kContext, kSession, kSharedMemory };
 
-/// What a fault of the board adds to the line of the call that it changed; 0: no fault.
-using FaultNumber = int;
+/// One exchange with the trusted application, made by one of the functions below and then changed
+/// by the methods.
+struct Exchange {
+  enum class Kind { kReports, kReportsNothing, kCut, kRefused, kNotMarshalled, kNeverReturns };
 
-class ExpectedJournal {
+  Kind kind = Kind::kReports;
+  /// The versions of the reply; both travel with a terminating zero.
+  std::string system;
+  std::string app;
+  /// The bytes of the result record, in hexadecimal.
+  std::string record = "0000000000000000";
+  /// The first item that the reply lacks.
+  ReplyItem cutItem = ReplyItem::kRecord;
+  std::uint32_t result = 0;
+  std::uint32_t origin = 4;
+  /// The board's fault that changed the exchange, as the line of that call names it; 0: none.
+  int fault = 0;
+
+  Exchange WithRecord(const std::string& bytes) const;
+  Exchange FromOrigin(std::uint32_t number) const;
+  Exchange ByFault(int number) const;
+};
+
+/// The reply is a record of zeros and these versions.
+Exchange Reports(const std::string& system, const std::string& app);
+/// The reply is this record and a system size of 0.
+Exchange ReportsNothing(const std::string& record);
+/// The reply cannot be read from `item` on; the versions before it are those of a good run.
+Exchange ReplyCutAt(ReplyItem item);
+/// The invocation fails with `result`, from the trusted application.
+Exchange Refused(std::uint32_t result);
+/// The marshaller refuses the request.
+Exchange NotMarshalled();
+/// The invocation does not return: the run ends there.
+Exchange NeverReturns();
+
+/// A run on a board with a VAM.
+class ExpectedRun {
  public:
-  /// The board probe: open, ioctl, close.
-  ExpectedJournal& Probe(std::int32_t flag);
-  ExpectedJournal& ProbeWithoutNode();
-  ExpectedJournal& ProbeWithFailingIoctl();
+  /// A good run, in which every mode reports the same versions.
+  ExpectedRun(const std::string& system, const std::string& app);
 
-  /// A complete exchange of the update command in `mode`, with a reply of a record of zeros and
-  /// two versions; both travel with a terminating zero. `fault` is that of a changed reply.
-  ExpectedJournal& Update(std::int32_t mode, const std::string& system, const std::string& app,
-                          const std::string& record = "0000000000000000", FaultNumber fault = 0);
-  /// An exchange whose invocation fails.
-  ExpectedJournal& UpdateRefused(std::int32_t mode, std::uint32_t result, std::uint32_t origin,
-                                 FaultNumber fault);
-  /// An exchange whose reply cannot be read from `item` on.
-  ExpectedJournal& UpdateCutAt(std::int32_t mode, ReplyItem item, FaultNumber fault,
-                               const std::string& record = "0000000000000000");
-  /// An exchange whose reply is a record and a system size of 0.
-  ExpectedJournal& UpdateWithoutVersions(std::int32_t mode, const std::string& record);
-  /// An exchange whose request the marshaller refuses.
-  ExpectedJournal& UpdateNotMarshalled(std::int32_t mode, FaultNumber fault);
-  /// An exchange over a connection that did not open; `fault` is that of the call that failed.
-  ExpectedJournal& UpdateUnconnected(std::int32_t mode, Connection connection, std::uint32_t result,
-                                     FaultNumber fault);
-  /// An update in mode 3 whose invocation never returned.
-  ExpectedJournal& UpdateInterrupted();
+  /// The exchanges of the three modes, in their order: 7, 3 and 11.
+  ExpectedRun& ReportFileSystem(const Exchange& exchange);
+  ExpectedRun& UpdateAll(const Exchange& exchange);
+  ExpectedRun& ReportChip(const Exchange& exchange);
+  /// The information query is refused.
+  ExpectedRun& Information(const Exchange& refusal);
+  /// No connection opens: each fails with `result`; `fault` is that of the failing call.
+  ExpectedRun& WithoutConnection(Lack lack, std::uint32_t result, int fault = 0);
 
-  /// The information query with its ten words.
-  ExpectedJournal& Information();
-  ExpectedJournal& InformationRefused(std::uint32_t result, FaultNumber fault);
-  ExpectedJournal& InformationUnconnected(Connection connection, std::uint32_t result,
-                                          FaultNumber fault);
-
-  const std::string& Text() const { return journal; }
+  /// Returns the journal, a call a line.
+  std::string Journal() const;
 
  private:
-  void Line(const std::string& line, FaultNumber fault = 0);
-  void Open(Connection connection = Connection::kOpens, std::uint32_t result = 0,
-            FaultNumber fault = 0);
-  void Close(Connection connection = Connection::kOpens);
-  void MakeMarshaller(bool connected = true);
-  void PutMode(std::int32_t mode, bool taken = true, FaultNumber fault = 0);
-  void Invoke(std::uint32_t command, std::uint32_t result = 0, std::uint32_t origin = 4,
-              FaultNumber fault = 0);
-  void InvokeUnconnected(std::uint32_t command, Connection connection);
-  void PrepareReset();
-  void GetRecord(const std::string& record);
-  void GetSize(std::size_t size);
-  void GetVersion(const std::string& version);
-  void DestroyMarshaller();
-
-  std::string journal;
-  int contexts = 0;
-  int sessions = 0;
-  int memories = 0;
-  int marshallers = 0;
+  Exchange fileSystem;
+  Exchange update;
+  Exchange chip;
+  std::optional<Exchange> refusedInformation;
+  Lack lack = Lack::kNothing;
+  std::uint32_t lackResult = 0;
+  int lackFault = 0;
 };
+
+/// Journals of runs that end with the board probe: it finds this flag, no node, or a node whose
+/// ioctl fails.
+std::string JournalOfProbe(std::int32_t flag);
+std::string JournalOfProbeWithoutNode();
+std::string JournalOfProbeWithFailingIoctl();
 
 }  // namespace vam
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/outcome.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -26,10 +27,6 @@ using ::testing::Optional;
 
 constexpr char kVerified[] = "Updated FW version: 1.1,04/7,3 \n";
 constexpr char kUpdateFailed[] = "vam_updateFW failed:  -65536 \nvam ret: 0 \nfw ret: 0 \n";
-
-std::optional<std::string> Expected(const std::string& board, const std::string& file) {
-  return ReadFile(std::string(VAM_EXPECTATIONS) + "/" + board + "/" + file);
-}
 
 void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream file(path);
@@ -46,14 +43,14 @@ int RunToolInto(const std::string& board, std::optional<int> descriptor) {
       {OnBoard(board, {UpdateTool()}), BoardEnvironment(), descriptor, STDERR_FILENO});
 }
 
-TEST(StatusFilesTest, OkFileHoldsTheLastRunAlone) {
+TEST(StatusFilesTest, OkFile_OfAnotherRun_IsRewritten) {
   const PrivateTmp tmp;
   WriteFile("/tmp/VAM_OK", "Updated FW version: 0.1 \nand more\n");
   EXPECT_EQ(RunTool("update-needed").status, 0);
   EXPECT_THAT(ReadFile("/tmp/VAM_OK"), Optional(std::string(kVerified)));
 }
 
-TEST(StatusFilesTest, ErrorFileKeepsWhatItHeld) {
+TEST(StatusFilesTest, ErrorFile_OfAnotherRun_IsAppendedTo) {
   const PrivateTmp tmp;
   WriteFile("/tmp/VAM_FAIL", "an older entry 1 \n");
   EXPECT_EQ(RunTool("mode-3-failing").status, 255);
@@ -63,7 +60,7 @@ TEST(StatusFilesTest, ErrorFileKeepsWhatItHeld) {
                        "VAM_RET_NOT_IMPLEMENTED 0 \n"));
 }
 
-TEST(StatusFilesTest, BothExistWhenAFailureFollowsASuccess) {
+TEST(StatusFilesTest, FailureAfterASuccess_LeavesBothFiles) {
   const PrivateTmp tmp;
   EXPECT_EQ(RunTool("update-needed").status, 0);
   EXPECT_EQ(RunTool("mode-3-failing").status, 255);
@@ -74,7 +71,7 @@ TEST(StatusFilesTest, BothExistWhenAFailureFollowsASuccess) {
 /// Each of these loses the verdict and changes nothing else.
 class UnwritableStatusFiles : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(UnwritableStatusFiles, LeaveConsoleAndExitStatusAsTheyAre) {
+TEST_P(UnwritableStatusFiles, AnyRun_LosesNothingButItsVerdict) {
   const std::string hindrance = GetParam();
   for (const char* board : {"update-needed", "mode-3-failing"}) {
     const PrivateTmp tmp(hindrance == "full" ? "size=4k" : "");
@@ -88,9 +85,10 @@ TEST_P(UnwritableStatusFiles, LeaveConsoleAndExitStatusAsTheyAre) {
       WriteFile("/tmp/VAM_OK", "");
     }
     const Output output = RunTool(board);
-    EXPECT_EQ(output.standardOutput, Expected(board, "console"));
+    const Outcome expected = ExpectedOutcome(board);
+    EXPECT_EQ(output.standardOutput, expected.console);
     EXPECT_EQ(output.standardError, "");
-    EXPECT_EQ(std::to_string(output.status) + "\n", Expected(board, "status"));
+    EXPECT_EQ(output.status, expected.status);
     // A full file system still has the empty file that was there, and room for nothing.
     EXPECT_EQ(ReadFile("/tmp/VAM_OK").value_or(""), "");
     EXPECT_EQ(ReadFile("/tmp/VAM_FAIL").value_or(""), "");
@@ -101,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Hindrances, UnwritableStatusFiles,
                          ::testing::Values("directories", "readOnly", "full"),
                          [](const auto& hindrance) { return std::string(hindrance.param); });
 
-TEST(ConsoleTest, ClosedStandardOutputLosesNothingElse) {
+TEST(ConsoleTest, ClosedStandardOutput_LosesTheConsoleAlone) {
   const PrivateTmp tmp;
   EXPECT_EQ(RunToolInto("update-needed", std::nullopt), 0);
   EXPECT_THAT(ReadFile("/tmp/VAM_OK"), Optional(std::string(kVerified)));
@@ -110,7 +108,7 @@ TEST(ConsoleTest, ClosedStandardOutputLosesNothingElse) {
               Optional(std::string("ioctl GET_VAM_SUPPORT failed with error: -1 \n")));
 }
 
-TEST(ConsoleTest, FullStandardOutputLosesNothingElse) {
+TEST(ConsoleTest, FullStandardOutput_LosesTheConsoleAlone) {
   const PrivateTmp tmp;
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   ASSERT_GE(full, 0);
@@ -121,7 +119,7 @@ TEST(ConsoleTest, FullStandardOutputLosesNothingElse) {
   EXPECT_THAT(ReadFile("/tmp/VAM_FAIL"), Optional(std::string(kUpdateFailed)));
 }
 
-TEST(ConsoleTest, ReaderThatHasGoneDoesNotEndTheRun) {
+TEST(ConsoleTest, ReaderThatHasGone_DoesNotEndTheRun) {
   const PrivateTmp tmp;
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -131,7 +129,7 @@ TEST(ConsoleTest, ReaderThatHasGoneDoesNotEndTheRun) {
   EXPECT_THAT(ReadFile("/tmp/VAM_OK"), Optional(std::string(kVerified)));
 }
 
-TEST(ConsoleTest, EachLineIsOneWrite) {
+TEST(ConsoleTest, EachLine_IsOneWrite) {
   const PrivateTmp tmp;
   // Keeps the boundaries of what was written.
   int ends[2];
@@ -150,7 +148,7 @@ TEST(ConsoleTest, EachLineIsOneWrite) {
   close(ends[0]);
 
   std::vector<std::string> lines;
-  const std::string console = Expected("update-needed", "console").value();
+  const std::string console = ExpectedOutcome("update-needed").console;
   for (std::size_t start = 0; start < console.size();) {
     const std::size_t end = console.find('\n', start) + 1;
     lines.push_back(console.substr(start, end - start));
@@ -159,7 +157,7 @@ TEST(ConsoleTest, EachLineIsOneWrite) {
   EXPECT_THAT(writes, ElementsAreArray(lines));
 }
 
-TEST(ChipTest, SecondRunWritesNothingToIt) {
+TEST(ChipTest, SecondRun_WritesNothingToTheChip) {
   const PrivateTmp tmp;
   const std::string state = PrivateTmp::Folder() + "/state";
   EXPECT_EQ(RunTool("update-needed", state).status, 0);
@@ -167,7 +165,8 @@ TEST(ChipTest, SecondRunWritesNothingToIt) {
   struct stat before;
   ASSERT_EQ(stat((state + "/chip.memory").c_str(), &before), 0);
 
-  EXPECT_EQ(RunTool("update-needed", state).standardOutput, Expected("update-needed", "console"));
+  EXPECT_EQ(RunTool("update-needed", state).standardOutput,
+            ExpectedOutcome("update-needed").console);
   struct stat after;
   ASSERT_EQ(stat((state + "/chip.memory").c_str(), &after), 0);
   EXPECT_EQ(ReadFile(state + "/chip.memory"), updated);
@@ -182,8 +181,8 @@ std::string BoardWithPowerCut(int writes) {
   return file;
 }
 
-TEST(ChipTest, PowerCutLeavesNoVerdictAndIsToldByTheNextRun) {
-  // Four writes make an update; behind the last one the chip is whole.
+TEST(ChipTest, PowerCut_LeavesNoVerdictAndIsToldByTheNextRun) {
+  // Four writes make an update; after the last one the chip is whole.
   for (const int writes : {1, 2, 3, 4}) {
     const PrivateTmp tmp;
     const std::string state = PrivateTmp::Folder() + "/state";
@@ -191,16 +190,16 @@ TEST(ChipTest, PowerCutLeavesNoVerdictAndIsToldByTheNextRun) {
     EXPECT_EQ(ReadFile("/tmp/VAM_OK"), std::nullopt);
     EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), std::nullopt);
 
-    const std::string next = writes < 4 ? "chip-interrupted" : "update-needed";
+    const Outcome next = ExpectedOutcome(writes < 4 ? "chip-interrupted" : "update-needed");
     const Output output = RunTool("update-needed", state);
-    EXPECT_EQ(output.standardOutput, Expected(next, "console")) << "cut " << writes;
-    EXPECT_EQ(std::to_string(output.status) + "\n", Expected(next, "status"));
-    EXPECT_EQ(ReadFile("/tmp/VAM_OK"), Expected(next, "VAM_OK"));
-    EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), Expected(next, "VAM_FAIL"));
+    EXPECT_EQ(output.standardOutput, next.console) << "cut " << writes;
+    EXPECT_EQ(output.status, next.status);
+    EXPECT_EQ(ReadFile("/tmp/VAM_OK"), next.okFile);
+    EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), next.errorFile);
   }
 }
 
-TEST(ChipTest, UpdateMakesFourWritesAndNoMore) {
+TEST(ChipTest, OneUpdate_MakesFourWrites) {
   const PrivateTmp tmp;
   const Output output = RunTool(BoardWithPowerCut(5));
   EXPECT_EQ(output.status, 0);

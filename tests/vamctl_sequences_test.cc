@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/outcome.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -153,8 +154,7 @@ TEST(OlderUpdateTest, UpdatesTheChipToo) {
 /// Expects one more run of the update tool to make the chip what `whole` is, and to say so.
 void ExpectUpdateMakesWhole(const std::optional<std::string>& whole) {
   const Output update = RunOnBench("update-needed", {UpdateTool()});
-  EXPECT_EQ(update.standardOutput,
-            ReadFile(std::string(VAM_EXPECTATIONS) + "/update-needed/console"));
+  EXPECT_EQ(update.standardOutput, ExpectedOutcome("update-needed").console);
   EXPECT_EQ(update.status, 0);
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), kVerified);
   EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), std::nullopt);

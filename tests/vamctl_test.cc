@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/outcome.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -923,16 +924,15 @@ TEST(BenchVerdictTest, KnowsWhatEveryBoardLeaves) {
   for (const auto& board : std::filesystem::directory_iterator(VAM_EXPECTATIONS)) {
     SCOPED_TRACE(board.path());
     const PrivateTmp tmp;
-    const std::optional<std::string> entries = ReadFile(board.path() / "VAM_FAIL");
-    const std::optional<std::string> verified = ReadFile(board.path() / "VAM_OK");
-    if (entries) {
-      WriteFile("/tmp/VAM_FAIL", *entries);
+    const Outcome left = ExpectedOutcome(board.path().stem());
+    if (left.errorFile) {
+      WriteFile("/tmp/VAM_FAIL", *left.errorFile);
     }
-    if (verified) {
-      WriteFile("/tmp/VAM_OK", *verified);
+    if (left.okFile) {
+      WriteFile("/tmp/VAM_OK", *left.okFile);
     }
     const Output output = Capture({BenchConsole(), "verdict", "--json"}, BoardEnvironment());
-    const std::string outcome = verified ? "verified" : entries ? "not verified" : "none";
+    const std::string outcome = left.okFile ? "verified" : left.errorFile ? "not verified" : "none";
     EXPECT_EQ(output.standardOutput.rfind(R"({"verdict":")" + outcome + R"(",)", 0), 0U)
         << output.standardOutput;
     EXPECT_EQ(output.standardOutput.find("writes no such line"), std::string::npos)

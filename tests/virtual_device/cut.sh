@@ -1,4 +1,4 @@
-# An update during which the host cuts the power, behind the write of the chip that /share/writes
+# An update during which the host cuts the power, after the write of the chip that /share/writes
 # names.
 . /bin/device.sh
 

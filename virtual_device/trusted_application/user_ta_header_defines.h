@@ -4,10 +4,9 @@
 /* What the secure world is told of the VAM's trusted application. There is one chip, so there is
  * one instance; it serves several callers in turn and stays loaded between them. */
 
-#define TA_UUID                                                                    \
-  {                                                                                \
-    0x58d50001, 0x1105, 0x000f, { 0x97, 0x99, 0x7f, 0x5a, 0xf3, 0xf9, 0xc7, 0xbb } \
-  }
+/* TA_UUID, which the build takes from interface/trusted_application.h: that is C++, this is C. */
+#include "trusted_application_uuid.h"
+
 #define TA_FLAGS (TA_FLAG_SINGLE_INSTANCE | TA_FLAG_MULTI_SESSION | TA_FLAG_INSTANCE_KEEP_ALIVE)
 #define TA_STACK_SIZE (32 * 1024)
 #define TA_DATA_SIZE (256 * 1024)
