@@ -76,6 +76,20 @@ configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_cli
   cat "$work/configure.log"
   exit 1
 }
+# What a header lacks fails in the seam check, before anything else that needs it is compiled.
+sed -i.whole 's/PrepareReset/Rewind/' "$sdk/include/CNolvWsm.h"
+if cmake --build "$build" --parallel 2 -- -k 0 >"$work/broken.log" 2>&1; then
+  echo "the tool builds with a marshaller without PrepareReset"
+  exit 1
+fi
+if ! grep -q 'platform/seam_check\.cc:.* error: .*PrepareReset' "$work/broken.log" ||
+  grep '^FAILED: ' "$work/broken.log" | grep -v 'seam_check\.cc\.o'; then
+  cat "$work/broken.log"
+  echo "a marshaller without PrepareReset does not fail in the seam check alone"
+  exit 1
+fi
+mv "$sdk/include/CNolvWsm.h.whole" "$sdk/include/CNolvWsm.h"
+
 cmake --build "$build" --parallel 2 >"$work/build.log" 2>&1 || {
   cat "$work/build.log"
   exit 1
