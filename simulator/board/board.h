@@ -86,6 +86,7 @@ struct Fault {
 };
 
 struct Board {
+  /// The file's name, without its folder and ending, where the file gives no title.
   std::string title;
   std::string about;
   ProbeSection probe;

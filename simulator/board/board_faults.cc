@@ -1,0 +1,259 @@
+#include "simulator/board/board_faults.h"
+
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/tee_codes.h"
+#include "simulator/board/board.h"
+#include "simulator/board/board_section.h"
+#include "simulator/board/code_names.h"
+#include "simulator/board/platform_calls.h"
+#include "simulator/model/answer_fault.h"
+
+namespace vam {
+
+namespace {
+
+constexpr NumberRange kOrigins = {1, 4};
+constexpr NumberRange kNegative32 = {std::numeric_limits<std::int32_t>::min(), -1};
+/// More items than any reply has.
+constexpr NumberRange kItems = {1, 64};
+
+/// Returns 0 for every occurrence.
+std::uint32_t ReadOccurrence(const BoardSection& section) {
+  if (!section.Has("occurrence") || section.Holds("occurrence", "always")) {
+    return 0;
+  }
+  if (!section.HoldsNumber("occurrence")) {
+    section.FailAt("occurrence", "\"occurrence\" must be a number from 1, or \"always\"");
+  }
+  return static_cast<std::uint32_t>(section.Number("occurrence", kPositive32));
+}
+
+std::string OccurrenceInWords(std::uint32_t occurrence) {
+  return occurrence == 0 ? "always" : "occurrence " + std::to_string(occurrence);
+}
+
+std::uint32_t ReadTeeResult(const BoardSection& section) {
+  if (!section.Has("result")) {
+    section.Fail("\"result\" is missing: a TEEC_ name or a number");
+  }
+  if (section.HoldsNumber("result")) {
+    return static_cast<std::uint32_t>(section.Number("result", kUnsigned32));
+  }
+  const std::optional<std::uint32_t> result = TeeCodeByName(section.Text("result"));
+  if (!result) {
+    section.FailAt("result",
+                   "\"result\" must be a number or a name of the TEE Client API, such as "
+                   "\"TEEC_ERROR_GENERIC\"");
+  }
+  return *result;
+}
+
+int ReadErrorNumber(const BoardSection& section, const std::string& call) {
+  const std::optional<int> number = ErrorNumberByName(section.Text("result"));
+  if (!number) {
+    section.FailAt("result",
+                   "\"result\" of " + call + " must be the name of an error, such as \"EIO\"");
+  }
+  return *number;
+}
+
+std::uint32_t ReadNegativeNumber(const BoardSection& section) {
+  if (!section.Has("result")) {
+    section.Fail("\"result\" is missing: a number");
+  }
+  return static_cast<std::uint32_t>(section.Number("result", kNegative32));
+}
+
+PlatformCall ReadCall(const BoardSection& section) {
+  const std::optional<PlatformCall> call = PlatformCallByName(section.Text("call"));
+  if (!call || FailureOf(*call) == CallFailure::kNone) {
+    std::string known;
+    for (PlatformCall each : CallsThatCanFail()) {
+      known += (known.empty() ? "" : ", ") + std::string(PlatformCallName(each));
+    }
+    section.FailAt("call", "\"call\" must be one of " + known);
+  }
+  return *call;
+}
+
+std::uint32_t ReadOrigin(const BoardSection& section, PlatformCall call) {
+  if (FailureOf(call) == CallFailure::kTeeResultAndOrigin) {
+    if (!section.Has("origin")) {
+      section.Fail("\"origin\" is missing: a number from 1 to 4");
+    }
+    return static_cast<std::uint32_t>(section.Number("origin", kOrigins));
+  }
+  if (section.Has("origin")) {
+    section.FailAt("origin", std::string(PlatformCallName(call)) + " has no origin");
+  }
+  return 0;
+}
+
+Fault ReadCallFault(const BoardSection& section) {
+  section.Allow({"call", "occurrence", "result", "origin"});
+  Fault fault;
+  fault.kind = Fault::Kind::kCall;
+  fault.call = ReadCall(section);
+  fault.occurrence = ReadOccurrence(section);
+  const std::string name(PlatformCallName(fault.call));
+  fault.description = name + ", " + OccurrenceInWords(fault.occurrence);
+  fault.origin = ReadOrigin(section, fault.call);
+  switch (FailureOf(fault.call)) {
+    case CallFailure::kTeeResult:
+    case CallFailure::kTeeResultAndOrigin:
+      fault.result = ReadTeeResult(section);
+      break;
+    case CallFailure::kErrorNumber:
+      fault.errorNumber = ReadErrorNumber(section, name);
+      break;
+    case CallFailure::kNegativeNumber:
+      fault.result = ReadNegativeNumber(section);
+      break;
+    case CallFailure::kWithoutReason:
+    case CallFailure::kNone:
+      if (section.Has("result")) {
+        section.FailAt("result", name + " just fails: leave \"result\" out");
+      }
+      break;
+  }
+  return fault;
+}
+
+/// Returns how many of `changes` there are.
+int Count(std::initializer_list<bool> changes) {
+  int count = 0;
+  for (const bool change : changes) {
+    count += change ? 1 : 0;
+  }
+  return count;
+}
+
+void ReadRecord(const BoardSection& section, AnswerFault& answer) {
+  const std::vector<std::int64_t> codes =
+      section.Numbers("record", {2, 2, kSigned32, "two numbers: [vamCode, fwCode]", "a code"});
+  answer.kind = kReplaceRecord;
+  answer.vamCode = static_cast<std::int32_t>(codes[0]);
+  answer.fwCode = static_cast<std::int32_t>(codes[1]);
+}
+
+void ReadItemValue(const BoardSection& section, AnswerFault& answer) {
+  if (section.HoldsNumber("value")) {
+    answer.kind = kReplaceByNumber;
+    answer.number = static_cast<std::uint32_t>(section.Number("value", kAny32));
+    return;
+  }
+  if (!section.HoldsText("value") || section.Text("value").size() > kAnswerFaultBytes) {
+    section.FailAt("value", "\"value\" must be a number or a text of at most " +
+                                std::to_string(kAnswerFaultBytes) + " bytes");
+  }
+  const std::string text = section.Text("value");
+  answer.kind = kReplaceByBytes;
+  answer.byteCount = static_cast<std::uint32_t>(text.size());
+  std::memcpy(answer.bytes, text.data(), text.size());
+}
+
+void ReadItem(const BoardSection& section, AnswerFault& answer) {
+  answer.item = static_cast<std::uint32_t>(section.Number("item", kItems));
+  const bool missing = section.Truth("missing", false);
+  const bool cut = section.Truth("cut", false);
+  if (Count({missing, cut, section.Has("value")}) != 1) {
+    section.Fail("a reply item takes one of missing = true, cut = true, value = ...");
+  }
+  if (missing) {
+    answer.kind = kOmitItem;
+  } else if (cut) {
+    answer.kind = kCutItem;
+  } else {
+    ReadItemValue(section, answer);
+  }
+}
+
+/// Reads the command and the mode that the fault belongs to. Returns both in words.
+std::string ReadCommand(const BoardSection& section, AnswerFault& answer) {
+  std::string words;
+  if (section.HoldsNumber("command")) {
+    answer.command = static_cast<std::uint32_t>(section.Number("command", kUnsigned32));
+    words = "command " + std::to_string(answer.command);
+  } else {
+    words = section.Text("command");
+    const std::optional<std::uint32_t> identifier = CommandByName(words);
+    if (!identifier) {
+      section.FailAt("command",
+                     "\"command\" must be a number or a method of the command interface, "
+                     "such as \"vm_updateFW\"");
+    }
+    answer.command = *identifier;
+  }
+  if (section.Has("mode")) {
+    answer.hasMode = 1;
+    answer.mode = static_cast<std::int32_t>(section.Number("mode", kSigned32));
+    words += " in mode " + std::to_string(answer.mode);
+  }
+  return words;
+}
+
+Fault ReadAnswerFault(const BoardSection& section) {
+  section.Allow(
+      {"command", "mode", "occurrence", "result", "record", "item", "missing", "cut", "value"});
+  Fault fault;
+  fault.kind = Fault::Kind::kAnswer;
+  AnswerFault& answer = fault.answer;
+  const std::string words = ReadCommand(section, answer);
+  answer.occurrence = ReadOccurrence(section);
+  fault.description = words + ", " + OccurrenceInWords(answer.occurrence);
+  if (Count({section.Has("result"), section.Has("record"), section.Has("item")}) != 1) {
+    section.Fail("a command's fault takes one of result, record, item");
+  }
+  if (section.Has("result")) {
+    answer.kind = kFailCommand;
+    answer.result = ReadTeeResult(section);
+  } else if (section.Has("record")) {
+    ReadRecord(section, answer);
+  } else {
+    ReadItem(section, answer);
+  }
+  return fault;
+}
+
+Fault ReadPowerCut(const BoardSection& section) {
+  section.Allow({"power_cut_after_writes"});
+  Fault fault;
+  fault.kind = Fault::Kind::kPowerCut;
+  fault.writes = static_cast<std::uint32_t>(section.Number("power_cut_after_writes", kPositive32));
+  fault.description = "power cut after write " + std::to_string(fault.writes);
+  return fault;
+}
+
+Fault ReadFault(const BoardSection& section) {
+  if (section.Has("call")) {
+    return ReadCallFault(section);
+  }
+  if (section.Has("command")) {
+    return ReadAnswerFault(section);
+  }
+  if (section.Has("power_cut_after_writes")) {
+    return ReadPowerCut(section);
+  }
+  section.Fail("a fault starts with call, command or power_cut_after_writes");
+}
+
+}  // namespace
+
+std::vector<Fault> ReadFaults(const BoardSection& file) {
+  std::vector<Fault> faults;
+  for (const BoardSection& section : file.Children("fault")) {
+    faults.push_back(ReadFault(section));
+    faults.back().number = static_cast<std::uint32_t>(faults.size());
+  }
+  return faults;
+}
+
+}  // namespace vam

@@ -1,0 +1,191 @@
+#include "simulator/board/board_faults.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+
+#include "report/tee_codes.h"
+#include "simulator/board/board.h"
+#include "simulator/board/platform_calls.h"
+#include "simulator/board/wrong_board_test.h"
+#include "simulator/model/answer_fault.h"
+
+namespace vam {
+namespace {
+
+/// A board with one fault of these keys.
+std::string WithFault(const std::string& keys) { return "[[fault]]\n" + keys; }
+
+Fault ReadOneFault(const std::string& keys) {
+  const Board board = ReadBoardText(WithFault(keys), "some.toml");
+  EXPECT_EQ(board.faults.size(), 1U);
+  return board.faults.at(0);
+}
+
+TEST(BoardFaultsTest, FaultOfACall_IsReadWithItsResult) {
+  const Fault named = ReadOneFault(
+      "call = \"TEEC_OpenSession\"\noccurrence = 2\nresult = \"TEEC_ERROR_BUSY\"\norigin = 2");
+  EXPECT_EQ(named.kind, Fault::Kind::kCall);
+  EXPECT_EQ(named.call, PlatformCall::kOpenSession);
+  EXPECT_EQ(named.occurrence, 2U);
+  EXPECT_EQ(named.result, 0xFFFF000DU);
+  EXPECT_EQ(named.origin, 2U);
+
+  const Fault numbered =
+      ReadOneFault("call = \"TEEC_AllocateSharedMemory\"\noccurrence = \"always\"\nresult = 7");
+  EXPECT_EQ(numbered.occurrence, 0U);
+  EXPECT_EQ(numbered.result, 7U);
+
+  const Fault node = ReadOneFault("call = \"ioctl\"\nresult = \"ENODEV\"");
+  EXPECT_EQ(node.occurrence, 0U);
+  EXPECT_EQ(node.errorNumber, ENODEV);
+
+  EXPECT_EQ(ReadOneFault("call = \"CNolvWsm::GetBlob\"\noccurrence = 4294967295").occurrence,
+            0xFFFFFFFFU);
+  EXPECT_EQ(ReadOneFault("call = \"system_info_get_value_string\"\nresult = -5").result,
+            static_cast<std::uint32_t>(-5));
+}
+
+TEST(BoardFaultsTest, FaultWithAnyNamedResult_HasItsValue) {
+  for (const TeeCode& code : kTeeCodes) {
+    const std::string name = code.name;
+    EXPECT_EQ(ReadOneFault("call = \"TEEC_InitializeContext\"\nresult = \"" + name + "\"").result,
+              code.value)
+        << name;
+  }
+}
+
+TEST(BoardFaultsTest, FaultOfACommand_IsReadWithItsChange) {
+  const AnswerFault failed =
+      ReadOneFault("command = \"vm_updateFW\"\nmode = 3\noccurrence = 2\nresult = 4294901760")
+          .answer;
+  EXPECT_EQ(failed.kind, kFailCommand);
+  EXPECT_EQ(failed.command, 18U);
+  EXPECT_EQ(failed.hasMode, 1U);
+  EXPECT_EQ(failed.mode, 3);
+  EXPECT_EQ(failed.occurrence, 2U);
+  EXPECT_EQ(failed.result, 0xFFFF0000U);
+
+  const AnswerFault record = ReadOneFault("command = 18\nrecord = [13, -2147483648]").answer;
+  EXPECT_EQ(record.kind, kReplaceRecord);
+  EXPECT_EQ(record.hasMode, 0U);
+  EXPECT_EQ(record.vamCode, 13);
+  EXPECT_EQ(record.fwCode, INT32_MIN);
+
+  const AnswerFault missing =
+      ReadOneFault("command = \"vam_getFWInfo\"\nitem = 1\nmissing = true").answer;
+  EXPECT_EQ(missing.kind, kOmitItem);
+  EXPECT_EQ(missing.command, 40U);
+  EXPECT_EQ(missing.item, 1U);
+
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 5\ncut = true").answer.kind, kCutItem);
+
+  const AnswerFault number = ReadOneFault("command = 18\nitem = 2\nvalue = -1").answer;
+  EXPECT_EQ(number.kind, kReplaceByNumber);
+  EXPECT_EQ(number.number, 0xFFFFFFFFU);
+
+  const AnswerFault text = ReadOneFault("command = 18\nitem = 3\nvalue = \"a\\u0000b\"").answer;
+  EXPECT_EQ(text.kind, kReplaceByBytes);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(text.bytes), text.byteCount),
+            std::string("a\0b", 3));
+}
+
+TEST(BoardFaultsTest, PowerCut_IsReadWithItsWrite) {
+  const Fault fault = ReadOneFault("power_cut_after_writes = 2");
+  EXPECT_EQ(fault.kind, Fault::Kind::kPowerCut);
+  EXPECT_EQ(fault.writes, 2U);
+}
+
+TEST(BoardFaultsTest, Fault_IsDescribedForReports) {
+  EXPECT_EQ(ReadOneFault("call = \"open\"\nresult = \"EIO\"").description, "open, always");
+  EXPECT_EQ(
+      ReadOneFault("command = \"vm_updateFW\"\nmode = 7\noccurrence = 3\nresult = 1").description,
+      "vm_updateFW in mode 7, occurrence 3");
+  EXPECT_EQ(ReadOneFault("power_cut_after_writes = 2").description, "power cut after write 2");
+}
+
+TEST(BoardFaultsTest, Faults_AreNumberedInTheirOrder) {
+  const Board board = ReadBoardText(
+      WithFault("call = \"vconf_get_str\"\n") + WithFault("power_cut_after_writes = 1\n"),
+      "some.toml");
+  ASSERT_EQ(board.faults.size(), 2U);
+  EXPECT_EQ(board.faults[0].number, 1U);
+  EXPECT_EQ(board.faults[1].number, 2U);
+}
+
+class WrongFaultTest : public ::testing::TestWithParam<WrongBoard> {};
+
+TEST_P(WrongFaultTest, WrongFault_IsRefusedWithOneLineThatNamesThePlace) {
+  ExpectRefused(GetParam());
+}
+
+const WrongBoard kWrongFaults[] = {
+    {"fault_of_nothing", WithFault("occurrence = 1"),
+     "1: a fault starts with call, command or power_cut_after_writes"},
+    {"unknown_call", WithFault("call = \"TEEC_CloseSession\""),
+     "2: \"call\" must be one of TEEC_InitializeContext, "},
+    {"call_with_command_key", WithFault("call = \"open\"\nmode = 3"),
+     "3: unknown key \"mode\" in [[fault]]"},
+    {"call_without_result", WithFault("call = \"TEEC_InitializeContext\""),
+     "1: \"result\" is missing: a TEEC_ name or a number"},
+    {"unknown_result", WithFault("call = \"TEEC_InitializeContext\"\nresult = \"TEEC_ERROR_BIZY\""),
+     "3: \"result\" must be a number or a name of the TEE Client API"},
+    {"result_too_large", WithFault("call = \"TEEC_InitializeContext\"\nresult = 4294967296"),
+     "3: \"result\" must be a whole number from 0 to 4294967295"},
+    {"origin_missing", WithFault("call = \"TEEC_OpenSession\"\nresult = 1"),
+     "1: \"origin\" is missing: a number from 1 to 4"},
+    {"origin_too_large", WithFault("call = \"TEEC_OpenSession\"\nresult = 1\norigin = 5"),
+     "4: \"origin\" must be a whole number from 1 to 4"},
+    {"origin_of_no_origin", WithFault("call = \"open\"\nresult = \"EIO\"\norigin = 1"),
+     "4: open has no origin"},
+    {"unknown_error_name", WithFault("call = \"open\"\nresult = \"EOOPS\""),
+     "3: \"result\" of open must be the name of an error"},
+    {"result_of_plain_failure", WithFault("call = \"vconf_get_str\"\nresult = 1"),
+     "3: vconf_get_str just fails: leave \"result\" out"},
+    {"system_information_success", WithFault("call = \"system_info_get_value_string\"\nresult = 0"),
+     "3: \"result\" must be a whole number from -2147483648 to -1"},
+    {"system_information_no_result", WithFault("call = \"system_info_get_value_string\""),
+     "1: \"result\" is missing: a number"},
+    {"occurrence_zero", WithFault("call = \"open\"\nresult = \"EIO\"\noccurrence = 0"),
+     "4: \"occurrence\" must be a whole number from 1"},
+    {"occurrence_other_word",
+     WithFault("call = \"open\"\nresult = \"EIO\"\noccurrence = \"never\""),
+     "4: \"occurrence\" must be a number from 1, or \"always\""},
+    {"unknown_command", WithFault("command = \"vm_updateFw\"\nresult = 1"),
+     "2: \"command\" must be a number or a method of the command interface"},
+    {"command_negative", WithFault("command = -1\nresult = 1"),
+     "2: \"command\" must be a whole number from 0"},
+    {"mode_not_number", WithFault("command = 18\nmode = \"3\"\nresult = 1"),
+     "3: \"mode\" must be a whole number"},
+    {"command_without_change", WithFault("command = 18"),
+     "1: a command's fault takes one of result, record, item"},
+    {"command_with_two_changes", WithFault("command = 18\nresult = 1\nrecord = [1, 2]"),
+     "1: a command's fault takes one of result, record, item"},
+    {"record_of_one", WithFault("command = 18\nrecord = [1]"),
+     "3: \"record\" must be two numbers: [vamCode, fwCode]"},
+    {"record_code_too_large", WithFault("command = 18\nrecord = [0, 2147483648]"),
+     "3: a code of \"record\" must be a whole number"},
+    {"item_zero", WithFault("command = 18\nitem = 0\ncut = true"),
+     "3: \"item\" must be a whole number from 1 to 64"},
+    {"item_unchanged", WithFault("command = 18\nitem = 1\ncut = false"),
+     "1: a reply item takes one of missing = true, cut = true, value = ..."},
+    {"item_changed_twice", WithFault("command = 18\nitem = 1\ncut = true\nvalue = 1"),
+     "1: a reply item takes one of"},
+    {"item_value_too_long",
+     WithFault("command = 18\nitem = 1\nvalue = \"" + std::string(513, 'a') + "\""),
+     "4: \"value\" must be a number or a text of at most 512 bytes"},
+    {"item_value_of_truth", WithFault("command = 18\nitem = 1\nvalue = true"),
+     "4: \"value\" must be a number or a text"},
+    {"power_cut_zero", WithFault("power_cut_after_writes = 0"),
+     "2: \"power_cut_after_writes\" must be a whole number from 1"},
+    {"power_cut_with_result", WithFault("power_cut_after_writes = 1\nresult = 1"),
+     "3: unknown key \"result\" in [[fault]]"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Faults, WrongFaultTest, ::testing::ValuesIn(kWrongFaults), NameOf);
+
+}  // namespace
+}  // namespace vam
