@@ -20,17 +20,41 @@
 
 namespace {
 
-/// Versions of the system and the application part of one firmware.
-struct Versions {
-  std::string system;
-  std::string app;
+/// What the update command brought back in one mode.
+struct ModeAnswer {
+  std::int32_t code = 0;
+  std::string systemVersion;
+  std::string appVersion;
 };
 
-/// Fetches and prints the firmware information words. They are printed also when they could not be
-/// fetched; that failure leaves an entry and does not end the run.
-void ReportFirmwareInformation(CaVamInterfaceSp& vam) {
+/// What the update command brought back in all three.
+struct UpdateAnswers {
+  ModeAnswer fileSystem;
+  ModeAnswer updated;
+  ModeAnswer chip;
+  /// One record for all three: it ends as the last call that filled it left it.
+  VamResult result{};
+};
+
+/// Runs the update command in every mode, whatever the earlier ones returned.
+UpdateAnswers RunUpdate(CaVamInterfaceSp& interface) {
+  vam::PrintLine("Run updateBIN for VAM_UPDATEFW_ALL");
+  UpdateAnswers answers;
+  const auto run = [&](vam::UpdateMode mode, ModeAnswer& answer) {
+    answer.code =
+        interface.vm_updateFW(mode, answer.systemVersion, answer.appVersion, &answers.result);
+  };
+  run(vam::kReportFileSystem, answers.fileSystem);
+  run(vam::kUpdateAll, answers.updated);
+  run(vam::kReportChip, answers.chip);
+  return answers;
+}
+
+/// Fetches and prints the firmware information words. A failure leaves an entry and does not end
+/// the run; the words, all 0 then, are printed all the same.
+void ReportFirmwareInformation(CaVamInterfaceSp& interface) {
   std::array<std::uint32_t, 10> words{};
-  const std::int32_t code = vam.vm_getFWInfo(words.data(), std::uint32_t{words.size()});
+  const std::int32_t code = interface.vm_getFWInfo(words.data(), std::uint32_t{words.size()});
   if (code != 0) {
     WriteToErrorFile(vam::kInformationFailed, code);
   }
@@ -55,6 +79,46 @@ void ReportMismatch(const std::string& message, const VamResult& result) {
   WriteToErrorFile(message, -1, result);
 }
 
+/// Leaves the verdict on `answers` in the status files and returns the exit status. The versions
+/// of `answers` are trimmed on the way.
+int Judge(UpdateAnswers& answers) {
+  auto& [fileSystem, updated, chip, result] = answers;
+  // Before the codes: a firmware branch that does not implement the update has not failed.
+  if (result.vamCode == VAM_RET_NOT_IMPLEMENTED) {
+    vam::PrintLine("QX branch work detected!");
+    WriteToErrorFile(vam::kNotImplemented, result.vamCode);
+    return 0;
+  }
+  if (updated.code != 0) {
+    vam::PrintLine("vam_updateFW failed");
+    WriteToErrorFile(vam::kUpdateFailed, updated.code, result);
+    return -1;
+  }
+  if (fileSystem.code != 0) {
+    WriteToErrorFile(vam::kImageVersionsFailed, fileSystem.code, result);
+    return -1;
+  }
+  if (chip.code != 0) {
+    WriteToErrorFile(vam::kChipVersionsFailed, chip.code, result);
+    return -1;
+  }
+
+  const bool systemMatches = VerifyPart("systemVersion", updated.systemVersion, chip.systemVersion,
+                                        fileSystem.systemVersion);
+  if (!systemMatches) {
+    ReportMismatch(vam::kSystemMismatch, result);
+  }
+  const bool appMatches =
+      VerifyPart("appVersion", updated.appVersion, chip.appVersion, fileSystem.appVersion);
+  if (!appMatches) {
+    ReportMismatch(vam::kAppMismatch, result);
+  }
+  if (systemMatches && appMatches) {
+    WriteToVamOkFile(vam::kVerifiedMessage + chip.systemVersion, true);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main() {
@@ -62,54 +126,8 @@ int main() {
   if (IsVamSupported() == 0) {
     return 0;
   }
-
-  CaVamInterfaceSp vam(vam::TrustedApplicationUuid());
-  vam::PrintLine("Run updateBIN for VAM_UPDATEFW_ALL");
-
-  // One record for all three: it ends as the last call that filled it left it.
-  VamResult result{};
-  Versions fileSystem;
-  Versions updated;
-  Versions chip;
-  const std::int32_t fileSystemCode =
-      vam.vm_updateFW(vam::kReportFileSystem, fileSystem.system, fileSystem.app, &result);
-  const std::int32_t updateCode =
-      vam.vm_updateFW(vam::kUpdateAll, updated.system, updated.app, &result);
-  const std::int32_t chipCode = vam.vm_updateFW(vam::kReportChip, chip.system, chip.app, &result);
-
-  ReportFirmwareInformation(vam);
-
-  // Before the codes: a firmware branch that does not implement the update has not failed.
-  if (result.vamCode == VAM_RET_NOT_IMPLEMENTED) {
-    vam::PrintLine("QX branch work detected!");
-    WriteToErrorFile(vam::kNotImplemented, result.vamCode);
-    return 0;
-  }
-  if (updateCode != 0) {
-    vam::PrintLine("vam_updateFW failed");
-    WriteToErrorFile(vam::kUpdateFailed, updateCode, result);
-    return -1;
-  }
-  if (fileSystemCode != 0) {
-    WriteToErrorFile(vam::kImageVersionsFailed, fileSystemCode, result);
-    return -1;
-  }
-  if (chipCode != 0) {
-    WriteToErrorFile(vam::kChipVersionsFailed, chipCode, result);
-    return -1;
-  }
-
-  const bool systemMatches =
-      VerifyPart("systemVersion", updated.system, chip.system, fileSystem.system);
-  if (!systemMatches) {
-    ReportMismatch(vam::kSystemMismatch, result);
-  }
-  const bool appMatches = VerifyPart("appVersion", updated.app, chip.app, fileSystem.app);
-  if (!appMatches) {
-    ReportMismatch(vam::kAppMismatch, result);
-  }
-  if (systemMatches && appMatches) {
-    WriteToVamOkFile(vam::kVerifiedMessage + chip.system, true);
-  }
-  return 0;
+  CaVamInterfaceSp interface(vam::TrustedApplicationUuid());
+  UpdateAnswers answers = RunUpdate(interface);
+  ReportFirmwareInformation(interface);
+  return Judge(answers);
 }
