@@ -9,11 +9,11 @@
 
 namespace {
 
-constexpr std::string_view kSubstringSeparator = "/";
-constexpr std::string_view kPartSeparator = ",";
+constexpr char kSubstringSeparator = '/';
+constexpr char kPartSeparator = ',';
 
 /// Returns the piece of `text` from `offset` to the next separator or to the end.
-std::string_view PieceAt(std::string_view text, std::size_t offset, std::string_view separator) {
+std::string_view PieceAt(std::string_view text, std::size_t offset, char separator) {
   return text.substr(offset, text.find(separator, offset) - offset);
 }
 
@@ -40,7 +40,7 @@ bool CompareParts(std::string_view first, std::string_view second) {
       vam::PrintLine("substrings part diff!");
       return false;
     }
-    offset += part.size() + kPartSeparator.size();
+    offset += part.size() + 1;
   }
   return true;
 }
@@ -62,7 +62,7 @@ bool compareVersion(std::string first, std::string second) {
     if (!CompareParts(substring, counterpart)) {
       return false;
     }
-    offset += substring.size() + kSubstringSeparator.size();
+    offset += substring.size() + 1;
   }
   return true;
 }
