@@ -33,7 +33,8 @@ bool CNolvWsm::GetUint(std::uint32_t* value) {
   return true;
 }
 void* CNolvWsm::GetBlob(std::uint32_t length) {
-  return length == sizeof record ? static_cast<void*>(record)
-         : length == sizeof version ? static_cast<void*>(version)
-                                    : static_cast<void*>(words);
+  if (length == sizeof record) {
+    return record;
+  }
+  return length == sizeof version ? static_cast<void*>(version) : words;
 }
