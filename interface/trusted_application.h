@@ -36,6 +36,30 @@ enum CommandIdentifier : uint32_t {
   kVamRemoveAkKeys = 44,
 };
 
+/// A command, and the method of CaVamInterfaceSp that sends it.
+struct NamedCommand {
+  CommandIdentifier identifier;
+  const char* method;
+};
+
+constexpr NamedCommand kCommands[] = {
+    {kVmUpdateFw, "vm_updateFW"},
+    {kVmGetFwInfo, "vm_getFWInfo"},
+    {kVamCheckVamAk, "vam_checkVamAk"},
+    {kVamAkProvision, "vam_akProvision"},
+    {kVamAkProvisionRpmb, "vam_akProvisionRPMB"},
+    {kVamGetPublicKeyStatus, "vam_getPublicKeyStatus"},
+    {kVamGetInfo, "vam_getInfo"},
+    {kVamGetAppInfo, "vam_getAppInfo"},
+    {kVamUpdateFw, "vam_updateFW"},
+    {kVamSelfTestAll, "vam_selfTestAll"},
+    {kVamGetHackInfo, "vam_getHackInfo"},
+    {kVamGetFwInfo, "vam_getFWInfo"},
+    {kVamForceRecovery, "vam_forceRecovery"},
+    {kVamForceRecoverySp, "vam_forceRecoverySP"},
+    {kVamRemoveAkKeys, "vam_removeAkKeys"},
+};
+
 /// Modes of the update commands. The interface passes any number; these are the ones that the
 /// trusted application knows.
 enum UpdateMode : int32_t {

@@ -11,64 +11,45 @@ namespace vam {
 
 namespace {
 
-template <typename Value>
-struct Named {
+struct NamedError {
   const char* name;
-  Value value;
+  int number;
 };
 
-constexpr Named<int> kErrorNumbers[] = {
+constexpr NamedError kErrorNumbers[] = {
     {"EPERM", EPERM},   {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
     {"ENXIO", ENXIO},   {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
     {"EBUSY", EBUSY},   {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
     {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT},
 };
 
-constexpr Named<std::uint32_t> kCommands[] = {
-    {"vm_updateFW", kVmUpdateFw},
-    {"vm_getFWInfo", kVmGetFwInfo},
-    {"vam_checkVamAk", kVamCheckVamAk},
-    {"vam_akProvision", kVamAkProvision},
-    {"vam_akProvisionRPMB", kVamAkProvisionRpmb},
-    {"vam_getPublicKeyStatus", kVamGetPublicKeyStatus},
-    {"vam_getInfo", kVamGetInfo},
-    {"vam_getAppInfo", kVamGetAppInfo},
-    {"vam_updateFW", kVamUpdateFw},
-    {"vam_selfTestAll", kVamSelfTestAll},
-    {"vam_getHackInfo", kVamGetHackInfo},
-    {"vam_getFWInfo", kVamGetFwInfo},
-    {"vam_forceRecovery", kVamForceRecovery},
-    {"vam_forceRecoverySP", kVamForceRecoverySp},
-    {"vam_removeAkKeys", kVamRemoveAkKeys},
-};
+}  // namespace
 
-template <typename Value, std::size_t Count>
-std::optional<Value> ByName(const Named<Value> (&table)[Count], const std::string& name) {
-  for (const Named<Value>& entry : table) {
-    if (name == entry.name) {
-      return entry.value;
+std::optional<int> ErrorNumberByName(const std::string& name) {
+  for (const NamedError& error : kErrorNumbers) {
+    if (name == error.name) {
+      return error.number;
     }
   }
   return std::nullopt;
 }
 
-}  // namespace
-
-std::optional<int> ErrorNumberByName(const std::string& name) {
-  return ByName(kErrorNumbers, name);
-}
-
 std::string ErrorNumberName(int number) {
-  for (const Named<int>& entry : kErrorNumbers) {
-    if (number == entry.value) {
-      return entry.name;
+  for (const NamedError& error : kErrorNumbers) {
+    if (number == error.number) {
+      return error.name;
     }
   }
   return std::to_string(number);
 }
 
 std::optional<std::uint32_t> CommandByName(const std::string& name) {
-  return ByName(kCommands, name);
+  for (const NamedCommand& command : kCommands) {
+    if (name == command.method) {
+      return command.identifier;
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace vam

@@ -111,6 +111,147 @@ bool IsSuccess(const VamResult& record) { return record.vamCode == 0 && record.f
 
 bool CarriesMode(uint32_t command) { return command == kVmUpdateFw || command == kVamUpdateFw; }
 
+// What the commands answer, besides the updates: a function each, which CarryOut() calls.
+
+uint32_t GetInformationWords(Chip& chip, Reply& reply) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  reply.PutUint(chip.Memory().informationCount);
+  if (chip.Memory().informationCount != 0) {
+    reply.PutBlob(chip.Memory().information,
+                  chip.Memory().informationCount * static_cast<uint32_t>(sizeof(uint32_t)));
+  }
+  return kTeeSuccess;
+}
+
+uint32_t GetHackInformation(Chip& chip, Reply& reply) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  reply.PutInt(static_cast<int32_t>(chip.Memory().hackInformationSize));
+  if (chip.Memory().hackInformationSize != 0) {
+    reply.PutBlob(chip.Memory().hackInformation, chip.Memory().hackInformationSize);
+  }
+  return kTeeSuccess;
+}
+
+/// Reads an AK record: its length, then as many bytes.
+uint32_t ReadAkRecord(ValueCursor& request, const uint8_t*& record, uint32_t& length) {
+  if (!get_uint(request, &length)) {
+    return kTeeErrorBadFormat;
+  }
+  record = get_blob(request, length);
+  if (record == nullptr) {
+    return kTeeErrorBadFormat;
+  }
+  return length >= 1 && length <= kAkRecordCapacity ? kTeeSuccess : kTeeErrorBadParameters;
+}
+
+uint32_t ProvisionAk(Chip& chip, ValueCursor& request) {
+  const uint8_t* record = nullptr;
+  uint32_t length = 0;
+  const uint32_t result = ReadAkRecord(request, record, length);
+  if (result != kTeeSuccess) {
+    return result;
+  }
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  memcpy(chip.Memory().akRecord, record, length);
+  memset(chip.Memory().akRecord + length, 0, kAkRecordCapacity - length);
+  chip.Memory().akRecordSize = length;
+  return chip.Save() ? kTeeSuccess : kTeeErrorGeneric;
+}
+
+uint32_t CheckAk(Chip& chip, ValueCursor& request) {
+  const uint8_t* record = nullptr;
+  uint32_t length = 0;
+  const uint32_t result = ReadAkRecord(request, record, length);
+  if (result != kTeeSuccess) {
+    return result;
+  }
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  if (chip.Memory().akRecordSize == 0) {
+    return kTeeErrorItemNotFound;
+  }
+  const bool same =
+      chip.Memory().akRecordSize == length && memcmp(chip.Memory().akRecord, record, length) == 0;
+  return same ? kTeeSuccess : kTeeErrorSecurity;
+}
+
+uint32_t ProvisionAkFromRpmb(Chip& chip) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  if (chip.Memory().rpmbRecordSize == 0) {
+    return kTeeErrorItemNotFound;
+  }
+  memcpy(chip.Memory().akRecord, chip.Memory().rpmbRecord, kAkRecordCapacity);
+  chip.Memory().akRecordSize = chip.Memory().rpmbRecordSize;
+  return chip.Save() ? kTeeSuccess : kTeeErrorGeneric;
+}
+
+uint32_t GetPublicKeyStatus(Chip& chip) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  return chip.Memory().akRecordSize != 0 ? kTeeSuccess : kTeeErrorItemNotFound;
+}
+
+uint32_t RemoveAkKeys(Chip& chip) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  if (chip.Memory().akRecordSize == 0) {
+    return kTeeErrorItemNotFound;
+  }
+  memset(chip.Memory().akRecord, 0, kAkRecordCapacity);
+  chip.Memory().akRecordSize = 0;
+  return chip.Save() ? kTeeSuccess : kTeeErrorGeneric;
+}
+
+uint32_t SelfTest(Chip& chip) {
+  if (!chip.Load() || chip.Memory().state == kChipInterrupted) {
+    return kTeeErrorBadState;
+  }
+  return chip.Memory().selfTestPasses != 0 ? kTeeSuccess : kTeeErrorGeneric;
+}
+
+uint32_t GetInfo(Chip& chip) { return chip.Load() ? kTeeSuccess : kTeeErrorBadState; }
+
+uint32_t ForceRecovery(Chip& chip) {
+  const bool readable = chip.Load();
+  if (readable && chip.Memory().state != kChipInterrupted) {
+    return kTeeSuccess;
+  }
+  if (!readable) {
+    // Nothing of a damaged memory is trusted; the chip starts as one that was never written.
+    memset(&chip.Memory(), 0, sizeof chip.Memory());
+    chip.Memory().implementsUpdates = 1;
+    chip.Memory().selfTestPasses = 1;
+    chip.Memory().partCapacity = kPartSizeLimit;
+  }
+  memset(&chip.Memory().system, 0, sizeof chip.Memory().system);
+  memset(&chip.Memory().app, 0, sizeof chip.Memory().app);
+  chip.Memory().state = kChipRecovered;
+  return chip.Save() ? kTeeSuccess : kTeeErrorGeneric;
+}
+
+uint32_t ForceRecoverySystemPart(Chip& chip) {
+  if (!chip.Load()) {
+    return kTeeErrorBadState;
+  }
+  if (chip.Memory().state != kChipInterrupted) {
+    return kTeeSuccess;
+  }
+  memset(&chip.Memory().system, 0, sizeof chip.Memory().system);
+  chip.Memory().state = kChipRecovered;
+  return chip.Save() ? kTeeSuccess : kTeeErrorGeneric;
+}
+
 }  // namespace
 
 uint32_t TrustedApplication::Invoke(uint32_t command, uint8_t* block, size_t size) {
@@ -144,36 +285,32 @@ uint32_t TrustedApplication::CarryOut(uint32_t command, ValueCursor& request, Re
       return RunOlderUpdate(request);
     case kVmGetFwInfo:
     case kVamGetFwInfo:
-      return GetInformationWords(reply);
+      return GetInformationWords(chip, reply);
     case kVamGetHackInfo:
-      return GetHackInformation(reply);
+      return GetHackInformation(chip, reply);
     case kVamAkProvision:
-      return ProvisionAk(request);
+      return ProvisionAk(chip, request);
     case kVamCheckVamAk:
-      return CheckAk(request);
+      return CheckAk(chip, request);
     case kVamAkProvisionRpmb:
-      return ProvisionAkFromRpmb();
+      return ProvisionAkFromRpmb(chip);
     case kVamGetPublicKeyStatus:
-      return GetPublicKeyStatus();
+      return GetPublicKeyStatus(chip);
     case kVamRemoveAkKeys:
-      return RemoveAkKeys();
+      return RemoveAkKeys(chip);
     case kVamSelfTestAll:
-      return SelfTest();
+      return SelfTest(chip);
     case kVamGetInfo:
     case kVamGetAppInfo:
-      return GetInfo();
+      return GetInfo(chip);
     case kVamForceRecovery:
-      return ForceRecovery();
+      return ForceRecovery(chip);
     case kVamForceRecoverySp:
-      return ForceRecoverySystemPart();
+      return ForceRecoverySystemPart(chip);
     default:
       return kTeeErrorNotSupported;
   }
 }
-
-bool TrustedApplication::LoadChip() { return LoadChipMemory(store, digest, chip); }
-
-bool TrustedApplication::SaveChip() { return SaveChipMemory(store, digest, chip); }
 
 uint32_t TrustedApplication::RunUpdate(ValueCursor& request, Reply& reply) {
   int32_t mode = 0;
@@ -206,7 +343,7 @@ VamResult TrustedApplication::CarryOutMode(int32_t mode, Versions& versions) {
   switch (mode) {
     case kReportFileSystem: {
       const VamResult record = ReportImage(versions);
-      const bool unimplemented = LoadChip() && Memory().implementsUpdates == 0;
+      const bool unimplemented = chip.Load() && chip.Memory().implementsUpdates == 0;
       return unimplemented ? VamResult{VAM_RET_NOT_IMPLEMENTED, ZELK_NO_ERROR} : record;
     }
     case kUpdateAll:
@@ -231,14 +368,14 @@ VamResult TrustedApplication::ReportImage(Versions& versions) {
 }
 
 VamResult TrustedApplication::ReportChip(Versions& versions) {
-  if (!LoadChip()) {
+  if (!chip.Load()) {
     return {VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR};
   }
-  if (Memory().state == kChipInterrupted) {
+  if (chip.Memory().state == kChipInterrupted) {
     return {VAM_RET_CORE_ERROR, -ZELK_FW_ERROR};
   }
-  versions = {&Memory().system.version, &Memory().app.version};
-  if (Memory().implementsUpdates == 0) {
+  versions = {&chip.Memory().system.version, &chip.Memory().app.version};
+  if (chip.Memory().implementsUpdates == 0) {
     return {VAM_RET_NOT_IMPLEMENTED, ZELK_NO_ERROR};
   }
   return kSuccessRecord;
@@ -255,13 +392,13 @@ VamResult TrustedApplication::UpdateChip(Versions& versions) {
     versions = {};
     return imageRecord;
   }
-  const bool upToDate = Memory().state == kChipWhole &&
-                        memcmp(Memory().imageDigest, firmware.digest, kDigestSize) == 0;
+  const bool upToDate = chip.Memory().state == kChipWhole &&
+                        memcmp(chip.Memory().imageDigest, firmware.digest, kDigestSize) == 0;
   if (upToDate) {
     return kSuccessRecord;
   }
-  if (firmware.header.systemSize > Memory().partCapacity ||
-      firmware.header.appSize > Memory().partCapacity) {
+  if (firmware.header.systemSize > chip.Memory().partCapacity ||
+      firmware.header.appSize > chip.Memory().partCapacity) {
     versions = {};
     return {VAM_RET_STORAGE_ERROR, -ZELK_BUFFER_NOT_ENOUGH};
   }
@@ -273,171 +410,28 @@ VamResult TrustedApplication::UpdateChip(Versions& versions) {
 }
 
 bool TrustedApplication::WriteFirmware() {
-  ChipMemory& memory = Memory();
+  ChipMemory& memory = chip.Memory();
   // Marked first: power that fails behind any of these writes leaves a chip that knows it.
   memory.state = kChipInterrupted;
   memset(memory.imageDigest, 0, sizeof memory.imageDigest);
-  if (!SaveChip()) {
+  if (!chip.Save()) {
     return false;
   }
   memory.system.version = firmware.header.runsSystem;
   memory.system.size = firmware.header.systemSize;
   memcpy(memory.system.digest, firmware.systemDigest, kDigestSize);
-  if (!SaveChip()) {
+  if (!chip.Save()) {
     return false;
   }
   memory.app.version = firmware.header.runsApp;
   memory.app.size = firmware.header.appSize;
   memcpy(memory.app.digest, firmware.appDigest, kDigestSize);
-  if (!SaveChip()) {
+  if (!chip.Save()) {
     return false;
   }
   memory.state = kChipWhole;
   memcpy(memory.imageDigest, firmware.digest, kDigestSize);
-  return SaveChip();
-}
-
-uint32_t TrustedApplication::GetInformationWords(Reply& reply) {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  reply.PutUint(Memory().informationCount);
-  if (Memory().informationCount != 0) {
-    reply.PutBlob(Memory().information,
-                  Memory().informationCount * static_cast<uint32_t>(sizeof(uint32_t)));
-  }
-  return kTeeSuccess;
-}
-
-uint32_t TrustedApplication::GetHackInformation(Reply& reply) {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  reply.PutInt(static_cast<int32_t>(Memory().hackInformationSize));
-  if (Memory().hackInformationSize != 0) {
-    reply.PutBlob(Memory().hackInformation, Memory().hackInformationSize);
-  }
-  return kTeeSuccess;
-}
-
-namespace {
-
-/// Reads an AK record: its length, then as many bytes.
-uint32_t ReadAkRecord(ValueCursor& request, const uint8_t*& record, uint32_t& length) {
-  if (!get_uint(request, &length)) {
-    return kTeeErrorBadFormat;
-  }
-  record = get_blob(request, length);
-  if (record == nullptr) {
-    return kTeeErrorBadFormat;
-  }
-  return length >= 1 && length <= kAkRecordCapacity ? kTeeSuccess : kTeeErrorBadParameters;
-}
-
-}  // namespace
-
-uint32_t TrustedApplication::ProvisionAk(ValueCursor& request) {
-  const uint8_t* record = nullptr;
-  uint32_t length = 0;
-  const uint32_t result = ReadAkRecord(request, record, length);
-  if (result != kTeeSuccess) {
-    return result;
-  }
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  memcpy(Memory().akRecord, record, length);
-  memset(Memory().akRecord + length, 0, kAkRecordCapacity - length);
-  Memory().akRecordSize = length;
-  return SaveChip() ? kTeeSuccess : kTeeErrorGeneric;
-}
-
-uint32_t TrustedApplication::CheckAk(ValueCursor& request) {
-  const uint8_t* record = nullptr;
-  uint32_t length = 0;
-  const uint32_t result = ReadAkRecord(request, record, length);
-  if (result != kTeeSuccess) {
-    return result;
-  }
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  if (Memory().akRecordSize == 0) {
-    return kTeeErrorItemNotFound;
-  }
-  const bool same =
-      Memory().akRecordSize == length && memcmp(Memory().akRecord, record, length) == 0;
-  return same ? kTeeSuccess : kTeeErrorSecurity;
-}
-
-uint32_t TrustedApplication::ProvisionAkFromRpmb() {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  if (Memory().rpmbRecordSize == 0) {
-    return kTeeErrorItemNotFound;
-  }
-  memcpy(Memory().akRecord, Memory().rpmbRecord, kAkRecordCapacity);
-  Memory().akRecordSize = Memory().rpmbRecordSize;
-  return SaveChip() ? kTeeSuccess : kTeeErrorGeneric;
-}
-
-uint32_t TrustedApplication::GetPublicKeyStatus() {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  return Memory().akRecordSize != 0 ? kTeeSuccess : kTeeErrorItemNotFound;
-}
-
-uint32_t TrustedApplication::RemoveAkKeys() {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  if (Memory().akRecordSize == 0) {
-    return kTeeErrorItemNotFound;
-  }
-  memset(Memory().akRecord, 0, kAkRecordCapacity);
-  Memory().akRecordSize = 0;
-  return SaveChip() ? kTeeSuccess : kTeeErrorGeneric;
-}
-
-uint32_t TrustedApplication::SelfTest() {
-  if (!LoadChip() || Memory().state == kChipInterrupted) {
-    return kTeeErrorBadState;
-  }
-  return Memory().selfTestPasses != 0 ? kTeeSuccess : kTeeErrorGeneric;
-}
-
-uint32_t TrustedApplication::GetInfo() { return LoadChip() ? kTeeSuccess : kTeeErrorBadState; }
-
-uint32_t TrustedApplication::ForceRecovery() {
-  const bool readable = LoadChip();
-  if (readable && Memory().state != kChipInterrupted) {
-    return kTeeSuccess;
-  }
-  if (!readable) {
-    // Nothing of a damaged memory is trusted; the chip starts as one that was never written.
-    memset(&chip, 0, sizeof chip);
-    Memory().implementsUpdates = 1;
-    Memory().selfTestPasses = 1;
-    Memory().partCapacity = kPartSizeLimit;
-  }
-  memset(&Memory().system, 0, sizeof Memory().system);
-  memset(&Memory().app, 0, sizeof Memory().app);
-  Memory().state = kChipRecovered;
-  return SaveChip() ? kTeeSuccess : kTeeErrorGeneric;
-}
-
-uint32_t TrustedApplication::ForceRecoverySystemPart() {
-  if (!LoadChip()) {
-    return kTeeErrorBadState;
-  }
-  if (Memory().state != kChipInterrupted) {
-    return kTeeSuccess;
-  }
-  memset(&Memory().system, 0, sizeof Memory().system);
-  Memory().state = kChipRecovered;
-  return SaveChip() ? kTeeSuccess : kTeeErrorGeneric;
+  return chip.Save();
 }
 
 }  // namespace vam

@@ -40,13 +40,30 @@ struct ActiveFaults {
 /// A reply under construction, with the board's faults applied item by item.
 class Reply;
 
+/// The chip, whose memory a command loads, changes and saves.
+class Chip {
+ public:
+  Chip(ChipMemoryStore& memoryStore, Digest& sha256) : store(memoryStore), digest(sha256) {}
+
+  /// Returns false for a chip whose memory is damaged; Memory() then holds nothing to trust.
+  [[nodiscard]] bool Load() { return LoadChipMemory(store, digest, stored); }
+  /// Returns false when the store refuses; what was stored before then stays.
+  [[nodiscard]] bool Save() { return SaveChipMemory(store, digest, stored); }
+  ChipMemory& Memory() { return stored.memory; }
+
+ private:
+  ChipMemoryStore& store;
+  Digest& digest;
+  StoredChipMemory stored;
+};
+
 /// The model. Holds no state of its own between two commands: what persists is in the chip's
 /// memory.
 class TrustedApplication {
  public:
   TrustedApplication(ChipMemoryStore& memoryStore, ImageSource& imageSource, Digest& sha256,
                      AnswerFaults& answerFaults)
-      : store(memoryStore), image(imageSource), digest(sha256), faults(answerFaults) {}
+      : image(imageSource), digest(sha256), faults(answerFaults), chip(memoryStore, sha256) {}
 
   /// Carries out `command` on the block of `size` bytes, which holds the request and receives the
   /// reply. Returns a result of the TEE's. A command that fails leaves the block alone.
@@ -65,29 +82,13 @@ class TrustedApplication {
   VamResult ReportImage(Versions& versions);
   VamResult UpdateChip(Versions& versions);
   VamResult ReportChip(Versions& versions);
-  uint32_t GetInformationWords(Reply& reply);
-  uint32_t GetHackInformation(Reply& reply);
-  uint32_t ProvisionAk(ValueCursor& request);
-  uint32_t CheckAk(ValueCursor& request);
-  uint32_t ProvisionAkFromRpmb();
-  uint32_t GetPublicKeyStatus();
-  uint32_t RemoveAkKeys();
-  uint32_t SelfTest();
-  uint32_t GetInfo();
-  uint32_t ForceRecovery();
-  uint32_t ForceRecoverySystemPart();
-
-  ChipMemory& Memory() { return chip.memory; }
-  bool LoadChip();
-  bool SaveChip();
   /// Writes the image to the chip, in four steps.
   bool WriteFirmware();
 
-  ChipMemoryStore& store;
   ImageSource& image;
   Digest& digest;
   AnswerFaults& faults;
-  StoredChipMemory chip;
+  Chip chip;
   FirmwareImage firmware;
 };
 
