@@ -1,3 +1,4 @@
+#include <vam/driver/board_probe.h>
 #include <vam/interface/ca_vam_interface_sp.h>
 #include <vam/interface/trusted_application.h>
 #include <vam/report/status_reader.h>
@@ -15,6 +16,8 @@
 // A program of somebody else's that uses each of the installed libraries once.
 
 int main() {
+  std::cout << IsVamSupported() << std::endl;
+
   TEEC_UUID uuid;
   uuid.timeLow = vam::kUuidTimeLow;
   uuid.timeMid = vam::kUuidTimeMid;
