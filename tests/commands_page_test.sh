@@ -20,7 +20,7 @@ replies=$(sed -n '/^## Requests and replies/,/^## /s/^| \(`v[^|]*\)|[^|]*|\(.*\)
 done)
 [ "$(wc -l <<<"$replies")" -ge 7 ] || { echo "docs/commands.md has too few replies" && exit 1; }
 
-export ASAN_OPTIONS=verify_asan_link_order=0 TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
+export TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
 "$in_private_tmp" bash -euc '
   # answer FAULT ARGUMENT...: what vamctl shows on the board "update-needed" with the fault.
   answer() {

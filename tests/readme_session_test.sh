@@ -10,7 +10,7 @@ commands=$(sed -n 's/^\$ //p' <<<"$shown")
 [ "$(wc -l <<<"$commands")" -ge 4 ] || { echo "README.md shows no session" && exit 1; }
 
 # Status files, home and the runs' own files are the session's own.
-export ASAN_OPTIONS=verify_asan_link_order=0 HOME=/mnt TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
+export HOME=/mnt TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
 printed=$("$in_private_tmp" bash -euc '
   while IFS= read -r command; do
     echo "$ $command"

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,7 +16,6 @@
 #include <ostream>
 #include <regex>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -25,6 +23,7 @@
 #include "tests/support/outcome.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
+#include "tests/support/terminal.h"
 
 namespace vam {
 namespace {
@@ -626,48 +625,6 @@ TEST(BenchConsoleTest, ReaderThatHasGoneDoesNotEndTheCommand) {
             0);
   close(ends[1]);
 }
-
-/// A terminal with somebody in front of it.
-class Terminal {
- public:
-  Terminal() : master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
-      throw std::runtime_error("no terminal");
-    }
-    slave = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    termios settings;
-    if (slave < 0 || tcgetattr(slave, &settings) != 0) {
-      throw std::runtime_error("no terminal");
-    }
-    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-    tcsetattr(slave, TCSANOW, &settings);
-  }
-  ~Terminal() {
-    close(slave);
-    close(master);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  int Descriptor() const { return slave; }
-
-  void Type(const std::string& keys) const {
-    EXPECT_EQ(write(master, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-  }
-
-  /// Returns what stands on the screen and has not been read before.
-  std::string Screen() const {
-    fcntl(master, F_SETFL, O_NONBLOCK);
-    char buffer[4096];
-    const ssize_t count = read(master, buffer, sizeof buffer);
-    return std::string(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-  }
-
- private:
-  int master;
-  int slave = -1;
-};
 
 struct QuestionRow {
   Words arguments;

@@ -12,7 +12,7 @@ for match in yes no; do
 done
 [ "$(wc -l <<<"$rows")" -ge 6 ] || { echo "docs/versions.md has fewer than six rows" && exit 1; }
 
-export ASAN_OPTIONS=verify_asan_link_order=0 TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
+export TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
 printed=$("$in_private_tmp" bash -euc '
   while IFS="|" read -r image chip match; do
     rm -f /tmp/VAM_OK /tmp/VAM_FAIL

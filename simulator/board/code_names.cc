@@ -17,10 +17,11 @@ struct NamedError {
 };
 
 constexpr NamedError kErrorNumbers[] = {
-    {"EPERM", EPERM},   {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
-    {"ENXIO", ENXIO},   {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
-    {"EBUSY", EBUSY},   {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
-    {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT},
+    {"EPERM", EPERM},         {"ENOENT", ENOENT}, {"EINTR", EINTR},   {"EIO", EIO},
+    {"ENXIO", ENXIO},         {"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
+    {"EFAULT", EFAULT},       {"EBUSY", EBUSY},   {"EEXIST", EEXIST}, {"ENODEV", ENODEV},
+    {"ENOTDIR", ENOTDIR},     {"EINVAL", EINVAL}, {"EMFILE", EMFILE}, {"ENOTTY", ENOTTY},
+    {"ETIMEDOUT", ETIMEDOUT},
 };
 
 }  // namespace

@@ -18,10 +18,11 @@ struct Named {
 
 TEST(CodeNamesTest, NamesErrorNumbersBothWays) {
   constexpr Named<int> kErrors[] = {
-      {"EPERM", EPERM},   {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
-      {"ENXIO", ENXIO},   {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
-      {"EBUSY", EBUSY},   {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
-      {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT},
+      {"EPERM", EPERM},     {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
+      {"ENXIO", ENXIO},     {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
+      {"EBUSY", EBUSY},     {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
+      {"ENOTTY", ENOTTY},   {"ETIMEDOUT", ETIMEDOUT}, {"EFAULT", EFAULT}, {"EEXIST", EEXIST},
+      {"ENOTDIR", ENOTDIR},
   };
   for (const auto& row : kErrors) {
     EXPECT_EQ(ErrorNumberByName(row.name), std::optional<int>(row.value)) << row.name;

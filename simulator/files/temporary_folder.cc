@@ -1,7 +1,13 @@
 #include "simulator/files/temporary_folder.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -9,22 +15,83 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace vam {
 
-TemporaryFolder::TemporaryFolder(const std::string& prefix) {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kRandomPart[] = "XXXXXX";
+
+fs::path Parent() {
   const char* parent = std::getenv("TMPDIR");
-  const std::filesystem::path folder = parent == nullptr || *parent == '\0' ? "/tmp" : parent;
-  path = (std::filesystem::absolute(folder) / (prefix + "-XXXXXX")).string();
-  if (mkdtemp(path.data()) == nullptr) {
-    throw std::runtime_error(path + ": cannot be made: " + std::strerror(errno) +
-                             "; point TMPDIR to a folder that you can write to");
+  return fs::absolute(parent == nullptr || *parent == '\0' ? "/tmp" : parent);
+}
+
+int OpenFolder(const std::string& path) {
+  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+/// Returns whether TemporaryFolder gives folders such names.
+bool HasOurForm(const std::string& name, const std::string& prefix) {
+  const std::string start = prefix + "-";
+  return name.size() == start.size() + std::strlen(kRandomPart) && name.rfind(start, 0) == 0 &&
+         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(start.size()), name.end(),
+                     [](unsigned char character) { return std::isalnum(character) != 0; });
+}
+
+void RemoveUnlessHeld(const std::string& path) {
+  const int folder = OpenFolder(path);
+  struct stat status;
+  if (folder >= 0 && fstat(folder, &status) == 0 && status.st_uid == geteuid() &&
+      flock(folder, LOCK_EX | LOCK_NB) == 0) {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+  }
+  close(folder);
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder(const std::string& prefix) {
+  struct stat status = {};
+  // Until it is locked, another process may take the new folder for a left-over one and remove it.
+  while (status.st_nlink == 0) {
+    path = (Parent() / (prefix + "-" + kRandomPart)).string();
+    if (mkdtemp(path.data()) == nullptr) {
+      throw std::runtime_error(path + ": cannot be made: " + std::strerror(errno) +
+                               "; point TMPDIR to a folder that you can write to");
+    }
+    close(lock);
+    lock = OpenFolder(path);
+    if (lock < 0 && errno != ENOENT) {
+      throw std::runtime_error(path + ": cannot be opened: " + std::strerror(errno));
+    }
+    // On a file system without locks this fails, and so does every other process's attempt.
+    while (flock(lock, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    fstat(lock, &status);
   }
 }
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
+  fs::remove_all(path, ignored);
+  close(lock);
+}
+
+void RemoveLeftOverFolders(const std::string& prefix) {
+  std::vector<std::string> folders;
+  std::error_code ignored;
+  for (fs::directory_iterator entry(Parent(), ignored), end; entry != end;
+       entry.increment(ignored)) {
+    if (HasOurForm(entry->path().filename().string(), prefix)) {
+      folders.push_back(entry->path().string());
+    }
+  }
+  std::for_each(folders.begin(), folders.end(), RemoveUnlessHeld);
 }
 
 }  // namespace vam

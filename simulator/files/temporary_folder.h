@@ -5,7 +5,8 @@
 
 namespace vam {
 
-/// A folder of its owner's own, removed with everything in it when the object ends.
+/// A folder of its owner's own, removed with everything in it when the object ends. It is locked
+/// until then.
 class TemporaryFolder {
  public:
   /// Makes the folder in the one that TMPDIR names, else in /tmp. Its name starts with `prefix`.
@@ -20,7 +21,12 @@ class TemporaryFolder {
 
  private:
   std::string path;
+  int lock = -1;
 };
+
+/// Removes this user's folders that TemporaryFolder made with `prefix` and that no process holds
+/// any more, because it was killed. What cannot be removed stays.
+void RemoveLeftOverFolders(const std::string& prefix);
 
 }  // namespace vam
 

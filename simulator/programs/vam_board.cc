@@ -1,5 +1,8 @@
 // vam-board: puts programs on a simulated board.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -19,7 +22,6 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/run/board_program.h"
 #include "simulator/run/run.h"
-#include "simulator/stand_ins/mock_node.h"
 #include "simulator/state/chip_description.h"
 #include "simulator/state/state_folder.h"
 
@@ -30,12 +32,25 @@ namespace fs = std::filesystem;
 /// Exit status of vam-board's own failures; a program's status passes through.
 constexpr int kFailed = 125;
 
+/// How the names of the folders of runs begin.
+constexpr char kRunFolders[] = "vam-board";
+
 /// Build tree and installation are laid out alike below the folder above the executable's.
 fs::path Prefix() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
 
 fs::path BoardsFolder() { return Prefix() / VAM_BOARDS_FOLDER; }
 
 std::string LibrariesFolder() { return (Prefix() / VAM_SIMULATOR_LIBRARIES).string(); }
+
+/// Keeps the descriptors of standard streams that the caller closed from going to other files. They
+/// are as useless as closed ones, and the program on the board finds them closed.
+void HoldClosedStandardStreams() {
+  int descriptor = -1;
+  do {
+    descriptor = open("/dev/null", O_PATH | O_CLOEXEC);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  close(descriptor);
+}
 
 /// A board file's place and contents.
 struct BoardFile {
@@ -81,15 +96,16 @@ int RunProgram(const std::string& board, const std::string& state, const std::st
                const std::vector<std::string>& command) {
   const BoardFile file = LoadBoardFile(board);
   const vam::Board description = vam::ReadBoardText(file.text, file.path);
-  const vam::TemporaryFolder folder("vam-board");
+  vam::RemoveLeftOverFolders(kRunFolders);
+  const vam::TemporaryFolder folder(kRunFolders);
   const std::string stateFolder =
       state.empty() ? folder.Path() + "/chip" : fs::absolute(state).string();
   vam::PrepareStateFolder(stateFolder, description, FolderOf(file));
   const std::string journalFile = journal.empty() ? "" : StartJournal(journal);
   vam::Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
 
-  const vam::MockNode node(description.probe);
-  const int status = vam::RunOnBoard({command, folder.Path(), LibrariesFolder()});
+  const int status =
+      vam::RunOnBoard({command, folder.Path(), LibrariesFolder(), description.probe});
   if (status != vam::kNotFound && status != vam::kNotExecutable) {
     ReportFaultsThatNeverFired(vam::Run(folder.Path()));
   }
@@ -142,7 +158,7 @@ void ShowBoard(const std::string& board, const std::string& state) {
   for (const vam::Fault& fault : description.faults) {
     text += "  fault " + std::to_string(fault.number) + ": " + fault.description + "\n";
   }
-  const vam::TemporaryFolder folder("vam-board");
+  const vam::TemporaryFolder folder(kRunFolders);
   std::string memory = vam::ChipMemoryIn(state);
   if (state.empty() || !fs::exists(memory)) {
     // The chip as a first run would find it.
@@ -210,6 +226,7 @@ int Perform(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  HoldClosedStandardStreams();
   try {
     return Perform(argc, argv);
   } catch (const std::exception& error) {

@@ -1,9 +1,10 @@
 #include "simulator/run/board_program.h"
 
 #include <fcntl.h>
-#include <glib-unix.h>
-#include <glib.h>
+#include <poll.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,27 +13,81 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "simulator/run/group_witness.h"
+#include "simulator/run/node_file.h"
+#include "simulator/run/power_line.h"
+#include "simulator/run/process_tree.h"
 #include "simulator/run/run.h"
 
 namespace vam {
 
 namespace {
 
-constexpr char kNodeWatch[] = "/libvam_node_watch.so";
-constexpr char kMockPreload[] = "libumockdev-preload.so.0";
-/// How often the end of what the program left running is looked for.
-constexpr unsigned kPollMilliseconds = 10;
+constexpr char kNodeLibrary[] = "libvam_device_node.so";
+constexpr int kPassedOn[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 
-struct Progress {
-  GMainLoop* loop;
-  /// 0 before it starts and once it has ended.
-  pid_t program;
-  int status = 0;
+[[noreturn]] void FailOn(const std::string& what) {
+  throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+void PutUpNode(const std::string& runFolder) {
+  const std::string folder = runFolder + kNodeFolder;
+  const std::string file = runFolder + kNodeFile;
+  if (mkdir(folder.c_str(), 0700) != 0) {
+    FailOn(folder);
+  }
+  const int node = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (node < 0) {
+    FailOn(file);
+  }
+  close(node);
+}
+
+/// The signals that come to the launcher while the program runs, read from a descriptor.
+class Signals {
+ public:
+  Signals() {
+    sigemptyset(&set);
+    sigaddset(&set, SIGCHLD);
+    for (const int signal : kPassedOn) {
+      struct sigaction action;
+      // What whoever started the launcher has turned off is turned off for the program too.
+      if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
+        sigaddset(&set, signal);
+      }
+    }
+    sigprocmask(SIG_BLOCK, &set, &before);
+    descriptor = signalfd(-1, &set, SFD_CLOEXEC);
+    if (descriptor < 0) {
+      FailOn("no signals");
+    }
+  }
+  /// The signals stay blocked: one that comes late must not keep the launcher from tidying up.
+  ~Signals() { close(descriptor); }
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+
+  /// Returns the next signal. REQUIRES: the descriptor is readable.
+  int Next() const {
+    signalfd_siginfo signal;
+    return read(descriptor, &signal, sizeof signal) == sizeof signal
+               ? static_cast<int>(signal.ssi_signo)
+               : 0;
+  }
+
+  int Descriptor() const { return descriptor; }
+  /// What was blocked before.
+  const sigset_t& Before() const { return before; }
+
+ private:
+  sigset_t set;
+  sigset_t before;
+  int descriptor = -1;
 };
 
 void Prepend(const char* variable, const std::string& value) {
@@ -41,99 +96,175 @@ void Prepend(const char* variable, const std::string& value) {
   setenv(variable, whole.c_str(), 1);
 }
 
-/// In the child: becomes the program, or tells the parent through `report` why not.
-[[noreturn]] void BecomeProgram(const BoardProgram& program, int report) {
-  // The mock node's library ignores it, and the program would go on doing so.
-  std::signal(SIGPIPE, SIG_DFL);
-  setenv(Run::kEnvironmentVariable, program.runDirectory.c_str(), 1);
+void SetUpEnvironment(const BoardProgram& program) {
+  setenv(Run::kEnvironmentVariable, program.runFolder.c_str(), 1);
   Prepend("LD_LIBRARY_PATH", program.libraries);
-  Prepend("LD_PRELOAD", program.libraries + kNodeWatch + ":" + kMockPreload);
+  // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
+  const bool hasBlank = program.libraries.find(' ') != std::string::npos;
+  Prepend("LD_PRELOAD", hasBlank ? kNodeLibrary : program.libraries + "/" + kNodeLibrary);
+  // The address sanitizer would refuse to come after a preloaded library.
+  Prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
+}
+
+/// Returns whether a folder of PATH has a file of that name.
+bool IsInPath(const std::string& name) {
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "" : path);
+  std::string folder;
+  while (std::getline(folders, folder, ':')) {
+    struct stat status;
+    if (stat((folder + "/" + name).c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// In the child: becomes the program. Returns the error number when it cannot.
+int BecomeProgram(const BoardProgram& program, pid_t launcher, const sigset_t& blocked) {
+  // A board does not outlive its launcher.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != launcher) {
+    return ESRCH;
+  }
+  SetUpEnvironment(program);
   std::vector<char*> arguments;
   for (const std::string& argument : program.command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
   arguments.push_back(nullptr);
+  sigprocmask(SIG_SETMASK, &blocked, nullptr);
   execvp(arguments[0], arguments.data());
-  const int error = errno;
-  // The parent takes a pipe that was closed without a word for a success.
-  if (write(report, &error, sizeof error) != sizeof error) {
-    _exit(kNotExecutable);
-  }
-  _exit(kNotFound);
+  // A folder of PATH that cannot be searched makes this of a program that is in none.
+  const std::string& name = program.command[0];
+  return errno == EACCES && name.find('/') == std::string::npos && !IsInPath(name) ? ENOENT : errno;
 }
 
-/// Ends the loop once no process of the board is left.
-gboolean EndWhenAlone(gpointer data) {
+/// Starts the program. Returns its process, or 0 with `error` set when it cannot be executed.
+pid_t Start(const BoardProgram& program, const sigset_t& blocked, int& error) {
+  int report[2];
+  if (pipe2(report, O_CLOEXEC) != 0) {
+    FailOn("no pipe");
+  }
+  const pid_t launcher = getpid();
+  const pid_t child = fork();
+  if (child < 0) {
+    FailOn("no process");
+  }
+  if (child == 0) {
+    const int why = BecomeProgram(program, launcher, blocked);
+    // The parent takes a pipe that was closed without a word for a success.
+    _exit(write(report[1], &why, sizeof why) == sizeof why ? 0 : kNotExecutable);
+  }
+  close(report[1]);
+  const bool failed = read(report[0], &error, sizeof error) == sizeof error;
+  close(report[0]);
+  if (failed) {
+    waitpid(child, nullptr, 0);
+  }
+  return failed ? 0 : child;
+}
+
+/// The program that was started, and everything that it started: all children of the launcher,
+/// which inherits them.
+class Programs {
+ public:
+  explicit Programs(pid_t started) : program(started) {}
+
+  /// Takes note of those that have ended. Returns whether any is left.
+  bool Reap() {
+    int ended = 0;
+    pid_t process = 0;
+    while ((process = waitpid(-1, &ended, WNOHANG)) > 0) {
+      if (process == program) {
+        program = 0;
+        status = ended;
+      }
+    }
+    return process == 0;
+  }
+
+  /// Returns whether the program itself still runs.
+  bool ProgramRuns() const { return program != 0; }
+
+  /// Gives the program a signal that the launcher got, unless it got the signal as well.
+  void PassOn(int signal, const GroupWitness& witness) const {
+    if (!witness.Saw(signal) || getpgid(program) != getpgrp()) {
+      kill(program, signal);
+    }
+  }
+
+  static void SignalAll(int signal) {
+    for (const pid_t process : DescendantsOf(getpid())) {
+      kill(process, signal);
+    }
+  }
+
+  /// The program's exit status, or 128 and the number of the signal that ended it.
+  int ExitStatus() const {
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  }
+
+ private:
+  pid_t program;
   int status = 0;
-  pid_t ended = 0;
-  do {
-    ended = waitpid(-1, &status, WNOHANG);
-  } while (ended > 0);
-  if (ended == 0) {
-    return G_SOURCE_CONTINUE;
-  }
-  g_main_loop_quit(static_cast<Progress*>(data)->loop);
-  return G_SOURCE_REMOVE;
-}
+};
 
-void ProgramEnded(GPid /*program*/, gint status, gpointer data) {
-  auto* progress = static_cast<Progress*>(data);
-  progress->program = 0;
-  progress->status = status;
-  g_timeout_add(kPollMilliseconds, &EndWhenAlone, data);
-}
-
-template <int Signal>
-gboolean PassOn(gpointer data) {
-  auto* progress = static_cast<Progress*>(data);
-  if (progress->program != 0) {
-    kill(progress->program, Signal);
-  } else {
-    // Only what the program left behind is still waited for.
-    g_main_loop_quit(progress->loop);
+/// Waits until all have ended, or until a signal ends the waiting for what the program left behind.
+void Wait(Programs& programs, const Signals& signals, const GroupWitness& witness,
+          const PowerLine& power) {
+  bool hasPower = true;
+  while (programs.Reap()) {
+    pollfd events[] = {{signals.Descriptor(), POLLIN, 0}, {power.Descriptor(), POLLIN, 0}};
+    // The line stays readable once the power is gone.
+    if (poll(events, hasPower ? 2 : 1, -1) < 0) {
+      continue;
+    }
+    if (hasPower && events[1].revents != 0) {
+      hasPower = false;
+      // All stand still before the first is ended and what it held is free for the others.
+      Programs::SignalAll(SIGSTOP);
+    }
+    if (!hasPower) {
+      Programs::SignalAll(SIGKILL);
+    }
+    const int signal = events[0].revents != 0 ? signals.Next() : SIGCHLD;
+    if (signal == SIGCHLD || !programs.Reap()) {
+      continue;
+    }
+    if (!programs.ProgramRuns()) {
+      return;
+    }
+    programs.PassOn(signal, witness);
   }
-  return G_SOURCE_CONTINUE;
 }
 
 }  // namespace
 
 int RunOnBoard(const BoardProgram& program) {
-  // What the program leaves behind becomes ours to wait for.
+  if (program.libraries.find_first_of(":;") != std::string::npos) {
+    throw std::runtime_error(program.libraries +
+                             ": no library is found where a folder's name has a colon or a "
+                             "semicolon; move the installation to another folder");
+  }
+  if (program.probe.nodePresent) {
+    PutUpNode(program.runFolder);
+  }
+  const PowerLine power(program.runFolder);
+  // What the program leaves behind becomes the launcher's to wait for.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
-  int report[2];
-  if (pipe2(report, O_CLOEXEC) != 0) {
-    throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
-  }
-  // Before the program starts: from then on it may expect them.
-  const std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop(
-      g_main_loop_new(nullptr, FALSE), &g_main_loop_unref);
-  Progress progress{loop.get(), 0};
-  g_unix_signal_add(SIGINT, &PassOn<SIGINT>, &progress);
-  g_unix_signal_add(SIGTERM, &PassOn<SIGTERM>, &progress);
-  g_unix_signal_add(SIGHUP, &PassOn<SIGHUP>, &progress);
-  const pid_t child = fork();
-  if (child < 0) {
-    throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
-  }
-  if (child == 0) {
-    BecomeProgram(program, report[1]);
-  }
-  close(report[1]);
+  // Before the program starts: from then on it may expect them to be passed on.
+  const Signals signals;
+  const GroupWitness witness;
   int error = 0;
-  const bool failed = read(report[0], &error, sizeof error) == sizeof error;
-  close(report[0]);
-  if (failed) {
-    waitpid(child, nullptr, 0);
+  Programs programs(Start(program, signals.Before(), error));
+  if (!programs.ProgramRuns()) {
     std::fprintf(stderr, "vam-board: %s: cannot be run: %s\n", program.command[0].c_str(),
                  std::strerror(error));
     return error == ENOENT ? kNotFound : kNotExecutable;
   }
-
-  progress.program = child;
-  g_child_watch_add(child, &ProgramEnded, &progress);
-  g_main_loop_run(loop.get());
-  return WIFSIGNALED(progress.status) ? 128 + WTERMSIG(progress.status)
-                                      : WEXITSTATUS(progress.status);
+  Wait(programs, signals, witness, power);
+  return programs.ExitStatus();
 }
 
 }  // namespace vam

@@ -2,10 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -24,6 +24,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/power_line.h"
 
 namespace vam {
 
@@ -97,8 +98,10 @@ void Run::Prepare(const std::string& folder, const std::string& boardText,
   }
 }
 
-Run::Run(const std::string& folder)
-    : description(ReadBoardFile(folder + kBoardFile)), stateFolder(folder + kStateLink) {
+Run::Run(const std::string& runFolder)
+    : folder(runFolder),
+      description(ReadBoardFile(folder + kBoardFile)),
+      stateFolder(folder + kStateLink) {
   static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
                 "the counters are shared by processes");
   const std::string countersFile = folder + kCountersFile;
@@ -113,10 +116,8 @@ Run::Run(const std::string& folder)
     FailOn(countersFile);
   }
   counters = static_cast<FaultCounter*>(mapped);
-  const std::string journalFile = folder + kJournalLink;
-  journal = open(journalFile.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (journal < 0 && errno != ENOENT) {
-    FailOn(journalFile);
+  if (!OpenJournal() && errno != ENOENT) {
+    FailOn(folder + kJournalLink);
   }
 }
 
@@ -162,7 +163,7 @@ void Run::ChipMemoryWritten() {
   for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kPowerCut && fault.writes == writes) {
       CounterOf(fault).fired.fetch_add(1);
-      std::raise(SIGKILL);
+      CutPower(folder);
     }
   }
 }
@@ -177,7 +178,28 @@ std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   return faults;
 }
 
+bool Run::OpenJournal() {
+  const int opened = open((folder + kJournalLink).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  if (opened < 0) {
+    return false;
+  }
+  // Off the standard streams: what a program writes to one that its caller closed stays lost.
+  journal = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  close(opened);
+  return fstat(journal, &journalStatus) == 0;
+}
+
+bool Run::HoldsJournal() const {
+  struct stat status;
+  return fstat(journal, &status) == 0 && status.st_ino == journalStatus.st_ino &&
+         status.st_dev == journalStatus.st_dev;
+}
+
 void Run::Journal(const std::string& line) {
+  // The program may have closed a descriptor that it did not open, and have another file there.
+  if (!HoldsJournal()) {
+    OpenJournal();
+  }
   // One write a line, so that lines of several processes do not mix.
   const std::string whole = line + "\n";
   if (write(journal, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size())) {

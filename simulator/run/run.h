@@ -4,6 +4,8 @@
 // One run of a program on a simulated board. The launcher creates it; the stand-in libraries in the
 // program's processes find it through the environment and share its fault counters and journal.
 
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -39,7 +41,7 @@ class Run {
                       const std::string& journalFile);
 
   /// Opens a prepared run. Throws what Prepare() throws.
-  explicit Run(const std::string& folder);
+  explicit Run(const std::string& runFolder);
   ~Run();
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
@@ -56,8 +58,8 @@ class Run {
   const Fault* FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
                                std::int32_t mode);
 
-  /// Counts a write of the chip's memory. Where the board's power fails after it, kills this
-  /// process.
+  /// Counts a write of the chip's memory. Where the board's power fails after it, ends every
+  /// program of the run.
   void ChipMemoryWritten();
 
   /// Returns the faults that no process has applied yet.
@@ -74,11 +76,18 @@ class Run {
   FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
   FaultCounter& ChipWrites() const { return counters[0]; }
 
+  /// Opens the journal. Returns whether it did; errno is ENOENT where the run has none.
+  bool OpenJournal();
+  /// Returns whether the journal's descriptor is still the journal's.
+  bool HoldsJournal() const;
+
+  std::string folder;
   Board description;
   std::string stateFolder;
   FaultCounter* counters = nullptr;
   std::size_t countersSize = 0;
   int journal = -1;
+  struct stat journalStatus = {};
 };
 
 /// Does what Run::FireCallFault() does for the run that this process belongs to; null without one.

@@ -23,8 +23,7 @@ std::vector<std::string> OnBoard(const std::string& board, const std::vector<std
 }
 
 std::map<std::string, std::string> BoardEnvironment() {
-  return {{"TMPDIR", PrivateTmp::Folder()},
-          {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=1"}};
+  return {{"TMPDIR", PrivateTmp::Folder()}, {"ASAN_OPTIONS", "detect_leaks=1"}};
 }
 
 std::string UpdateTool() { return VAM_UPDATE_TOOL; }

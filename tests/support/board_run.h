@@ -15,7 +15,7 @@ namespace vam {
                                                const std::string& journal = "");
 
 /// Returns the environment for such a run: the launcher's own files stay out of the tested /tmp,
-/// and sanitized programs accept the libraries that are preloaded.
+/// and sanitized programs report leaks.
 [[nodiscard]] std::map<std::string, std::string> BoardEnvironment();
 
 /// Paths of the programs under test.
