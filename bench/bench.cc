@@ -2,10 +2,6 @@
 // over growing versions. Prints, behind the usual output, the tables of docs/performance.md: for
 // each operation the least processor time of all repetitions, which other processes disturb least.
 
-// The calls measured are part of the interface of 1.1; OpenSSL 3 warns of some of them unless it is
-// asked for that interface.
-#define OPENSSL_API_COMPAT 0x10100000L
-
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <openssl/bn.h>
@@ -191,8 +187,11 @@ void RawSignatureOfLibcrypto(benchmark::State& state) {
     const Bytes& der = signatures[i++ % signatures.size()];
     const unsigned char* end = der.data();
     ECDSA_SIG* signature = d2i_ECDSA_SIG(nullptr, &end, static_cast<long>(der.size()));
-    BN_bn2binpad(ECDSA_SIG_get0_r(signature), raw, 32);
-    BN_bn2binpad(ECDSA_SIG_get0_s(signature), raw + 32, 32);
+    const BIGNUM* r = nullptr;
+    const BIGNUM* s = nullptr;
+    ECDSA_SIG_get0(signature, &r, &s);
+    BN_bn2binpad(r, raw, 32);
+    BN_bn2binpad(s, raw + 32, 32);
     ECDSA_SIG_free(signature);
     benchmark::ClobberMemory();
   });

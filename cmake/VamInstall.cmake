@@ -68,7 +68,7 @@ function(vam_install_package)
 
   get_property(vam_sdk_libraries GLOBAL PROPERTY VAM_SDK_LIBRARIES)
   if(TARGET vam_util)
-    set(vam_find_dependencies "find_dependency(OpenSSL 1.1.1 COMPONENTS Crypto)")
+    set(vam_find_dependencies "find_dependency(OpenSSL ${VAM_OLDEST_OPENSSL} COMPONENTS Crypto)")
   endif()
   configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/vam-config.cmake.in ${PROJECT_BINARY_DIR}/vam-config.cmake

@@ -30,8 +30,9 @@ std::optional<Bytes> LibcryptoRaw(const Bytes& der) {
   if (!signature) {
     return std::nullopt;
   }
-  const BIGNUM* r = ECDSA_SIG_get0_r(signature.get());
-  const BIGNUM* s = ECDSA_SIG_get0_s(signature.get());
+  const BIGNUM* r = nullptr;
+  const BIGNUM* s = nullptr;
+  ECDSA_SIG_get0(signature.get(), &r, &s);
   if (BN_is_negative(r) != 0 || BN_is_negative(s) != 0) {
     return std::nullopt;
   }

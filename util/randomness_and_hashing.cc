@@ -1,7 +1,3 @@
-// The SHA256_ calls are part of the interface of 1.1; OpenSSL 3 warns of them unless it is asked
-// for that interface.
-#define OPENSSL_API_COMPAT 0x10100000L
-
 #include "util/randomness_and_hashing.h"
 
 #include <openssl/rand.h>

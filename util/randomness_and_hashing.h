@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-// Random bytes and SHA-256, both of OpenSSL's libcrypto (1.1.1 or later). Nothing is thrown but
-// std::bad_alloc.
+// Random bytes and SHA-256, both of OpenSSL's libcrypto. Nothing is thrown but std::bad_alloc.
 
 /// Fills `buffer` with `count` random bytes, fit for keys. Prints "Data successfully generated" and
 /// returns 0; or, where libcrypto has no randomness to give, prints "Data generation error!" and

@@ -1,7 +1,3 @@
-// The calls that make and parse signatures are part of the interface of 1.1; OpenSSL 3 warns of
-// some of them unless it is asked for that interface.
-#define OPENSSL_API_COMPAT 0x10100000L
-
 #include "util/signatures_and_key_paths.h"
 
 #include <gmock/gmock.h>
@@ -188,9 +184,12 @@ Bytes LibcryptoDer(const ECDSA_SIG* signature) {
 Bytes LibcryptoRaw(const Bytes& der) {
   const unsigned char* end = der.data();
   const Signature signature(d2i_ECDSA_SIG(nullptr, &end, static_cast<long>(der.size())));
+  const BIGNUM* r = nullptr;
+  const BIGNUM* s = nullptr;
+  ECDSA_SIG_get0(signature.get(), &r, &s);
   Bytes raw(64);
-  EXPECT_EQ(BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), raw.data(), 32), 32);
-  EXPECT_EQ(BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), raw.data() + 32, 32), 32);
+  EXPECT_EQ(BN_bn2binpad(r, raw.data(), 32), 32);
+  EXPECT_EQ(BN_bn2binpad(s, raw.data() + 32, 32), 32);
   return raw;
 }
 
