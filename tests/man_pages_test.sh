@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Checks the manual pages: they format without a warning, bear the project's version, and name the
-# commands and options that the programs' own help names, no more and no less.
-# Usage: man_pages_test.sh SOURCE PAGES VERSION PROGRAM...
+# Checks the manual pages: they format without a warning, bear the release's version and date, and
+# name the commands and options that the programs' own help names, no more and no less.
+# Usage: man_pages_test.sh SOURCE PAGES VERSION DATE PROGRAM...
 # Each program besides the first, which takes no arguments, has a --help.
 set -euo pipefail
-pages=$2 version=$3
-shift 3
+pages=$2 version=$3 date=$4
+shift 4
 
 fail() {
   echo "$*" >&2
@@ -30,7 +30,7 @@ for program in "$@"; do
   page=$(echo "$pages/$name".[18])
   format "$page" >"$work/$name" 2>"$work/warnings" || fail "$page: cannot be formatted"
   [ ! -s "$work/warnings" ] || { cat "$work/warnings" && fail "$page: warnings"; }
-  tail -n 1 "$work/$name" | grep -qF "vam $version " || fail "$page: not of version $version"
+  tail -n 1 "$work/$name" | grep -qE "vam $version +$date " || fail "$page: not of $version, $date"
   grep -qE "^ +$name - [a-z]" "$work/$name" || fail "$page: no name and summary"
 done
 
