@@ -1,6 +1,6 @@
-// Drives the simulated board's marshaller over a block of its own: it puts values as the input
-// says and must get the same ones back, and reads the input's bytes as a reply, in any order of
-// types. It must stay inside the block, and an operation that fails must change nothing.
+// Drives the simulated board's marshaller over a block of its own. The marshaller must give back
+// the values that the input makes it take, and must read the input's bytes as a reply in any order
+// of types. It must stay inside the block, and an operation that fails must change nothing.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 enum Type : std::uint8_t { kInt, kUint, kBlob, kTypes };
 
-/// Hands out the input from its beginning; zeros behind its end.
+/// Hands out the input from its beginning, and zeros after its end.
 class Input {
  public:
   Input(const std::uint8_t* inputData, std::size_t inputSize) : data(inputData), size(inputSize) {}

@@ -20,7 +20,7 @@ namespace vam {
 struct ProbeSection {
   bool nodePresent = true;
   bool ioctlAnswers = true;
-  /// The flag that the ioctl writes; none: it is left untouched.
+  /// The flag that the ioctl writes; none: the ioctl leaves it untouched.
   std::optional<std::int32_t> flag = 1;
 };
 
@@ -38,7 +38,7 @@ struct ImageSection {
   std::string runsAppVersion;
   std::uint32_t payloadSize = 4096;
   State state = State::kWhole;
-  /// An image file instead of the versions; empty: none.
+  /// An image file that the board has instead; empty: none.
   std::string file;
 };
 
@@ -70,7 +70,7 @@ struct Fault {
   Kind kind = Kind::kCall;
   /// Its place among the faults of the board file, from 1. Reports and the journal name it so.
   std::uint32_t number = 0;
-  /// In words, for reports.
+  /// What it changes, in words for reports.
   std::string description;
   /// kCall: the call, and which of these calls the fault changes, from 1; 0: every one.
   PlatformCall call = PlatformCall::kOpen;
@@ -81,7 +81,7 @@ struct Fault {
   /// kCall on open and ioctl: the error number.
   int errorNumber = 0;
   AnswerFault answer{};
-  /// kPowerCut: after this many writes of the chip's memory in a run.
+  /// kPowerCut: how many writes of the chip's memory a run makes before it.
   std::uint32_t writes = 0;
 };
 
@@ -94,12 +94,12 @@ struct Board {
   ImageSection image;
   ChipSection chip;
   std::map<std::string, std::string> settings;
-  /// By the number of the key.
+  /// Texts by the numbers of their keys in system_info.h.
   std::map<std::int32_t, std::string> systemInformation;
   std::vector<Fault> faults;
 };
 
-/// What is wrong with a board file: one line that names the file, the line and what was expected.
+/// Tells what is wrong with a board file, in one line: the file, the line and what was expected.
 class BoardError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -7,14 +7,15 @@
 
 namespace vam {
 
-/// Returns the error number that POSIX names `name` (EIO, ...), if it is one that a device node
-/// gives.
+/// Returns the error number that POSIX names `name`, such as EIO; none for a name that no device
+/// node gives.
 [[nodiscard]] std::optional<int> ErrorNumberByName(const std::string& name);
 
-/// Returns the name of an error number, or the number in decimal where it has none here.
+/// Returns the name of an error number, or its decimal digits when ErrorNumberByName() has none.
 [[nodiscard]] std::string ErrorNumberName(int number);
 
-/// Returns the command identifier of the method `name` of the command interface, if there is one.
+/// Returns the command identifier that the method `name` of the command interface sends; none when
+/// it has no such method.
 [[nodiscard]] std::optional<std::uint32_t> CommandByName(const std::string& name);
 
 }  // namespace vam

@@ -16,7 +16,7 @@ struct Named {
   Value value;
 };
 
-TEST(CodeNamesTest, NamesErrorNumbersBothWays) {
+TEST(CodeNamesTest, ErrorNumber_HasItsNameBothWays) {
   constexpr Named<int> kErrors[] = {
       {"EPERM", EPERM},     {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
       {"ENXIO", ENXIO},     {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
@@ -33,7 +33,7 @@ TEST(CodeNamesTest, NamesErrorNumbersBothWays) {
   EXPECT_EQ(ErrorNumberName(9999), "9999");
 }
 
-TEST(CodeNamesTest, NamesTheCommandsOfTheTrustedApplication) {
+TEST(CodeNamesTest, Method_HasTheIdentifierOfItsCommand) {
   constexpr Named<std::uint32_t> kCommands[] = {
       {"vm_updateFW", 18},       {"vm_getFWInfo", 19},        {"vam_checkVamAk", 23},
       {"vam_akProvision", 24},   {"vam_akProvisionRPMB", 25}, {"vam_getPublicKeyStatus", 26},

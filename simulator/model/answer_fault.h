@@ -23,13 +23,13 @@ enum AnswerFaultKind : uint32_t {
 
 constexpr uint32_t kAnswerFaultBytes = 512;
 
-/// One wrong answer of the trusted application. A plain record, so that it can be handed into a
-/// secure world.
+/// One wrong answer of the trusted application. A plain record, which a test hands into a real
+/// secure world as its bytes.
 struct AnswerFault {
   uint32_t kind;
-  /// The command it belongs to.
+  /// The command that it changes.
   uint32_t command;
-  /// 1: only in update mode `mode`.
+  /// 1: it changes the command in update mode `mode` alone. 0: in every mode.
   uint32_t hasMode;
   int32_t mode;
   /// Which of the matching invocations it changes, from 1; 0: every one.

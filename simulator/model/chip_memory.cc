@@ -25,7 +25,7 @@ bool Plausible(const ChipMemory& memory) {
 
 }  // namespace
 
-bool set_version(VersionText& version, const void* text, uint32_t length) {
+bool SetVersion(VersionText& version, const void* text, uint32_t length) {
   if (length > kVersionCapacity) {
     return false;
   }

@@ -30,15 +30,15 @@ enum ChipState : uint32_t {
   kChipRecovered = 2,
 };
 
-/// One of the two parts of the chip's firmware. The chip keeps the part's size and digest, and not
-/// its bytes.
+/// One of the two parts of the chip's firmware. The chip keeps the part's size and digest instead
+/// of its bytes.
 struct FirmwarePart {
   VersionText version;
   uint32_t size;
   uint8_t digest[kDigestSize];
 };
 
-/// Every member has its place in the stored form, little-endian and without gaps.
+/// The chip's memory, laid out as it is stored: little-endian and without gaps.
 struct ChipMemory {
   uint32_t state;
   /// 0: the firmware branch does not implement updates.
@@ -72,16 +72,16 @@ static_assert(sizeof(ChipMemory) ==
                   4 * 4 + 2 * (256 + 4 + 32) + 32 + 4 + 4 * 64 + 4 + 1024 + 2 * (4 + 2048),
               "the stored form has no gaps");
 
-/// Sets `version` to the `length` bytes at `text`; false, with nothing changed, when it is too
-/// long.
-[[nodiscard]] bool set_version(VersionText& version, const void* text, uint32_t length);
+/// Sets `version` to the `length` bytes at `text`. Returns false, with nothing changed, when they
+/// are too many.
+[[nodiscard]] bool SetVersion(VersionText& version, const void* text, uint32_t length);
 
-/// Loads the chip's memory into `stored.memory`. Returns false when there is none, or when it does
-/// not have the stored form: a chip whose memory is damaged.
+/// Loads the chip's memory into `stored.memory`. Returns false when the store has none, or one that
+/// is damaged: another size, magic or digest, or a number beyond its bounds.
 [[nodiscard]] bool LoadChipMemory(ChipMemoryStore& store, Digest& digest, StoredChipMemory& stored);
 
-/// Stores `stored.memory` as a whole; fills in the magic and the digest. Returns false when the
-/// store refuses; what was stored before then stays.
+/// Fills in the magic and the digest, and stores all of `stored`. Returns false when the store
+/// refuses; it then keeps the memory that it had.
 [[nodiscard]] bool SaveChipMemory(ChipMemoryStore& store, Digest& digest, StoredChipMemory& stored);
 
 }  // namespace vam

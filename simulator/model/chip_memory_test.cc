@@ -94,9 +94,9 @@ TEST(SetVersionTest, TextThatFits_ReplacesTheVersion) {
   VersionText version;
   std::memset(&version, 0xA5, sizeof version);
   const std::string longest(kVersionCapacity, 'v');
-  EXPECT_TRUE(set_version(version, longest.data(), kVersionCapacity));
+  EXPECT_TRUE(SetVersion(version, longest.data(), kVersionCapacity));
   EXPECT_EQ(version.length, kVersionCapacity);
-  EXPECT_TRUE(set_version(version, nullptr, 0));
+  EXPECT_TRUE(SetVersion(version, nullptr, 0));
   EXPECT_EQ(version.length, 0U);
   for (const std::uint8_t byte : version.text) {
     EXPECT_EQ(byte, 0);
@@ -106,7 +106,7 @@ TEST(SetVersionTest, TextThatFits_ReplacesTheVersion) {
 TEST(SetVersionTest, TextThatIsTooLong_LeavesTheVersion) {
   VersionText version = Version("1.0");
   const std::string tooLong(kVersionCapacity + 1, 'v');
-  EXPECT_FALSE(set_version(version, tooLong.data(), kVersionCapacity + 1));
+  EXPECT_FALSE(SetVersion(version, tooLong.data(), kVersionCapacity + 1));
   EXPECT_EQ(version.length, 3U);
   EXPECT_EQ(std::memcmp(version.text, "1.0", 4), 0);
 }

@@ -1,8 +1,9 @@
 #ifndef SIMULATOR_MODEL_ENVIRONMENT_H_
 #define SIMULATOR_MODEL_ENVIRONMENT_H_
 
-// What the model of the trusted application asks of the world it runs in: a file and libcrypto on a
-// PC, persistent objects and the TEE's own digest in a real secure world. Freestanding.
+// What the model of the trusted application asks of the world that it runs in. On a PC that is
+// files and libcrypto; in a real secure world, persistent objects and the TEE's own digest.
+// Freestanding.
 
 #include <stdint.h>
 
@@ -19,8 +20,8 @@ class ChipMemoryStore {
   /// Reads the whole memory, exactly `size` bytes, into `bytes`. Returns false when there is none
   /// or it has another size.
   virtual bool Load(void* bytes, uint32_t size) = 0;
-  /// Replaces the whole memory, or leaves it as it was and returns false. Where the board's power
-  /// is to fail after this write, does not return.
+  /// Replaces the whole memory, or leaves it as it was and returns false. Does not return when the
+  /// board loses power after this write.
   virtual bool Save(const void* bytes, uint32_t size) = 0;
 
  protected:
@@ -32,14 +33,14 @@ class ImageSource {
  public:
   /// Returns false when there is no image.
   virtual bool Size(uint32_t* size) = 0;
-  /// Reads `count` bytes from `offset`; false when they are not all there.
+  /// Reads `count` bytes from `offset`. Returns false when the image does not have them all.
   virtual bool Read(uint32_t offset, void* bytes, uint32_t count) = 0;
 
  protected:
   ~ImageSource() = default;
 };
 
-/// SHA-256. Begin, any number of Update, End; one digest at a time.
+/// SHA-256: Begin, any number of Update, End. One digest at a time.
 class Digest {
  public:
   virtual void Begin() = 0;
@@ -54,9 +55,9 @@ class Digest {
 class AnswerFaults {
  public:
   virtual uint32_t Count() = 0;
-  /// Counts an invocation that fault `index` (from 0) may belong to, and returns the fault when it
-  /// is to be applied to this one, else null. `hasMode` tells whether the command carried an
-  /// update mode.
+  /// Counts an invocation of `command` for fault `index` (from 0). Returns the fault when it
+  /// changes this invocation, else null. `hasMode` tells whether the command carries an update
+  /// mode.
   virtual const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) = 0;
 
  protected:

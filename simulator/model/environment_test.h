@@ -78,7 +78,7 @@ class Sha256 final : public Digest {
 
 inline VersionText Version(const std::string& text) {
   VersionText version{};
-  if (!set_version(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
+  if (!SetVersion(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
     throw std::invalid_argument("a version text that is too long");
   }
   return version;

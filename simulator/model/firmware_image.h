@@ -1,7 +1,7 @@
 #ifndef SIMULATOR_MODEL_FIRMWARE_IMAGE_H_
 #define SIMULATOR_MODEL_FIRMWARE_IMAGE_H_
 
-// The firmware image that lies in the device's file system. Freestanding.
+// The firmware image in the device's file system. Freestanding.
 //
 // An image is a header, the bytes of the system part, the bytes of the app part, and the SHA-256 of
 // everything before it. Numbers are 32-bit little-endian.
@@ -31,7 +31,7 @@ struct ImageHeader {
 };
 static_assert(sizeof(ImageHeader) == 8 + 4 * 256 + 8, "the header has no gaps");
 
-/// An image that was read and verified.
+/// What ReadFirmwareImage() keeps of an image.
 struct FirmwareImage {
   ImageHeader header;
   uint8_t systemDigest[kDigestSize];
@@ -47,7 +47,8 @@ enum class ImageStatus {
   kDamaged,
 };
 
-/// Reads the image in small pieces and verifies every field, length and digest.
+/// Reads the image in small pieces and verifies every field, length and digest. Fills `image` when
+/// it returns kWhole; otherwise `image` holds nothing to trust.
 [[nodiscard]] ImageStatus ReadFirmwareImage(ImageSource& source, Digest& digest,
                                             FirmwareImage& image);
 

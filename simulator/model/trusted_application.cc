@@ -59,7 +59,7 @@ class Reply {
     return nullptr;
   }
 
-  /// Returns whether the next item is put at all.
+  /// Starts the next item. Returns false when the reply has ended before it.
   bool BeginItem() {
     ++item;
     itemStart = cursor.position;
@@ -72,8 +72,8 @@ class Reply {
     return !ended;
   }
 
-  /// Puts the item that a fault declares instead; false when there is none. A number takes the
-  /// signedness of the item in whose place it stands.
+  /// Puts what a fault declares instead of the item. Returns false when no fault does. A number is
+  /// signed where the item is.
   bool Replaced(bool isSigned) {
     if (const AnswerFault* fault = FaultOfItem(kReplaceByNumber)) {
       EndItem(isSigned ? put_int(cursor, static_cast<int32_t>(fault->number))
@@ -111,7 +111,7 @@ bool IsSuccess(const VamResult& record) { return record.vamCode == 0 && record.f
 
 bool CarriesMode(uint32_t command) { return command == kVmUpdateFw || command == kVamUpdateFw; }
 
-// What the commands answer, besides the updates: a function each, which CarryOut() calls.
+// A function for each command but the updates; CarryOut() calls them.
 
 uint32_t GetInformationWords(Chip& chip, Reply& reply) {
   if (!chip.Load()) {
@@ -136,7 +136,7 @@ uint32_t GetHackInformation(Chip& chip, Reply& reply) {
   return kTeeSuccess;
 }
 
-/// Reads an AK record: its length, then as many bytes.
+/// Reads an AK record: its length, then that many bytes.
 uint32_t ReadAkRecord(ValueCursor& request, const uint8_t*& record, uint32_t& length) {
   if (!get_uint(request, &length)) {
     return kTeeErrorBadFormat;
@@ -228,7 +228,7 @@ uint32_t ForceRecovery(Chip& chip) {
     return kTeeSuccess;
   }
   if (!readable) {
-    // Nothing of a damaged memory is trusted; the chip starts as one that was never written.
+    // A damaged memory holds nothing to trust, so the chip starts as one that was never written.
     memset(&chip.Memory(), 0, sizeof chip.Memory());
     chip.Memory().implementsUpdates = 1;
     chip.Memory().selfTestPasses = 1;
@@ -321,7 +321,7 @@ uint32_t TrustedApplication::RunUpdate(ValueCursor& request, Reply& reply) {
   const VamResult record = CarryOutMode(mode, versions);
   reply.PutRecord(record);
   if (versions.system == nullptr) {
-    // No version to report: the size of 0 ends the reply, and the record tells why.
+    // Without versions to report the reply ends with a size of 0; the record tells why.
     reply.PutUint(0);
     return kTeeSuccess;
   }
@@ -411,7 +411,7 @@ VamResult TrustedApplication::UpdateChip(Versions& versions) {
 
 bool TrustedApplication::WriteFirmware() {
   ChipMemory& memory = chip.Memory();
-  // Marked first: power that fails behind any of these writes leaves a chip that knows it.
+  // Marks the chip first: a power failure after any of these writes leaves a chip that knows of it.
   memory.state = kChipInterrupted;
   memset(memory.imageDigest, 0, sizeof memory.imageDigest);
   if (!chip.Save()) {

@@ -1,9 +1,9 @@
 #ifndef SIMULATOR_MODEL_TRUSTED_APPLICATION_H_
 #define SIMULATOR_MODEL_TRUSTED_APPLICATION_H_
 
-// The VAM's trusted application, modelled: every command, answered from the chip's memory and the
-// firmware image. Freestanding C++17 (C headers only, no exceptions, no RTTI, no allocation), since
-// the same source runs on a PC and in a real secure world.
+// A model of the VAM's trusted application. It answers every command from the chip's memory and the
+// firmware image. The same source runs on a PC and in a real secure world, so it is freestanding
+// C++17: C headers only, no exceptions, no RTTI, no allocation.
 
 #include <stddef.h>
 #include <stdint.h>
@@ -28,7 +28,7 @@ enum TeeResult : uint32_t {
   kTeeErrorSecurity = 0xFFFF000F,
 };
 
-/// The most answer faults that apply to one command; more are not looked at.
+/// The most answer faults that apply to one command; further ones change nothing.
 constexpr uint32_t kFaultsPerCommand = 8;
 
 /// The wrong answers that apply to one command.
@@ -45,9 +45,9 @@ class Chip {
  public:
   Chip(ChipMemoryStore& memoryStore, Digest& sha256) : store(memoryStore), digest(sha256) {}
 
-  /// Returns false for a chip whose memory is damaged; Memory() then holds nothing to trust.
+  /// Returns false when the chip's memory is damaged; Memory() then holds nothing to trust.
   [[nodiscard]] bool Load() { return LoadChipMemory(store, digest, stored); }
-  /// Returns false when the store refuses; what was stored before then stays.
+  /// Returns false when the store refuses; it then keeps the memory that it had.
   [[nodiscard]] bool Save() { return SaveChipMemory(store, digest, stored); }
   ChipMemory& Memory() { return stored.memory; }
 
@@ -57,8 +57,7 @@ class Chip {
   StoredChipMemory stored;
 };
 
-/// The model. Holds no state of its own between two commands: what persists is in the chip's
-/// memory.
+/// The model. Between two commands it keeps no state but the chip's memory.
 class TrustedApplication {
  public:
   TrustedApplication(ChipMemoryStore& memoryStore, ImageSource& imageSource, Digest& sha256,

@@ -5,11 +5,13 @@
 
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "interface/trusted_application.h"
 #include "report/result_codes.h"
+#include "report/tee_codes.h"
 #include "simulator/model/environment_test.h"
 
 namespace vam {
@@ -160,17 +162,17 @@ class TrustedApplicationTest : public testing::Test {
   std::vector<uint8_t> block;
 };
 
-TEST_F(TrustedApplicationTest, Mode7ReportsTheImageAndWritesNothing) {
+TEST_F(TrustedApplicationTest, Mode7_ReportsTheImageAndWritesNothing) {
   ExpectVersions(Update(7), "1.1,XX", "2.0");
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, Mode11ReportsTheChip) {
+TEST_F(TrustedApplicationTest, Mode11_ReportsTheChip) {
   ExpectVersions(Update(11), "1.0,17", "1.9");
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, Mode3WritesTheImageInFourSteps) {
+TEST_F(TrustedApplicationTest, Mode3_WritesTheImageInFourSteps) {
   ExpectVersions(Update(3), "1.1,04", "2.0");
   EXPECT_EQ(store.writes, 4);
   const ChipMemory memory = Chip().memory;
@@ -182,14 +184,14 @@ TEST_F(TrustedApplicationTest, Mode3WritesTheImageInFourSteps) {
   ExpectVersions(Update(11), "1.1,04", "2.0");
 }
 
-TEST_F(TrustedApplicationTest, Mode3WritesTheSameImageOnce) {
+TEST_F(TrustedApplicationTest, Mode3Again_WritesTheSameImageOnce) {
   Update(3);
   store.writes = 0;
   ExpectVersions(Update(3), "1.1,04", "2.0");
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, Mode3WritesAnImageThatDiffersInOneByteOfItsPayload) {
+TEST_F(TrustedApplicationTest, Mode3_PayloadDiffersInOneByte_WritesTheImage) {
   Update(3);
   store.writes = 0;
   image.bytes = Image({0x5A, 0x5A, 0x5B}, {0x5A, 0x5A});
@@ -197,7 +199,7 @@ TEST_F(TrustedApplicationTest, Mode3WritesAnImageThatDiffersInOneByteOfItsPayloa
   EXPECT_EQ(store.writes, 4);
 }
 
-TEST_F(TrustedApplicationTest, MissingImage) {
+TEST_F(TrustedApplicationTest, MissingImage_IsDataNotFound) {
   image.present = false;
   ExpectFailure(Update(7), VAM_RET_DATA_NOT_FOUND, 0);
   ExpectFailure(Update(3), VAM_RET_DATA_NOT_FOUND, 0);
@@ -205,14 +207,14 @@ TEST_F(TrustedApplicationTest, MissingImage) {
   ExpectVersions(Update(11), "1.0,17", "1.9");
 }
 
-TEST_F(TrustedApplicationTest, DamagedImage) {
+TEST_F(TrustedApplicationTest, DamagedImage_IsInvalidInputData) {
   image.bytes.back() ^= 1;
   ExpectFailure(Update(7), VAM_RET_INVALID_INPUT_DATA, 0);
   ExpectFailure(Update(3), VAM_RET_INVALID_INPUT_DATA, 0);
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, DamagedChip) {
+TEST_F(TrustedApplicationTest, DamagedChip_IsAStorageError) {
   store.stored.back() ^= 1;
   ExpectVersions(Update(7), "1.1,XX", "2.0");
   ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR);
@@ -220,14 +222,14 @@ TEST_F(TrustedApplicationTest, DamagedChip) {
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, InterruptedChipWaitsForARecovery) {
+TEST_F(TrustedApplicationTest, InterruptedChip_WaitsForARecovery) {
   ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
   ExpectFailure(Update(3), VAM_RET_CORE_ERROR, -ZELK_FW_ERROR);
   ExpectFailure(Update(11), VAM_RET_CORE_ERROR, -ZELK_FW_ERROR);
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, FullChip) {
+TEST_F(TrustedApplicationTest, PartBeyondTheChipsRoom_IsAStorageError) {
   for (const bool system : {true, false}) {
     image.bytes = system ? ImageOfSizes(1025, 1) : ImageOfSizes(1, 1025);
     ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_BUFFER_NOT_ENOUGH);
@@ -237,13 +239,13 @@ TEST_F(TrustedApplicationTest, FullChip) {
   ExpectVersions(Update(3), "1.1,04", "2.0");
 }
 
-TEST_F(TrustedApplicationTest, ChipThatTakesNoWrite) {
+TEST_F(TrustedApplicationTest, ChipThatTakesNoWrite_IsAStorageErrorAndStaysAsItWas) {
   store.writesTaken = 0;
   ExpectFailure(Update(3), VAM_RET_STORAGE_ERROR, -ZELK_CORE_ERROR);
   ExpectVersions(Update(11), "1.0,17", "1.9");
 }
 
-TEST_F(TrustedApplicationTest, BranchThatDoesNotImplementUpdates) {
+TEST_F(TrustedApplicationTest, BranchWithoutUpdates_SaysSoInEveryModeWithVersions) {
   ChangeChip([](ChipMemory& memory) { memory.implementsUpdates = 0; });
   for (const int mode : {7, 3, 11}) {
     const UpdateAnswer answer = Update(mode);
@@ -255,21 +257,21 @@ TEST_F(TrustedApplicationTest, BranchThatDoesNotImplementUpdates) {
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, OtherModes) {
+TEST_F(TrustedApplicationTest, UnknownMode_IsAnInvalidParameter) {
   for (const int mode : {0, -1, 4, 15}) {
     ExpectFailure(Update(mode), VAM_RET_INVALID_PARAM, 0);
   }
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, RequestWithoutMode) {
+TEST_F(TrustedApplicationTest, UpdateWithoutMode_IsABadFormat) {
   for (const uint32_t command : {kVmUpdateFw, kVamUpdateFw}) {
     EXPECT_EQ(InvokeAlone(command), kTeeErrorBadFormat);
   }
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, OlderUpdateWorksAndTellsByItsResult) {
+TEST_F(TrustedApplicationTest, OlderUpdate_WorksAndAnswersByItsResult) {
   EXPECT_EQ(SendMode(kVamUpdateFw, 3), kTeeSuccess);
   EXPECT_EQ(store.writes, 4);
   EXPECT_EQ(SendMode(kVamUpdateFw, 11), kTeeSuccess);
@@ -278,7 +280,7 @@ TEST_F(TrustedApplicationTest, OlderUpdateWorksAndTellsByItsResult) {
   EXPECT_EQ(SendMode(kVamUpdateFw, 7), kTeeErrorGeneric);
 }
 
-TEST_F(TrustedApplicationTest, InformationWords) {
+TEST_F(TrustedApplicationTest, InformationWords_AreSentWithTheirNumber) {
   for (const uint32_t command : {kVmGetFwInfo, kVamGetFwInfo}) {
     ChangeChip([](ChipMemory& memory) {
       memory.informationCount = 2;
@@ -303,7 +305,7 @@ TEST_F(TrustedApplicationTest, InformationWords) {
   }
 }
 
-TEST_F(TrustedApplicationTest, HackInformation) {
+TEST_F(TrustedApplicationTest, HackInformation_IsSentWithItsLength) {
   ChangeChip([](ChipMemory& memory) {
     memory.hackInformationSize = 2;
     memory.hackInformation[0] = 7;
@@ -325,7 +327,7 @@ TEST_F(TrustedApplicationTest, HackInformation) {
   EXPECT_EQ(count, 0);
 }
 
-TEST_F(TrustedApplicationTest, AkRecordFromProvisioningToRemoval) {
+TEST_F(TrustedApplicationTest, AkRecord_IsProvisionedCheckedAndRemoved) {
   const std::vector<uint8_t> record = {1, 2, 3};
   EXPECT_EQ(InvokeAlone(kVamGetPublicKeyStatus), kTeeErrorItemNotFound);
   EXPECT_EQ(SendRecord(kVamCheckVamAk, record), kTeeErrorItemNotFound);
@@ -338,7 +340,7 @@ TEST_F(TrustedApplicationTest, AkRecordFromProvisioningToRemoval) {
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {1, 2}), kTeeErrorSecurity);
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {1, 2, 3, 0}), kTeeErrorSecurity);
 
-  // A shorter record leaves nothing of the longer one behind.
+  // A shorter record leaves nothing of the longer one.
   EXPECT_EQ(SendRecord(kVamAkProvision, {9}), kTeeSuccess);
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {9}), kTeeSuccess);
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {9, 2, 3}), kTeeErrorSecurity);
@@ -349,7 +351,7 @@ TEST_F(TrustedApplicationTest, AkRecordFromProvisioningToRemoval) {
   EXPECT_THAT(Chip().memory.akRecord, Each(0));
 }
 
-TEST_F(TrustedApplicationTest, AkRecordLengths) {
+TEST_F(TrustedApplicationTest, AkRecordOfAWrongLength_IsRefused) {
   for (const uint32_t command : {kVamAkProvision, kVamCheckVamAk}) {
     EXPECT_EQ(SendRecord(command, {}), kTeeErrorBadParameters);
     EXPECT_EQ(SendRecord(command, std::vector<uint8_t>(2049, 1)), kTeeErrorBadParameters);
@@ -364,7 +366,7 @@ TEST_F(TrustedApplicationTest, AkRecordLengths) {
   EXPECT_EQ(SendRecord(kVamAkProvision, std::vector<uint8_t>(2048, 1)), kTeeSuccess);
 }
 
-TEST_F(TrustedApplicationTest, AkRecordFromTheReplayProtectedBlock) {
+TEST_F(TrustedApplicationTest, RecordOfTheReplayProtectedBlock_BecomesTheAkRecord) {
   EXPECT_EQ(InvokeAlone(kVamAkProvisionRpmb), kTeeErrorItemNotFound);
   ChangeChip([](ChipMemory& memory) {
     memory.rpmbRecordSize = 2;
@@ -375,7 +377,7 @@ TEST_F(TrustedApplicationTest, AkRecordFromTheReplayProtectedBlock) {
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {0xA0, 0xA1}), kTeeSuccess);
 }
 
-TEST_F(TrustedApplicationTest, SelfTest) {
+TEST_F(TrustedApplicationTest, SelfTest_AnswersAsTheChipIs) {
   EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeSuccess);
   ChangeChip([](ChipMemory& memory) { memory.selfTestPasses = 0; });
   EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeErrorGeneric);
@@ -383,13 +385,13 @@ TEST_F(TrustedApplicationTest, SelfTest) {
   EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeErrorBadState);
 }
 
-TEST_F(TrustedApplicationTest, Reports) {
+TEST_F(TrustedApplicationTest, InformationReports_SucceedOnAChipThatIsReadable) {
   for (const uint32_t command : {kVamGetInfo, kVamGetAppInfo}) {
     EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
   }
 }
 
-TEST_F(TrustedApplicationTest, DamagedChipAnswersNothingElse) {
+TEST_F(TrustedApplicationTest, DamagedChip_AnswersBadStateToEveryOtherCommand) {
   store.stored[100] ^= 1;
   for (const uint32_t command :
        {kVmGetFwInfo, kVamGetFwInfo, kVamGetHackInfo, kVamAkProvisionRpmb, kVamGetPublicKeyStatus,
@@ -401,7 +403,7 @@ TEST_F(TrustedApplicationTest, DamagedChipAnswersNothingElse) {
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, WritesThatTheStoreRefusesAreTold) {
+TEST_F(TrustedApplicationTest, WriteThatTheStoreRefuses_IsAGenericError) {
   ChangeChip([](ChipMemory& memory) {
     memory.akRecordSize = 1;
     memory.rpmbRecordSize = 1;
@@ -414,14 +416,14 @@ TEST_F(TrustedApplicationTest, WritesThatTheStoreRefusesAreTold) {
   EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeErrorGeneric);
 }
 
-TEST_F(TrustedApplicationTest, RecoveryOfAWholeChipChangesNothing) {
+TEST_F(TrustedApplicationTest, RecoveryOfAWholeChip_ChangesNothing) {
   for (const uint32_t command : {kVamForceRecovery, kVamForceRecoverySp}) {
     EXPECT_EQ(InvokeAlone(command), kTeeSuccess);
   }
   EXPECT_EQ(store.writes, 0);
 }
 
-TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip) {
+TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip_LeavesAnEmptyOneThatTakesAnUpdate) {
   store.stored.back() ^= 1;
   EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeSuccess);
   ExpectVersions(Update(11), "", "");
@@ -429,19 +431,19 @@ TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip) {
   ExpectVersions(Update(11), "1.1,04", "2.0");
 }
 
-TEST_F(TrustedApplicationTest, RecoveryOfTheSystemPartKeepsTheAppPart) {
+TEST_F(TrustedApplicationTest, RecoveryOfTheSystemPart_KeepsTheAppPart) {
   ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
   EXPECT_EQ(InvokeAlone(kVamForceRecoverySp), kTeeSuccess);
   ExpectVersions(Update(11), "", "1.9");
 }
 
-TEST_F(TrustedApplicationTest, RecoveryOfTheChipErasesBothParts) {
+TEST_F(TrustedApplicationTest, RecoveryOfTheChip_ErasesBothParts) {
   ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
   EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeSuccess);
   ExpectVersions(Update(11), "", "");
 }
 
-TEST_F(TrustedApplicationTest, NoCutOfPowerLeavesTheChipBeyondRecovery) {
+TEST_F(TrustedApplicationTest, PowerCutAtAnyWrite_LeavesAChipThatCanBeRecovered) {
   const std::vector<uint8_t> before = store.stored;
   for (const uint32_t recovery : {kVamForceRecovery, kVamForceRecoverySp}) {
     for (int writes = 0; writes <= 4; ++writes) {
@@ -460,18 +462,38 @@ TEST_F(TrustedApplicationTest, NoCutOfPowerLeavesTheChipBeyondRecovery) {
   }
 }
 
-TEST_F(TrustedApplicationTest, UnknownCommands) {
+TEST_F(TrustedApplicationTest, UnknownCommand_IsNotSupported) {
   for (const uint32_t command : {0U, 1U, 17U, 20U, 27U, 45U, 0xFFFFFFFFU}) {
     EXPECT_EQ(InvokeAlone(command), kTeeErrorNotSupported);
   }
 }
 
-TEST_F(TrustedApplicationTest, BlocksThatHoldNoRequestAreRefused) {
+TEST_F(TrustedApplicationTest, BlockWithoutARequest_IsRefusedAndUnchanged) {
   for (const size_t size : {size_t{0}, size_t{1}, size_t{4}, size_t{8}}) {
     std::vector<uint8_t> small(size, 0xFF);
     TrustedApplication application(store, image, digest, faults);
     EXPECT_EQ(application.Invoke(kVmUpdateFw, small.data(), size), kTeeErrorBadFormat);
     EXPECT_THAT(small, Each(0xFF));
+  }
+}
+
+TEST(TeeResultTest, Result_IsTheCodeOfItsName) {
+  struct NamedResult {
+    TeeResult result;
+    const char* name;
+  };
+  constexpr NamedResult kResults[] = {
+      {kTeeSuccess, "TEEC_SUCCESS"},
+      {kTeeErrorGeneric, "TEEC_ERROR_GENERIC"},
+      {kTeeErrorBadFormat, "TEEC_ERROR_BAD_FORMAT"},
+      {kTeeErrorBadParameters, "TEEC_ERROR_BAD_PARAMETERS"},
+      {kTeeErrorBadState, "TEEC_ERROR_BAD_STATE"},
+      {kTeeErrorItemNotFound, "TEEC_ERROR_ITEM_NOT_FOUND"},
+      {kTeeErrorNotSupported, "TEEC_ERROR_NOT_SUPPORTED"},
+      {kTeeErrorSecurity, "TEEC_ERROR_SECURITY"},
+  };
+  for (const NamedResult& each : kResults) {
+    EXPECT_EQ(TeeCodeByName(each.name), std::optional<uint32_t>(each.result)) << each.name;
   }
 }
 
@@ -485,7 +507,7 @@ AnswerFault UpdateFault(AnswerFaultKind kind, uint32_t item = 0) {
   return fault;
 }
 
-TEST_F(TrustedApplicationTest, FaultThatFailsTheCommandDoesNothing) {
+TEST_F(TrustedApplicationTest, FaultWithAResult_FailsTheCommandUndone) {
   AnswerFault fault = UpdateFault(kFailCommand);
   fault.result = 0xFFFF000D;
   faults.faults = {fault};
@@ -494,7 +516,7 @@ TEST_F(TrustedApplicationTest, FaultThatFailsTheCommandDoesNothing) {
   ExpectVersions(Update(11), "1.0,17", "1.9");
 }
 
-TEST_F(TrustedApplicationTest, FaultThatReplacesTheRecord) {
+TEST_F(TrustedApplicationTest, FaultWithARecord_ReplacesTheRecordAlone) {
   AnswerFault fault = UpdateFault(kReplaceRecord);
   fault.vamCode = 7;
   fault.fwCode = -11;
@@ -506,7 +528,7 @@ TEST_F(TrustedApplicationTest, FaultThatReplacesTheRecord) {
   EXPECT_EQ(store.writes, 4);
 }
 
-TEST_F(TrustedApplicationTest, FaultsThatEndTheReplyAtAnItem) {
+TEST_F(TrustedApplicationTest, FaultThatOmitsOrCutsAnItem_EndsTheReplyThere) {
   for (const AnswerFaultKind kind : {kOmitItem, kCutItem}) {
     for (uint32_t item = 1; item <= 5; ++item) {
       faults.faults = {UpdateFault(kind, item)};
@@ -524,7 +546,7 @@ TEST_F(TrustedApplicationTest, FaultsThatEndTheReplyAtAnItem) {
   }
 }
 
-TEST_F(TrustedApplicationTest, FaultsThatReplaceItems) {
+TEST_F(TrustedApplicationTest, FaultsWithValues_ReplaceTheirItems) {
   AnswerFault size = UpdateFault(kReplaceByNumber, 2);
   size.number = 2;
   AnswerFault version = UpdateFault(kReplaceByBytes, 3);
@@ -537,7 +559,7 @@ TEST_F(TrustedApplicationTest, FaultsThatReplaceItems) {
   EXPECT_EQ(answer.app, std::string("2.0") + '\0');
 }
 
-TEST_F(TrustedApplicationTest, FaultReplacesASignedNumberByASignedOne) {
+TEST_F(TrustedApplicationTest, FaultWithANumberForASignedItem_IsSigned) {
   ChangeChip([](ChipMemory& memory) { memory.hackInformationSize = 1; });
   AnswerFault fault{};
   fault.kind = kReplaceByNumber;
@@ -552,7 +574,7 @@ TEST_F(TrustedApplicationTest, FaultReplacesASignedNumberByASignedOne) {
   EXPECT_EQ(count, -5);
 }
 
-TEST_F(TrustedApplicationTest, FaultOfAnotherModeDoesNotApply) {
+TEST_F(TrustedApplicationTest, FaultOfAnotherMode_ChangesNothing) {
   AnswerFault fault = UpdateFault(kFailCommand);
   fault.result = 0xFFFF000D;
   faults.faults = {fault};

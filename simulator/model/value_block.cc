@@ -27,7 +27,7 @@ uint32_t load_number(const uint8_t* bytes) {
 }
 
 /// Returns where `count` bytes can be put, or null when they do not fit.
-uint8_t* RoomFor(const ValueCursor& cursor, size_t count) {
+uint8_t* room_for(const ValueCursor& cursor, size_t count) {
   if (cursor.block == nullptr || cursor.position > cursor.size ||
       count > cursor.size - cursor.position) {
     return nullptr;
@@ -36,7 +36,7 @@ uint8_t* RoomFor(const ValueCursor& cursor, size_t count) {
 }
 
 /// Returns the next value of `count` bytes when it is in use and carries `tag`, or null.
-uint8_t* NextValue(const ValueCursor& cursor, uint8_t tag, size_t count) {
+uint8_t* next_value(const ValueCursor& cursor, uint8_t tag, size_t count) {
   if (cursor.block == nullptr || cursor.size < kFirstValue) {
     return nullptr;
   }
@@ -49,8 +49,8 @@ uint8_t* NextValue(const ValueCursor& cursor, uint8_t tag, size_t count) {
   return cursor.block + cursor.position;
 }
 
-bool PutNumber(ValueCursor& cursor, uint8_t tag, uint32_t value) {
-  uint8_t* place = RoomFor(cursor, kTagSize + kNumberSize);
+bool put_number(ValueCursor& cursor, uint8_t tag, uint32_t value) {
+  uint8_t* place = room_for(cursor, kTagSize + kNumberSize);
   if (place == nullptr) {
     return false;
   }
@@ -60,8 +60,8 @@ bool PutNumber(ValueCursor& cursor, uint8_t tag, uint32_t value) {
   return true;
 }
 
-bool GetNumber(ValueCursor& cursor, uint8_t tag, uint32_t* value) {
-  const uint8_t* place = NextValue(cursor, tag, kTagSize + kNumberSize);
+bool get_number(ValueCursor& cursor, uint8_t tag, uint32_t* value) {
+  const uint8_t* place = next_value(cursor, tag, kTagSize + kNumberSize);
   if (place == nullptr) {
     return false;
   }
@@ -73,17 +73,17 @@ bool GetNumber(ValueCursor& cursor, uint8_t tag, uint32_t* value) {
 }  // namespace
 
 bool put_int(ValueCursor& cursor, int32_t value) {
-  return PutNumber(cursor, kIntTag, static_cast<uint32_t>(value));
+  return put_number(cursor, kIntTag, static_cast<uint32_t>(value));
 }
 
-bool put_uint(ValueCursor& cursor, uint32_t value) { return PutNumber(cursor, kUintTag, value); }
+bool put_uint(ValueCursor& cursor, uint32_t value) { return put_number(cursor, kUintTag, value); }
 
 bool put_blob(ValueCursor& cursor, const void* bytes, uint32_t length) {
   constexpr size_t kHeadSize = kTagSize + kNumberSize;
   if (bytes == nullptr && length != 0) {
     return false;
   }
-  uint8_t* place = RoomFor(cursor, kHeadSize);
+  uint8_t* place = room_for(cursor, kHeadSize);
   if (place == nullptr || length > cursor.size - cursor.position - kHeadSize) {
     return false;
   }
@@ -98,23 +98,23 @@ bool put_blob(ValueCursor& cursor, const void* bytes, uint32_t length) {
 
 bool get_int(ValueCursor& cursor, int32_t* value) {
   uint32_t bits = 0;
-  if (!GetNumber(cursor, kIntTag, &bits)) {
+  if (!get_number(cursor, kIntTag, &bits)) {
     return false;
   }
   memcpy(value, &bits, sizeof bits);
   return true;
 }
 
-bool get_uint(ValueCursor& cursor, uint32_t* value) { return GetNumber(cursor, kUintTag, value); }
+bool get_uint(ValueCursor& cursor, uint32_t* value) { return get_number(cursor, kUintTag, value); }
 
 uint8_t* get_blob(ValueCursor& cursor, uint32_t length) {
   constexpr size_t kHeadSize = kTagSize + kNumberSize;
-  const uint8_t* head = NextValue(cursor, kBlobTag, kHeadSize);
+  const uint8_t* head = next_value(cursor, kBlobTag, kHeadSize);
   if (head == nullptr || load_number(head + kTagSize) != length ||
       length > cursor.size - cursor.position - kHeadSize) {
     return nullptr;
   }
-  uint8_t* place = NextValue(cursor, kBlobTag, kHeadSize + length);
+  uint8_t* place = next_value(cursor, kBlobTag, kHeadSize + length);
   if (place == nullptr) {
     return nullptr;
   }

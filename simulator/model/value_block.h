@@ -5,16 +5,16 @@
 // values in a block of bytes. Freestanding: C headers only, nothing allocated, nothing thrown.
 //
 // A block starts with the number of bytes in use, itself included, as a 32-bit little-endian
-// number. Values follow without gaps: a tag byte, then for an integer its four bytes little-endian,
-// for a blob its 32-bit length and its bytes. A value that does not fit, or is not of the type or
-// length asked for, makes the operation fail and changes nothing.
+// number. Values follow without gaps. Each is a tag byte, and then an integer's four bytes
+// (little-endian) or a blob's 32-bit length and its bytes. An operation fails and changes nothing
+// when the value does not fit, or is not of the type or length that was asked for.
 
 #include <stddef.h>
 #include <stdint.h>
 
 namespace vam {
 
-/// Where in a block the next value is put or got. Does not own the block.
+/// The place in a block of the next value to put or get. Does not own the block.
 struct ValueCursor {
   uint8_t* block;
   /// Bytes of the block.
@@ -34,11 +34,11 @@ constexpr size_t kFirstValue = 4;
 /// Reads the next value that is in use.
 [[nodiscard]] bool get_int(ValueCursor& cursor, int32_t* value);
 [[nodiscard]] bool get_uint(ValueCursor& cursor, uint32_t* value);
-/// Returns the blob in place, or null.
+/// Returns the next value, a blob of `length` bytes, in place; null when it is no such blob.
 [[nodiscard]] uint8_t* get_blob(ValueCursor& cursor, uint32_t length);
 
-/// Declares the bytes before `position` to be in use and all others not, so that a block ends
-/// there. REQUIRES: a block of at least kFirstValue bytes.
+/// Ends the block's values at `position`: the bytes before it are in use, all others are not.
+/// REQUIRES: a block of at least kFirstValue bytes.
 void end_values(ValueCursor& cursor, size_t position);
 
 }  // namespace vam

@@ -20,7 +20,7 @@ class ValueBlockTest : public ::testing::Test {
   std::array<std::uint8_t, 32> block{};
 };
 
-TEST_F(ValueBlockTest, LaysValuesOutAsDocumented) {
+TEST_F(ValueBlockTest, Values_AreLaidOutAsDocumented) {
   ValueCursor cursor = Cursor();
   ASSERT_TRUE(put_int(cursor, -2));
   ASSERT_TRUE(put_blob(cursor, "ab", 2));
@@ -29,7 +29,7 @@ TEST_F(ValueBlockTest, LaysValuesOutAsDocumented) {
               ElementsAre(16, 0, 0, 0, 'i', 0xFE, 0xFF, 0xFF, 0xFF, 'b', 2, 0, 0, 0, 'a', 'b'));
 }
 
-TEST_F(ValueBlockTest, ReturnsValuesInOrder) {
+TEST_F(ValueBlockTest, Values_ComeBackInTheirOrder) {
   ValueCursor writer = Cursor();
   ASSERT_TRUE(put_int(writer, INT32_MIN));
   ASSERT_TRUE(put_uint(writer, UINT32_MAX));
@@ -44,10 +44,10 @@ TEST_F(ValueBlockTest, ReturnsValuesInOrder) {
   const std::uint8_t* blob = get_blob(reader, 3);
   ASSERT_NE(blob, nullptr);
   EXPECT_EQ(std::memcmp(blob, "xyz", 3), 0);
-  EXPECT_FALSE(get_uint(reader, &count)) << "nothing stands behind the last value";
+  EXPECT_FALSE(get_uint(reader, &count)) << "nothing follows the last value";
 }
 
-TEST_F(ValueBlockTest, AnotherTypeOrLengthFailsAndReadsNothing) {
+TEST_F(ValueBlockTest, AnotherTypeOrLength_FailsAndReadsNothing) {
   ValueCursor writer = Cursor();
   ASSERT_TRUE(put_uint(writer, 7));
   ASSERT_TRUE(put_blob(writer, "xyz", 3));
@@ -64,7 +64,7 @@ TEST_F(ValueBlockTest, AnotherTypeOrLengthFailsAndReadsNothing) {
   EXPECT_NE(get_blob(reader, 3), nullptr);
 }
 
-TEST_F(ValueBlockTest, ValueThatDoesNotFitChangesNothing) {
+TEST_F(ValueBlockTest, ValueThatDoesNotFit_ChangesNothing) {
   ValueCursor writer = Cursor();
   const std::array<std::uint8_t, 24> bytes{};
   EXPECT_FALSE(put_blob(writer, bytes.data(), 24)) << "32 bytes hold 4 + 5 + 23";
@@ -77,7 +77,7 @@ TEST_F(ValueBlockTest, ValueThatDoesNotFitChangesNothing) {
   EXPECT_EQ(block, full);
 }
 
-TEST_F(ValueBlockTest, NullBytesAreABlobOfNoLengthOnly) {
+TEST_F(ValueBlockTest, NullBytes_AreABlobOfLengthZeroOnly) {
   ValueCursor writer = Cursor();
   EXPECT_FALSE(put_blob(writer, nullptr, 1));
   EXPECT_TRUE(put_blob(writer, nullptr, 0));
@@ -85,7 +85,7 @@ TEST_F(ValueBlockTest, NullBytesAreABlobOfNoLengthOnly) {
   EXPECT_NE(get_blob(reader, 0), nullptr);
 }
 
-TEST_F(ValueBlockTest, ReadsNothingBehindTheBytesInUse) {
+TEST_F(ValueBlockTest, BytesThatAreNotInUse_HoldNoValue) {
   ValueCursor writer = Cursor();
   ASSERT_TRUE(put_uint(writer, 7));
   for (std::size_t end = 0; end < kFirstValue + 5; ++end) {
@@ -97,7 +97,7 @@ TEST_F(ValueBlockTest, ReadsNothingBehindTheBytesInUse) {
   }
 }
 
-TEST_F(ValueBlockTest, CountBeyondTheBlockIsBoundedByIt) {
+TEST_F(ValueBlockTest, CountBeyondTheBlock_IsBoundedByTheBlock) {
   ValueCursor writer = Cursor();
   ASSERT_TRUE(put_blob(writer, "xyz", 3));
   block[0] = block[1] = block[2] = block[3] = 0xFF;
@@ -112,7 +112,7 @@ TEST_F(ValueBlockTest, CountBeyondTheBlockIsBoundedByIt) {
   EXPECT_EQ(get_blob(reader, UINT32_MAX), nullptr);
 }
 
-TEST_F(ValueBlockTest, NoBlockOrATinyOneTakesAndHoldsNothing) {
+TEST_F(ValueBlockTest, MissingOrTinyBlock_TakesAndHoldsNothing) {
   for (ValueCursor cursor :
        {ValueCursor{nullptr, 0, kFirstValue}, ValueCursor{block.data(), 3, kFirstValue},
         ValueCursor{block.data(), 8, kFirstValue}}) {

@@ -1,8 +1,9 @@
 #ifndef SIMULATOR_RUN_RUN_H_
 #define SIMULATOR_RUN_RUN_H_
 
-// One run of a program on a simulated board. The launcher creates it; the stand-in libraries in the
-// program's processes find it through the environment and share its fault counters and journal.
+// One run of a program on a simulated board. vam-board prepares it. The stand-in libraries in the
+// program's processes find it through the environment, and share its fault counters and its
+// journal.
 
 #include <sys/stat.h>
 
@@ -17,7 +18,8 @@
 
 namespace vam {
 
-/// How often a fault's calls came and how often it was applied. Shared by all processes of a run.
+/// How many calls came that a fault may change, and how often it fired. All processes of a run
+/// share it.
 struct FaultCounter {
   std::atomic<std::uint32_t> calls;
   std::atomic<std::uint32_t> fired;
@@ -28,14 +30,14 @@ class Run {
   /// Names the run's folder to the stand-in libraries.
   static constexpr char kEnvironmentVariable[] = "VAM_BOARD_RUN";
 
-  /// Returns the run that this process belongs to, or null when it was not started on a board. A
-  /// run folder that cannot be used ends the process with a line on standard error: half a
-  /// board would tell lies.
+  /// Returns the run that this process belongs to, or null when it was not started on a board. Ends
+  /// the process, with a line on standard error, when the run's folder cannot be used: without it
+  /// the program would meet another board than its own.
   static Run* Current();
 
-  /// Prepares `folder` (which exists and is empty) for a run on the board in `boardText`, with
-  /// the chip in `stateFolder`; `journalFile` may be empty. Throws BoardError for a wrong board
-  /// and std::runtime_error for files that cannot be written.
+  /// Prepares `folder`, which exists and is empty, for a run on the board in `boardText`, with the
+  /// chip in `stateFolder`. An empty `journalFile` means no journal. Throws BoardError for a wrong
+  /// board and std::runtime_error for a file that cannot be written.
   static void Prepare(const std::string& folder, const std::string& boardText,
                       const std::string& boardName, const std::string& stateFolder,
                       const std::string& journalFile);
@@ -50,19 +52,19 @@ class Run {
   /// Where the board keeps the chip's memory and the firmware image.
   const std::string& StateFolder() const { return stateFolder; }
 
-  /// Counts `call` for every fault on it. Returns the fault to apply, or null.
+  /// Counts `call` for every fault on it. Returns the first fault that fires, or null.
   const Fault* FireCallFault(PlatformCall call);
 
-  /// Counts an invocation of `command` for the fault at `index` (from 0). Returns the fault when
-  /// it is to be applied, or null.
+  /// Counts an invocation of `command` for the fault at `index` (from 0). Returns the fault when it
+  /// fires, or null.
   const Fault* FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
                                std::int32_t mode);
 
-  /// Counts a write of the chip's memory. Where the board's power fails after it, ends every
-  /// program of the run.
+  /// Counts a write of the chip's memory. Ends every program of the run when the board loses power
+  /// after it.
   void ChipMemoryWritten();
 
-  /// Returns the faults that no process has applied yet.
+  /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 
   bool Journals() const { return journal >= 0; }
@@ -70,8 +72,8 @@ class Run {
   void Journal(const std::string& line);
 
  private:
-  /// Counts a call for `fault`, which changes its `occurrence`th call or, with 0, every one.
-  /// Returns the fault when it is to be applied, or null.
+  /// Counts a call that `fault` may change. It fires at its `occurrence`th call, or at every one
+  /// when that is 0. Returns the fault when it fires, or null.
   const Fault* Count(const Fault& fault, std::uint32_t occurrence);
   FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
   FaultCounter& ChipWrites() const { return counters[0]; }
@@ -90,11 +92,11 @@ class Run {
   struct stat journalStatus = {};
 };
 
-/// Does what Run::FireCallFault() does for the run that this process belongs to; null without one.
+/// Counts `call` in the run that this process belongs to. Returns the fault that fires, or null.
 const Fault* FireFaultOn(PlatformCall call);
 
-/// One journal line under construction; written when it goes out of scope. Without a run, or
-/// without a journal, does nothing.
+/// One journal line under construction, which is written when the object ends. Does nothing without
+/// a run or without a journal.
 class JournalLine {
  public:
   JournalLine(Run* owner, PlatformCall call);
@@ -110,7 +112,7 @@ class JournalLine {
   JournalLine& Bytes(const char* key, const void* bytes, std::size_t count);
   /// A result of the TEE's, as "0x" and eight digits.
   JournalLine& Result(std::uint32_t result);
-  /// The fault that changed the call; null adds nothing. Comes last.
+  /// The fault that changed the call; null adds nothing. The last call on a line.
   JournalLine& ChangedBy(const Fault* fault);
 
  private:

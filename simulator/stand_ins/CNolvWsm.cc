@@ -13,8 +13,8 @@ namespace {
 
 using vam::PlatformCall;
 
-/// Returns the number that the stand-in for the TEE client library gives its shared memory in the
-/// journal; 0 where the record is another library's.
+/// Returns the journal's number of a shared memory. Only the stand-in for the TEE client library
+/// gives its records one; it is 0 with another library.
 template <typename Record>
 auto NumberOf(const Record& record, int) -> decltype(std::uint32_t{record.number}) {
   return record.number;
@@ -90,7 +90,7 @@ bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
   const bool done = Operate(
       block, size, position, fault,
       [bytes, length](vam::ValueCursor& cursor) { return vam::put_blob(cursor, bytes, length); });
-  // A length that was refused may be more than there are bytes.
+  // After a refusal the length may be more than the caller's bytes.
   vam::JournalLine(vam::Run::Current(), PlatformCall::kPutBlob)
       .Number("marshaller", number)
       .Number("length", length)

@@ -35,7 +35,7 @@ constexpr std::size_t kBlockHead = 4;
 constexpr std::size_t kNumber = 5;
 constexpr std::size_t kBlobHead = 5;
 
-TEST(MarshallerTest, BringsValuesAcrossInTheirOrder) {
+TEST(MarshallerTest, Values_ComeBackInTheirOrder) {
   Block block(8192);
   constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
   {
@@ -63,7 +63,7 @@ TEST(MarshallerTest, BringsValuesAcrossInTheirOrder) {
   EXPECT_FALSE(reply.GetInt(&signedValue)) << "nothing is left";
 }
 
-TEST(MarshallerTest, ResetStartsAtTheBeginningAgain) {
+TEST(MarshallerTest, Reset_StartsAtTheBeginningAgain) {
   Block block(64);
   CNolvWsm marshaller(block.Record());
   ASSERT_TRUE(marshaller.PutInt(1));
@@ -76,7 +76,7 @@ TEST(MarshallerTest, ResetStartsAtTheBeginningAgain) {
   }
 }
 
-TEST(MarshallerTest, ValueOfAnotherTypeOrLengthIsNotRead) {
+TEST(MarshallerTest, ValueOfAnotherTypeOrLength_IsNotRead) {
   Block block(64);
   CNolvWsm marshaller(block.Record());
   ASSERT_TRUE(marshaller.PutInt(7));
@@ -99,7 +99,7 @@ TEST(MarshallerTest, ValueOfAnotherTypeOrLengthIsNotRead) {
   EXPECT_NE(marshaller.GetBlob(2), nullptr);
 }
 
-TEST(MarshallerTest, NumberMustFit) {
+TEST(MarshallerTest, NumberThatDoesNotFit_IsRefused) {
   Block block(kBlockHead + kNumber);
   CNolvWsm marshaller(block.Record());
   EXPECT_TRUE(marshaller.PutUint(1));
@@ -113,7 +113,7 @@ TEST(MarshallerTest, NumberMustFit) {
   EXPECT_FALSE(marshaller.GetUint(&value));
 }
 
-TEST(MarshallerTest, BlobMustFit) {
+TEST(MarshallerTest, BlobThatDoesNotFit_IsRefused) {
   const std::string longest(100 - kBlockHead - kBlobHead, 'b');
   Block block(100);
   {
@@ -126,13 +126,13 @@ TEST(MarshallerTest, BlobMustFit) {
   EXPECT_EQ(block.bytes.back(), 'b');
 }
 
-TEST(MarshallerTest, NullPointerWithALengthIsRefused) {
+TEST(MarshallerTest, NullPointerWithALength_IsRefused) {
   Block block(64);
   CNolvWsm marshaller(block.Record());
   EXPECT_FALSE(marshaller.PutBlob(nullptr, 1));
 }
 
-TEST(MarshallerTest, BlockTooSmallForItsHeadTakesAndHoldsNothing) {
+TEST(MarshallerTest, BlockTooSmallForItsHead_TakesAndHoldsNothing) {
   for (std::size_t size = 0; size < kBlockHead; ++size) {
     Block block(size);
     CNolvWsm marshaller(block.Record());
@@ -145,7 +145,7 @@ TEST(MarshallerTest, BlockTooSmallForItsHeadTakesAndHoldsNothing) {
   }
 }
 
-TEST(MarshallerTest, RecordWithoutABufferTakesAndHoldsNothing) {
+TEST(MarshallerTest, RecordWithoutABuffer_TakesAndHoldsNothing) {
   TEEC_SharedMemory record = {};
   record.size = 8192;
   CNolvWsm marshaller(&record);
@@ -157,7 +157,7 @@ TEST(MarshallerTest, RecordWithoutABufferTakesAndHoldsNothing) {
   EXPECT_EQ(marshaller.GetBlob(0), nullptr);
 }
 
-TEST(MarshallerTest, RequestStartsANewBlock) {
+TEST(MarshallerTest, Request_StartsANewBlock) {
   Block block(64);
   block.bytes.assign(block.bytes.size(), 0xFF);
   CNolvWsm marshaller(block.Record());
@@ -169,7 +169,7 @@ TEST(MarshallerTest, RequestStartsANewBlock) {
   EXPECT_FALSE(marshaller.GetInt(&value));
 }
 
-TEST(MarshallerTest, BlockThatClaimsMoreThanItHasHoldsNothingBeyondIt) {
+TEST(MarshallerTest, BlockThatClaimsMoreThanItHas_HoldsNothingBeyondItsEnd) {
   Block block(16);
   CNolvWsm marshaller(block.Record());
   ASSERT_TRUE(marshaller.PutInt(5));

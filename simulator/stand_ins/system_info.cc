@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Returned for a key that the board says nothing of.
+/// The result for a key that the board does not have.
 constexpr int kUnknownKey = -1;
 
 }  // namespace

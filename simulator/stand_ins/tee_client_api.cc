@@ -19,8 +19,8 @@
 #include "simulator/state/sha256_digest.h"
 #include "simulator/state/state_folder.h"
 
-// The TEE client library of the simulated board. It keeps a table of what it gave out, so that a
-// record that was never filled, or whose contents were given back, is told from a live one.
+// The TEE client library of the simulated board. It keeps a table of what is open, and so notices a
+// record that was never filled or that was closed.
 
 namespace {
 
@@ -45,14 +45,14 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
     return &fault->answer;
   }
 
-  /// The last fault that was applied; null: none.
+  /// The last fault that fired; null: none.
   const vam::Fault* lastFired = nullptr;
 
  private:
   vam::Run& run;
 };
 
-/// The chip's memory of the current run's board. Counts the writes for the board's power cuts.
+/// The chip's memory of the current run's board. Tells the run of each write, for its power cuts.
 class BoardChipMemory final : public vam::ChipMemoryStore {
  public:
   explicit BoardChipMemory(vam::Run& owner)
@@ -133,13 +133,13 @@ bool IsTrustedApplication(const TEEC_UUID& uuid) {
                      sizeof uuid.clockSeqAndNode) == 0;
 }
 
-/// The memory that an operation's first parameter refers to; null bytes where it refers to none.
+/// The memory that a parameter refers to; null bytes when it refers to none.
 struct Reference {
   std::uint8_t* bytes;
   std::size_t size;
 };
 
-/// Checks one parameter as the standard asks; `reference` receives the memory that it refers to.
+/// Checks one parameter as the standard asks. `reference` receives the memory that it refers to.
 bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t type,
                     const TEEC_Parameter& parameter, Reference& reference) {
   switch (type) {
@@ -183,7 +183,8 @@ bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t typ
   return true;
 }
 
-/// Carries one command over to the trusted application's model.
+/// Hands one command to the trusted application's model. `fault` receives the fault that changed
+/// its answer, if one did.
 Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operation* operation,
                     std::uint32_t context, const vam::Fault*& fault) {
   const std::uint32_t types = operation == nullptr ? 0 : operation->paramTypes;
@@ -199,7 +200,7 @@ Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operat
       block = reference;
     }
   }
-  // What reaches the trusted application: one reference to memory for input and output.
+  // The trusted application takes one reference to memory for input and output, and nothing else.
   const std::uint32_t first = TEEC_PARAM_TYPE_GET(types, 0);
   const bool inOut = first == TEEC_MEMREF_PARTIAL_INOUT || first == TEEC_MEMREF_TEMP_INOUT ||
                      first == TEEC_MEMREF_WHOLE;
@@ -241,7 +242,7 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
     result = TEEC_ERROR_BAD_PARAMETERS;
   } else if (name != nullptr || world.run == nullptr ||
              !world.run->Description().secureWorld.present) {
-    // The default TEE is the only one, and it is there only on a board with a secure world.
+    // A board with a secure world has the default TEE and no other.
     result = TEEC_ERROR_ITEM_NOT_FOUND;
   } else {
     context->number = ++world.contextCount;
@@ -279,7 +280,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
              session == nullptr || destination == nullptr ||
              connectionMethod != TEEC_LOGIN_PUBLIC || connectionData != nullptr ||
              (operation != nullptr && operation->paramTypes != TEEC_NONE)) {
-    // The trusted application takes public logins without parameters only.
+    // The trusted application takes only public logins without parameters.
     outcome = kBadParameters;
   } else if (!IsTrustedApplication(*destination) ||
              !world.run->Description().secureWorld.trustedApplication) {
@@ -335,7 +336,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
     sharedMemory->number = ++world.memoryCount;
     SecureWorld::Memory& memory = world.memories[sharedMemory->number];
     memory.context = contextNumber;
-    // One byte more, so that an empty block has an address too.
+    // One byte more gives an empty block an address too.
     memory.bytes.resize(sharedMemory->size + 1);
     sharedMemory->buffer = memory.bytes.data();
   }

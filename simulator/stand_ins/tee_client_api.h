@@ -1,9 +1,9 @@
 #ifndef SIMULATOR_STAND_INS_TEE_CLIENT_API_H_
 #define SIMULATOR_STAND_INS_TEE_CLIENT_API_H_
 
-/* The GlobalPlatform TEE Client API v1.0, as the simulated board offers it: the types, constants
- * and functions of the standard, with record layouts of our own where the standard leaves them to
- * the implementation. */
+/* The GlobalPlatform TEE Client API v1.0, as the simulated board offers it. Types, constants and
+ * functions are the standard's. Record layouts are our own where the standard leaves them to the
+ * implementation. */
 
 #include <stddef.h>
 #include <stdint.h>
@@ -76,8 +76,8 @@ typedef struct {
   uint8_t clockSeqAndNode[8];
 } TEEC_UUID;
 
-/* In each record the member `number` is the stand-in's own: it counts what the record stands for,
- * from 1; 0 in a record that stands for nothing. */
+/* The member `number` of each record is the stand-in's own. It numbers contexts, sessions, memories
+ * and operations from 1; 0 marks a record that nothing is open on. */
 
 typedef struct {
   uint32_t number;

@@ -84,20 +84,22 @@ class TeecTest : public testing::Test {
 constexpr std::uint32_t kApi = TEEC_ORIGIN_API;
 constexpr std::uint32_t kApplication = TEEC_ORIGIN_TRUSTED_APP;
 
-TEST_F(TeecTest, InvokesTheTrustedApplication) { ExpectInvoke(TEEC_SUCCESS, kApplication); }
+TEST_F(TeecTest, Invocation_ReachesTheTrustedApplication) {
+  ExpectInvoke(TEEC_SUCCESS, kApplication);
+}
 
-TEST_F(TeecTest, UnknownCommandIsTheTrustedApplicationsToRefuse) {
+TEST_F(TeecTest, UnknownCommand_IsRefusedByTheTrustedApplication) {
   EXPECT_EQ(TEEC_InvokeCommand(&session, 1, &operation, &origin), TEEC_ERROR_NOT_SUPPORTED);
   EXPECT_EQ(origin, kApplication);
 }
 
-TEST_F(TeecTest, ContextOfAnotherTeeIsNotFound) {
+TEST_F(TeecTest, ContextOfAnotherTee_IsNotFound) {
   TEEC_Context other = {};
   EXPECT_EQ(TEEC_InitializeContext("other", &other), TEEC_ERROR_ITEM_NOT_FOUND);
   EXPECT_EQ(TEEC_InitializeContext(nullptr, nullptr), TEEC_ERROR_BAD_PARAMETERS);
 }
 
-TEST_F(TeecTest, UnknownTrustedApplicationIsNotFound) {
+TEST_F(TeecTest, UnknownTrustedApplication_IsNotFound) {
   TEEC_UUID uuid = VamUuid();
   uuid.clockSeqAndNode[7] ^= 1;
   TEEC_Session other = {};
@@ -106,7 +108,7 @@ TEST_F(TeecTest, UnknownTrustedApplicationIsNotFound) {
   EXPECT_EQ(origin, static_cast<std::uint32_t>(TEEC_ORIGIN_TEE));
 }
 
-TEST_F(TeecTest, SessionTakesPublicLoginWithoutParameters) {
+TEST_F(TeecTest, SessionButAPublicLoginWithoutParameters_IsRefused) {
   const TEEC_UUID uuid = VamUuid();
   TEEC_Session other = {};
   TEEC_Operation empty = {};
@@ -133,7 +135,7 @@ TEST_F(TeecTest, SessionTakesPublicLoginWithoutParameters) {
   TEEC_CloseSession(&other);
 }
 
-TEST_F(TeecTest, SharedMemoryNeedsADirectionAndASizeThatFits) {
+TEST_F(TeecTest, SharedMemoryWithoutADirectionOrTooLarge_IsRefused) {
   TEEC_SharedMemory other = {};
   other.size = 16;
   EXPECT_EQ(TEEC_AllocateSharedMemory(&context, &other), TEEC_ERROR_BAD_PARAMETERS);
@@ -151,7 +153,7 @@ TEST_F(TeecTest, SharedMemoryNeedsADirectionAndASizeThatFits) {
   EXPECT_EQ(other.buffer, nullptr);
 }
 
-TEST_F(TeecTest, ReferenceMustLieInTheMemory) {
+TEST_F(TeecTest, ReferenceBeyondItsMemory_IsRefused) {
   operation.params[0].memref.size = 8193;
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
   operation.params[0].memref = {&memory, 8192, 1};
@@ -164,7 +166,7 @@ TEST_F(TeecTest, ReferenceMustLieInTheMemory) {
   ExpectInvoke(TEEC_SUCCESS, kApplication);
 }
 
-TEST_F(TeecTest, ReferenceMustHaveTheMemorysDirections) {
+TEST_F(TeecTest, ReferenceOfAnotherDirectionThanItsMemory_IsRefused) {
   TEEC_SharedMemory inputOnly = {};
   inputOnly.size = 8192;
   inputOnly.flags = TEEC_MEM_INPUT;
@@ -174,7 +176,7 @@ TEST_F(TeecTest, ReferenceMustHaveTheMemorysDirections) {
   TEEC_ReleaseSharedMemory(&inputOnly);
 }
 
-TEST_F(TeecTest, OtherParameterTypesAreTheTrustedApplicationsToRefuse) {
+TEST_F(TeecTest, OtherParameterTypes_AreRefusedByTheTrustedApplication) {
   operation.paramTypes = TEEC_PARAM_TYPES(TEEC_NONE, TEEC_NONE, TEEC_NONE, TEEC_NONE);
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
   operation.paramTypes =
@@ -185,7 +187,7 @@ TEST_F(TeecTest, OtherParameterTypesAreTheTrustedApplicationsToRefuse) {
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
 }
 
-TEST_F(TeecTest, SessionThatWasNeverOpenedIsRefused) {
+TEST_F(TeecTest, SessionThatWasNeverOpened_IsRefused) {
   TEEC_Session zero = {};
   TEEC_SharedMemory none = {};
   operation.params[0].memref = {&none, 0, 0};
@@ -196,7 +198,7 @@ TEST_F(TeecTest, SessionThatWasNeverOpenedIsRefused) {
       << "the trusted application wants its block";
 }
 
-TEST_F(TeecTest, SessionIsGoneOnceClosed) {
+TEST_F(TeecTest, ClosedSession_IsRefused) {
   TEEC_Session other = {};
   ASSERT_EQ(OpenSession(other), TEEC_SUCCESS);
   TEEC_CloseSession(&other);
@@ -205,7 +207,7 @@ TEST_F(TeecTest, SessionIsGoneOnceClosed) {
   ExpectInvoke(TEEC_SUCCESS, kApplication);
 }
 
-TEST_F(TeecTest, MemoryIsGoneOnceReleased) {
+TEST_F(TeecTest, ReleasedMemory_IsRefused) {
   TEEC_SharedMemory other = {};
   other.size = 8192;
   other.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
@@ -215,7 +217,7 @@ TEST_F(TeecTest, MemoryIsGoneOnceReleased) {
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
 }
 
-TEST_F(TeecTest, ContextIsGoneOnceFinalized) {
+TEST_F(TeecTest, FinalizedContext_IsRefused) {
   TEEC_Context other = {};
   ASSERT_EQ(TEEC_InitializeContext(nullptr, &other), TEEC_SUCCESS);
   TEEC_FinalizeContext(&other);
@@ -225,7 +227,7 @@ TEST_F(TeecTest, ContextIsGoneOnceFinalized) {
   EXPECT_EQ(TEEC_AllocateSharedMemory(&other, &none), TEEC_ERROR_BAD_PARAMETERS);
 }
 
-TEST_F(TeecTest, MemoryOfAnotherContextIsRefused) {
+TEST_F(TeecTest, MemoryOfAnotherContext_IsRefused) {
   TEEC_Context other = {};
   ASSERT_EQ(TEEC_InitializeContext(nullptr, &other), TEEC_SUCCESS);
   TEEC_SharedMemory foreign = {};
@@ -238,7 +240,7 @@ TEST_F(TeecTest, MemoryOfAnotherContextIsRefused) {
   TEEC_FinalizeContext(&other);
 }
 
-TEST_F(TeecTest, DoubleReleaseIsToldOnStandardError) {
+TEST_F(TeecTest, DoubleRelease_IsToldOnStandardError) {
   TEEC_SharedMemory other = {};
   other.size = 1;
   other.flags = TEEC_MEM_INPUT;

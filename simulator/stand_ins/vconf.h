@@ -5,7 +5,8 @@
 extern "C" {
 #endif
 
-/* Returns the text that the board keeps under `key`, to be released with free(), or null. */
+/* Returns the text that the board keeps under `key`, or null. The caller releases it with free().
+ */
 char* vconf_get_str(const char* key);
 
 #ifdef __cplusplus

@@ -1,10 +1,8 @@
 #include "simulator/state/chip_description.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include "simulator/model/chip_memory.h"
 #include "simulator/state/chip_memory_file.h"
@@ -41,10 +39,6 @@ std::string StateInWords(std::uint32_t state) {
 }  // namespace
 
 std::string DescribeChip(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) {
-    return "Chip: as the board file has it; it was not run yet\n";
-  }
   ChipMemoryFile store(path);
   Sha256Digest digest;
   const auto stored = std::make_unique<StoredChipMemory>();

@@ -5,8 +5,8 @@
 
 namespace vam {
 
-/// Returns in words, a line each, what the memory file `path` of a chip holds; says so when there
-/// is none or when it is damaged.
+/// Returns in words, a line each, what the chip's memory in the file `path` holds, or one line that
+/// says that it is damaged. REQUIRES: the file exists.
 [[nodiscard]] std::string DescribeChip(const std::string& path);
 
 }  // namespace vam

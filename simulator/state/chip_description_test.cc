@@ -26,10 +26,6 @@ class ChipDescriptionTest : public testing::Test {
   const std::string path = folder.Path() + "/chip.memory";
 };
 
-TEST_F(ChipDescriptionTest, MissingMemory_IsAChipThatNoRunHasMade) {
-  EXPECT_EQ(DescribeChip(path), "Chip: as the board file has it; it was not run yet\n");
-}
-
 TEST_F(ChipDescriptionTest, DamagedMemory_NeedsARecovery) {
   ASSERT_TRUE(ReplaceFile(path, "damaged", 7));
   EXPECT_EQ(DescribeChip(path), "Chip: its memory is damaged; it needs a recovery and an update\n");
@@ -55,9 +51,9 @@ TEST_F(ChipDescriptionTest, FullChip_IsToldLineByLine) {
   StoredChipMemory chip{};
   ChipMemory& memory = chip.memory;
   memory.state = kChipInterrupted;
-  ASSERT_TRUE(set_version(memory.system.version, "1.1", 3));
+  ASSERT_TRUE(SetVersion(memory.system.version, "1.1", 3));
   memory.system.size = 4096;
-  ASSERT_TRUE(set_version(memory.app.version, "2.0", 3));
+  ASSERT_TRUE(SetVersion(memory.app.version, "2.0", 3));
   memory.app.size = 17;
   memory.implementsUpdates = 1;
   memory.selfTestPasses = 1;

@@ -22,12 +22,14 @@ namespace vam {
 
 namespace {
 
-void SetVersion(VersionText& version, const std::string& text, const char* what) {
-  if (!set_version(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
+VersionText MakeVersion(const std::string& text, const char* what) {
+  VersionText version;
+  if (!SetVersion(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
     throw std::invalid_argument(std::string("the ") + what + " version has " +
                                 std::to_string(text.size()) + " bytes; an image holds at most " +
                                 std::to_string(kVersionCapacity));
   }
+  return version;
 }
 
 std::uint32_t PartSize(const std::vector<std::uint8_t>& part, const char* what) {
@@ -80,10 +82,10 @@ bool FirmwareImageFile::Read(std::uint32_t offset, void* bytes, std::uint32_t co
 std::vector<std::uint8_t> MakeFirmwareImage(const ImageContents& contents) {
   const auto header = std::make_unique<ImageHeader>();
   std::memcpy(header->magic, kImageMagic, sizeof kImageMagic);
-  SetVersion(header->system, contents.systemVersion, "system");
-  SetVersion(header->app, contents.appVersion, "app");
-  SetVersion(header->runsSystem, contents.runsSystemVersion, "system part's own");
-  SetVersion(header->runsApp, contents.runsAppVersion, "app part's own");
+  header->system = MakeVersion(contents.systemVersion, "system");
+  header->app = MakeVersion(contents.appVersion, "app");
+  header->runsSystem = MakeVersion(contents.runsSystemVersion, "system part's own");
+  header->runsApp = MakeVersion(contents.runsAppVersion, "app part's own");
   header->systemSize = PartSize(contents.systemPart, "system");
   header->appSize = PartSize(contents.appPart, "app");
 

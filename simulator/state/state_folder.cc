@@ -56,10 +56,12 @@ std::vector<std::uint8_t> MakeImage(const ImageSection& section, const std::stri
   return image;
 }
 
-void SetVersion(VersionText& version, const std::string& text) {
-  if (!set_version(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
+VersionText MakeVersion(const std::string& text) {
+  VersionText version;
+  if (!SetVersion(version, text.data(), static_cast<std::uint32_t>(text.size()))) {
     throw std::runtime_error("a version of the board is too long");
   }
+  return version;
 }
 
 template <std::size_t Capacity>
@@ -68,7 +70,7 @@ std::uint32_t CopyBytes(std::uint8_t (&place)[Capacity], const std::vector<std::
   return static_cast<std::uint32_t>(bytes.size());
 }
 
-/// Marks the chip as running the image when it runs the versions that the image's parts run as.
+/// Marks a chip as running the image when its versions are those that the image runs as.
 void MarkAsUpdated(ChipMemory& memory, const std::string& imageFile, Digest& digest) {
   FirmwareImageFile source(imageFile);
   const auto image = std::make_unique<FirmwareImage>();
@@ -96,8 +98,8 @@ void MakeChip(const ChipSection& section, const std::string& memoryFile,
   memory.implementsUpdates = section.implementsUpdates ? 1 : 0;
   memory.selfTestPasses = section.selfTestPasses ? 1 : 0;
   memory.partCapacity = section.state == ChipSection::State::kFull ? 0 : kPartSizeLimit;
-  SetVersion(memory.system.version, section.systemVersion);
-  SetVersion(memory.app.version, section.appVersion);
+  memory.system.version = MakeVersion(section.systemVersion);
+  memory.app.version = MakeVersion(section.appVersion);
   memory.informationCount = static_cast<std::uint32_t>(section.information.size());
   std::copy(section.information.begin(), section.information.end(), memory.information);
   memory.hackInformationSize = CopyBytes(memory.hackInformation, section.hackInformation);
