@@ -1,43 +1,167 @@
 #!/usr/bin/env bash
-# Each folder of the product builds with the folders that it may include from, and with no other.
-# Usage: include_direction_test.sh COMPILER FOLDER INCLUDE-FOLDERS HEADER...
-# The headers are the one of each folder that FOLDER may include.
+# Holds tests/rooms, the sources' includes, what the build lets each room include, and the picture in
+# docs/architecture.md to one another.
+# Usage: include_direction_test.sh SOURCE COMPILER TARGETS
+# TARGETS is a file with a line for each target of a room: the room, the target and its include
+# folders, with semicolons between.
 set -euo pipefail
-
-compiler=$1
-folder=$2
-IFS=';' read -ra roots <<<"$3"
-shift 3
-allowed=("$@")
-
-# One header of every folder, whose own includes are there for whoever may include it.
-all=(vamctl/answer.h driver/board_probe.h interface/ca_vam_interface_sp.h tee/vam_tee_client.h
-  report/vam_result.h version/compare_version.h util/console_line.h util/text_conversions.h
-  platform/device_node.h simulator/board/board.h tests/support/process.h)
-
-includes=()
-for root in "${roots[@]}"; do
-  includes+=("-I$root")
-done
+source=$1 compiler=$2 targets=$3
+console=util/console_line.h
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$source"
 
 failed=0
-for header in "${all[@]}"; do
-  expected=refused
-  for name in "${allowed[@]}"; do
-    if [ "$name" = "$header" ]; then
-      expected=found
+fail() {
+  echo "$*"
+  failed=1
+}
+
+# room_of PATH
+room_of() {
+  [[ $1 =~ ^(simulator/[^/]+|[^/]+) ]]
+  echo "${BASH_REMATCH[1]}"
+}
+
+# The list: entries[ROOM] is what the room may include.
+declare -A entries
+rooms=()
+while IFS=: read -r room list; do
+  [[ $room != \#* ]] || continue
+  for entry in $list; do
+    [ -n "${entries[$(room_of "$entry")]+listed}" ] || fail "tests/rooms: $room stands above $entry"
+  done
+  entries[$room]=$list
+  rooms+=("$room")
+done <tests/rooms
+
+# entry_for ROOM PATH: the entry that lets the room include the path, or nothing.
+entry_for() {
+  local entry
+  for entry in ${entries[$1]}; do
+    if [[ $2 == "$entry" || $2 == "$entry"/* ]]; then
+      echo "$entry"
+      return
     fi
   done
-  # Whether the header itself is found, whatever becomes of what it includes.
-  actual=refused
-  if echo "#if !__has_include(\"$header\")
-#error
-#endif" | "$compiler" -std=c++17 -x c++ -fsyntax-only "${includes[@]}" - 2>/dev/null; then
-    actual=found
-  fi
-  if [ "$actual" != "$expected" ]; then
-    echo "$folder/: $header is $actual, must be $expected" >&2
-    failed=1
-  fi
+}
+
+# The sources: includes[FILE] is what of this repository the file includes.
+declare -A includes
+while IFS=: read -r file line; do
+  included=$(cut -d '"' -f 2 <<<"$line")
+  [ ! -e "$included" ] || [ "$included" = "$console" ] || includes[$file]+=" $included"
+done < <(grep -rE '^#include "' --include='*.cc' --include='*.h' --exclude='*_test.*' "${rooms[@]}")
+
+# along FILE: adds to `reached` each header that comes with an include of the file.
+declare -A reached
+along() {
+  local included
+  for included in ${includes[$1]-}; do
+    if [ -z "${reached[$included]+set}" ]; then
+      reached[$included]=yes
+      along "$included"
+    fi
+  done
+}
+
+# The single headers of the list and what comes with them are one contract. The build lets the whole
+# contract in where a room includes of it, and where it includes such a room.
+contract=" "
+declare -A contracted
+for room in "${rooms[@]}"; do
+  for entry in ${entries[$room]}; do
+    if [ -f "$entry" ]; then
+      reached=([$entry]=yes)
+      along "$entry"
+      contract+="${!reached[*]} "
+      contracted[$room]=yes
+    elif [ -n "${contracted[$entry]-}" ]; then
+      contracted[$room]=yes
+    fi
+  done
 done
+
+# direct[ROOM] is what its sources include of other rooms, and visible[ROOM] what comes with it.
+declare -A direct visible
+for room in "${rooms[@]}"; do
+  direct[$room]=""
+  visible[$room]=${contracted[$room]:+$contract}
+  used=" "
+  for file in "${!includes[@]}"; do
+    [ "$(room_of "$file")" = "$room" ] || continue
+    for included in ${includes[$file]}; do
+      [ "$(room_of "$included")" != "$room" ] || continue
+      entry=$(entry_for "$room" "$included")
+      [ -n "$entry" ] || fail "tests/rooms does not let $room include $included, and $file does"
+      used+="$entry "
+      direct[$room]+=" $included"
+      reached=([$included]=yes)
+      along "$included"
+      for header in "${!reached[@]}"; do
+        if [ -z "${contracted[$room]-}" ] || [[ $contract != *" $header "* ]]; then
+          visible[$room]+=" $(room_of "$header")"
+        fi
+      done
+    done
+  done
+  for entry in ${entries[$room]}; do
+    [[ $used == *" $entry "* ]] || fail "tests/rooms lets $room include $entry, and no source does"
+  done
+done
+
+# The build: each target is asked for every header there is.
+for header in $(find "${rooms[@]}" tests -name '*.h' | LC_ALL=C sort -u); do
+  printf '#if __has_include("%s")\n%s\n#endif\n' "$header" "$header"
+done >"$work/every_header"
+declare -A found
+while IFS=';' read -r room target folders; do
+  options=()
+  IFS=';' read -ra list <<<"$folders"
+  for folder in "${list[@]}"; do
+    options+=("-I$folder")
+  done
+  (cd "$work" && "$compiler" -std=c++17 -E -P -x c++ "${options[@]}" every_header) >"$work/found"
+  for header in $(cat "$work/found"); do
+    found[$room]+=" $header"
+    [ "$header" != "$console" ] && [ "$(room_of "$header")" != "$room" ] || continue
+    allowed=no
+    for entry in ${entries[$room]} ${visible[$room]}; do
+      if [[ $header == "$entry" || $header == "$entry"/* ]]; then
+        allowed=yes
+        break
+      fi
+    done
+    [ "$allowed" = yes ] || fail "tests/rooms does not let $room include $header, and the build lets $target"
+  done
+done <"$targets"
+for room in "${!found[@]}"; do
+  for included in ${direct[$room]}; do
+    [[ "${found[$room]} " == *" $included "* ]] || fail "$room includes $included, and the build lets no target of it"
+  done
+done
+[ "${#found[@]}" -ge 10 ] || fail "only ${#found[@]} rooms have targets"
+
+# The picture draws each room that another one includes as a whole, unless a path of arrows leads
+# there too.
+for room in "${rooms[@]}"; do
+  for entry in ${entries[$room]}; do
+    [ ! -d "$entry" ] || echo "${room##*/} ${entry##*/}"
+  done
+done >"$work/edges"
+awk '{ edge[$1, $2] = 1; node[$1]; node[$2] }
+  END {
+    for (pair in edge) path[pair] = 1
+    for (via in node) for (from in node) for (to in node)
+      if ((from, via) in path && (via, to) in path) path[from, to] = 1
+    for (pair in edge) {
+      split(pair, end, SUBSEP)
+      implied = 0
+      for (via in node) if ((end[1], via) in edge && (via, end[2]) in path) implied = 1
+      if (!implied) print end[1] " --> " end[2]
+    }
+  }' "$work/edges" | LC_ALL=C sort >"$work/arrows"
+sed -n '/^```mermaid/,/^```$/p;/^```$/q' docs/architecture.md |
+  sed -nE 's/^ *([a-z_]+ --> [a-z_]+)$/\1/p' | LC_ALL=C sort >"$work/picture"
+diff "$work/picture" "$work/arrows" || fail "docs/architecture.md draws other arrows than tests/rooms"
 exit "$failed"
