@@ -54,7 +54,7 @@ class Chip {
  private:
   ChipMemoryStore& store;
   Digest& digest;
-  StoredChipMemory stored;
+  StoredChipMemory stored{};
 };
 
 /// The model. Between two commands it keeps no state but the chip's memory.
@@ -88,7 +88,7 @@ class TrustedApplication {
   Digest& digest;
   AnswerFaults& faults;
   Chip chip;
-  FirmwareImage firmware;
+  FirmwareImage firmware{};
 };
 
 }  // namespace vam

@@ -36,15 +36,23 @@ std::vector<std::uint8_t> ReadFile(const std::string& path) {
   return {bytes->begin(), bytes->end()};
 }
 
-/// Returns the board's faults of the answers; a fault that the real libraries cannot be made to
-/// show is an error.
-std::vector<vam::AnswerFault> AnswerFaultsOf(const vam::Board& board) {
-  std::vector<vam::AnswerFault> faults;
+/// Refuses a board with a fault that this device cannot be made to show: one of a platform call, or
+/// a power cut, which only the host can make.
+void RequireRealParts(const vam::Board& board) {
   for (const vam::Fault& fault : board.faults) {
     if (fault.kind == vam::Fault::Kind::kCall) {
       throw std::runtime_error("the fault on " + std::string(PlatformCallName(fault.call)) +
                                " needs the simulated libraries; use vam-board on a PC");
     }
+    if (fault.kind == vam::Fault::Kind::kPowerCut) {
+      throw std::runtime_error("the power cut needs a simulated board; use vam-board on a PC");
+    }
+  }
+}
+
+std::vector<vam::AnswerFault> AnswerFaultsOf(const vam::Board& board) {
+  std::vector<vam::AnswerFault> faults;
+  for (const vam::Fault& fault : board.faults) {
     if (fault.kind == vam::Fault::Kind::kAnswer) {
       faults.push_back(fault.answer);
     }
@@ -52,18 +60,20 @@ std::vector<vam::AnswerFault> AnswerFaultsOf(const vam::Board& board) {
   return faults;
 }
 
-/// Prints what there is of the secure world: "absent", "bare" (no trusted application) or "whole".
+/// Prints how much of the secure world the board has: "absent", "bare" (without the trusted
+/// application) or "whole".
 void PrintWorld(const vam::Board& board) {
+  RequireRealParts(board);
   const vam::SecureWorldSection& world = board.secureWorld;
   std::puts(!world.present ? "absent" : !world.trustedApplication ? "bare" : "whole");
 }
 
 void Load(const vam::Board& board, const std::string& boardFolder, bool keepChip) {
-  const std::vector<vam::AnswerFault> faults = AnswerFaultsOf(board);
+  RequireRealParts(board);
   const vam::TemporaryFolder folder("vam-device-board");
   PrepareStateFolder(folder.Path(), board, boardFolder);
   vam::TestSession session;
-  session.SetFaults(faults);
+  session.SetFaults(AnswerFaultsOf(board));
   if (!keepChip) {
     session.Replace(vam::kChipMemory, ReadFile(vam::ChipMemoryIn(folder.Path())));
   }
@@ -73,11 +83,6 @@ void Load(const vam::Board& board, const std::string& boardFolder, bool keepChip
   } else {
     session.Remove(vam::kFirmwareImage);
   }
-  for (const vam::Fault& fault : board.faults) {
-    if (fault.kind == vam::Fault::Kind::kPowerCut) {
-      session.StopAfterWrites(fault.writes, vam::kLosePower);
-    }
-  }
 }
 
 void RequireAllApplied(const vam::Board& board) {
@@ -85,7 +90,7 @@ void RequireAllApplied(const vam::Board& board) {
   const std::vector<std::uint32_t> applied = vam::TestSession().Applied();
   if (applied.size() != declared) {
     throw std::runtime_error("the trusted application has " + std::to_string(applied.size()) +
-                             " faults and the board " + std::to_string(declared));
+                             " faults, the board has " + std::to_string(declared));
   }
   for (std::size_t i = 0; i < declared; ++i) {
     if (applied[i] == 0) {
@@ -111,9 +116,7 @@ void Occupy() {
   pause();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Perform(int argc, char** argv) {
   CLI::App app("Makes the virtual device the board that a board file describes.");
   app.require_subcommand(1);
   std::string boardFile;
@@ -125,9 +128,8 @@ int main(int argc, char** argv) {
     command->add_option("BOARD", boardFile, "Board file")->required();
     return command;
   };
-  onBoard(app.add_subcommand("world", "Prints what there is of the secure world"))->callback([&] {
-    PrintWorld(vam::ReadBoardFile(boardFile));
-  });
+  onBoard(app.add_subcommand("world", "Prints how much of the secure world the board has"))
+      ->callback([&] { PrintWorld(vam::ReadBoardFile(boardFile)); });
   onBoard(app.add_subcommand("node", "Serves /dev/zelkshield until it is terminated"))
       ->callback([&] { vam::ServeNode(vam::ReadBoardFile(boardFile).probe); });
   CLI::App* load =
@@ -137,10 +139,11 @@ int main(int argc, char** argv) {
     Load(vam::ReadBoardFile(boardFile), std::filesystem::path(boardFile).parent_path().string(),
          keepChip);
   });
-  onBoard(app.add_subcommand("require-applied", "Fails when a fault of the board never struck"))
+  onBoard(
+      app.add_subcommand("require-applied", "Fails when a fault of the board was never applied"))
       ->callback([&] { RequireAllApplied(vam::ReadBoardFile(boardFile)); });
   CLI::App* stop = app.add_subcommand("stop", "Stops the trusted application at a chip write");
-  stop->add_option("WRITES", writes, "Behind how many writes from now")->required();
+  stop->add_option("WRITES", writes, "After how many writes, counted from now")->required();
   stop->add_option("KIND", stopKind, "power or panic")
       ->required()
       ->transform(CLI::CheckedTransformer(std::map<std::string, vam::StopKind>{
@@ -148,7 +151,7 @@ int main(int argc, char** argv) {
   stop->callback([&] { vam::TestSession().StopAfterWrites(writes, stopKind); });
   app.add_subcommand(
          "occupy",
-         "Occupies the secure world's memory until it is terminated; says when it is full")
+         "Occupies the secure world's memory until it is terminated, and prints once it is full")
       ->callback(Occupy);
   app.add_subcommand("chip", "Prints what the chip's memory holds")->callback(PrintChip);
 
@@ -156,9 +159,17 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Perform(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vam-device-board: %s\n", error.what());
     return 1;
   }
-  return 0;
 }

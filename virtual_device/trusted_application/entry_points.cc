@@ -48,7 +48,7 @@ class ObjectImageSource final : public ImageSource {
 class TeeDigest final : public Digest {
  public:
   TeeDigest() {
-    // Nothing but a lack of memory makes it fail.
+    // Only a lack of memory makes it fail.
     if (TEE_AllocateOperation(&operation, TEE_ALG_SHA256, TEE_MODE_DIGEST, 0) != TEE_SUCCESS) {
       TEE_Panic(TEE_ERROR_OUT_OF_MEMORY);
     }
@@ -113,6 +113,7 @@ TEE_Result TA_InvokeCommandEntryPoint(void* /*session*/, uint32_t command, uint3
   return vam::Invoke(command, types, parameters);
 }
 
-/// What the compiler calls for a function that no class defines; there is none.
+/// The compiler names this function in every abstract class; nothing calls it.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the compiler's name
 void __cxa_pure_virtual() { TEE_Panic(TEE_ERROR_BAD_STATE); }
 }
