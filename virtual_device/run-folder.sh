@@ -1,7 +1,7 @@
 # The folder that a run of the virtual device shares with it; sourced in the repository's folder.
 
 # Makes a folder for one run and sets $folder to it. It belongs to this process, and to what the
-# process starts, as long as they last; it stays behind for whoever wants to look at it, until the
+# process starts, as long as they last. It stays for whoever wants to look at it, until the
 # next run of that name finds that nobody holds it.
 # Usage: new_run_folder NAME
 new_run_folder() {

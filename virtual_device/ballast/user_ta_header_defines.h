@@ -1,8 +1,9 @@
 #ifndef USER_TA_HEADER_DEFINES_H
 #define USER_TA_HEADER_DEFINES_H
 
-/* A trusted application that does nothing but occupy the secure world's memory: each session is an
- * instance of its own and takes less than any other trusted application needs. */
+/* What the secure world is told of the ballast, a trusted application that does nothing but occupy
+ * memory. Each session is an instance of its own, and is smaller than any other trusted
+ * application: where no further one fits, nothing fits. */
 
 #define TA_UUID                                                                    \
   {                                                                                \

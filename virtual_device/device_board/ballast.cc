@@ -5,14 +5,14 @@
 #include <stdexcept>
 #include <string>
 
+#include "virtual_device/ballast/user_ta_header_defines.h"
+
 namespace vam {
 namespace {
 
-// 7d0f2b7e-6c1c-4b0f-9c1f-5b9c3a7e5d21, of virtual_device/ballast/.
-constexpr TEEC_UUID kUuid = {
-    0x7d0f2b7e, 0x6c1c, 0x4b0f, {0x9c, 0x1f, 0x5b, 0x9c, 0x3a, 0x7e, 0x5d, 0x21}};
+constexpr TEEC_UUID kUuid = TA_UUID;
 
-/// Far beyond what the secure world's memory has room for.
+/// Far more than the secure world's memory has room for.
 constexpr std::size_t kMostInstances = 2000;
 
 }  // namespace

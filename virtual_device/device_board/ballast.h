@@ -9,10 +9,11 @@
 namespace vam {
 
 /// Occupies the secure world's memory with instances of a trusted application that does nothing,
-/// until there is room for no further one. What it took is free again once the process ends.
+/// until there is no room for another one. The memory is free again when the object or the process
+/// is gone.
 class Ballast {
  public:
-  /// Throws std::runtime_error when the memory was not what stopped it.
+  /// Throws std::runtime_error when something else than a lack of memory stopped it.
   Ballast();
   ~Ballast();
   Ballast(const Ballast&) = delete;

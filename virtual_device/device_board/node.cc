@@ -27,7 +27,8 @@ void Control(fuse_req_t request, int command, void* argument, fuse_file_info* /*
   } else if (!probe.flag) {
     fuse_reply_ioctl(request, 0, nullptr, 0);
   } else if (outputSize == 0) {
-    // The bare number tells the kernel nothing of the argument: this tells it, and it asks again.
+    // The request's number does not tell the kernel where the argument is. This does, and the
+    // kernel asks again.
     const iovec output{argument, sizeof *probe.flag};
     fuse_reply_ioctl_retry(request, nullptr, 0, &output, 1);
   } else {
@@ -41,7 +42,7 @@ void ServeNode(const ProbeSection& probe) {
   if (!probe.nodePresent) {
     return;
   }
-  // The kernel makes the node in /dev by this name.
+  // The kernel makes /dev/ and this name.
   std::string name = "DEVNAME=" + std::string(kVamDeviceNode).substr(sizeof "/dev/" - 1);
   const char* deviceInformation[] = {name.c_str()};
   cuse_info information{};
@@ -57,7 +58,7 @@ void ServeNode(const ProbeSection& probe) {
   std::string foreground = "-f";
   std::string oneThread = "-s";
   char* arguments[] = {program.data(), foreground.data(), oneThread.data()};
-  // The library hands the board's answers back as a pointer to what may change.
+  // libfuse wants a pointer without const; Control() only reads what it points to.
   if (cuse_lowlevel_main(3, arguments, &information, &operations,
                          const_cast<ProbeSection*>(&probe)) != 0) {
     throw std::runtime_error(std::string(kVamDeviceNode) +

@@ -6,8 +6,9 @@
 namespace vam {
 
 /// Serves "/dev/zelkshield" as a character device that behaves as `probe` says, until SIGTERM or
-/// SIGINT; the node is gone after that. Returns at once where the board has no node. Needs the
-/// kernel's "/dev/cuse". Throws std::runtime_error with one line when the node cannot be made.
+/// SIGINT, and then removes it. Returns at once where the board has no node. Needs the kernel's
+/// "/dev/cuse". Throws std::runtime_error, with one line for the user, when the node cannot be
+/// made.
 void ServeNode(const ProbeSection& probe);
 
 }  // namespace vam

@@ -14,7 +14,7 @@
 namespace vam {
 namespace {
 
-/// What goes through one command; the whole object may be larger.
+/// The most bytes that one command carries. An object may be larger.
 constexpr std::size_t kPieceSize = 16384;
 
 std::runtime_error Refused(const char* what, TEEC_Result result, std::uint32_t origin) {
@@ -24,7 +24,7 @@ std::runtime_error Refused(const char* what, TEEC_Result result, std::uint32_t o
   return std::runtime_error(line);
 }
 
-/// The library takes inputs by the same record as outputs, and writes nothing there.
+/// The TEE client library has one record for inputs and outputs. It does not write to an input.
 TEEC_TempMemoryReference InputReference(const void* bytes, std::size_t size) {
   return {const_cast<void*>(bytes), size};
 }

@@ -1,7 +1,7 @@
 #ifndef VIRTUAL_DEVICE_TRUSTED_APPLICATION_KIT_HEADERS_H_
 #define VIRTUAL_DEVICE_TRUSTED_APPLICATION_KIT_HEADERS_H_
 
-// The kit's headers do not say to C++ that they are C. Every source is compiled behind this.
+// The kit's headers lack `extern "C"`. This header adds it and is included before every source.
 
 extern "C" {
 #include <inttypes.h>

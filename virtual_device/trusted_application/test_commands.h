@@ -1,8 +1,9 @@
 #ifndef VIRTUAL_DEVICE_TRUSTED_APPLICATION_TEST_COMMANDS_H_
 #define VIRTUAL_DEVICE_TRUSTED_APPLICATION_TEST_COMMANDS_H_
 
-// Commands that set the trusted application up for a test, far from the system's own. Only its test
-// build takes them. Includes C headers only: both worlds use it.
+// Commands that set the trusted application up for a test. Only its test build takes them; their
+// numbers are far from those of the system's own commands. Includes C headers only: both worlds use
+// it.
 
 #include <stdint.h>
 
@@ -10,8 +11,8 @@ namespace vam {
 
 constexpr uint32_t kFirstTestCommand = 0x80000000;
 
-/// Parameters are numbered from 0; those not named are of type none. Wrong ones are answered with
-/// TEE_ERROR_BAD_PARAMETERS.
+/// Each command names its parameters by number, from 0; the others are of type none. Parameters of
+/// another type are answered with TEE_ERROR_BAD_PARAMETERS.
 enum TestCommand : uint32_t {
   /// Replaces a stored object by an empty one. 0: value input, a = StoredObject.
   kBeginObject = kFirstTestCommand,
@@ -22,13 +23,15 @@ enum TestCommand : uint32_t {
   kReadObject,
   /// Removes a stored object, which may be missing. 0: value input, a = StoredObject.
   kRemoveObject,
-  /// Forgets all faults and how often they were applied.
+  /// Forgets all faults, how often they were applied, and a stop.
   kClearFaults,
-  /// Adds a fault of the answers. 1: memory input, an AnswerFault. TEE_ERROR_OVERFLOW: there is no
-  /// room for more.
+  /// Adds a fault of the answers. 1: memory input, an AnswerFault. Returns TEE_ERROR_OVERFLOW when
+  /// there are kFaultCapacity of them.
   kAddFault,
-  /// Tells how often the faults were applied. 1: memory output, a 32-bit number for each in the
-  /// order in which they were added.
+  /// Tells how often each fault was applied. 1: memory output, a 32-bit number a fault in the order
+  /// in which they were added. Returns TEE_ERROR_SHORT_BUFFER, and the size needed, when they do
+  /// not
+  /// fit.
   kGetApplied,
   /// Stops at a write of the chip's memory. 0: value input, a = after how many writes, counted from
   /// now, b = StopKind.
@@ -42,14 +45,13 @@ enum StoredObject : uint32_t {
 };
 
 enum StopKind : uint32_t {
-  /// Writes kPowerCutTrace to the secure world's trace and does nothing any more: the power is to
-  /// be cut then.
+  /// Writes kPowerCutTrace to the secure world's trace and then waits for the power to be cut.
   kLosePower = 1,
   /// The trusted application panics.
   kPanic = 2,
 };
 
-/// The most faults of the answers that a board can have here.
+/// The most faults of the answers that the test build holds.
 constexpr uint32_t kFaultCapacity = 16;
 
 constexpr char kPowerCutTrace[] = "the power is cut here";

@@ -70,7 +70,7 @@ class Faults final : public AnswerFaults {
 
 Faults faults;
 
-/// Writes until the stop; 0: no stop.
+/// How many writes are left until the stop; 0: there is no stop.
 uint32_t writesLeft;
 uint32_t stopKind;
 

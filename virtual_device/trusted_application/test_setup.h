@@ -1,8 +1,8 @@
 #ifndef VIRTUAL_DEVICE_TRUSTED_APPLICATION_TEST_SETUP_H_
 #define VIRTUAL_DEVICE_TRUSTED_APPLICATION_TEST_SETUP_H_
 
-// What a test can change in the trusted application. test_setup.cc makes the test build of it,
-// no_test_setup.cc one that knows nothing of tests.
+// What a test can change in the trusted application. The test build links test_setup.cc; the
+// shipped build links no_test_setup.cc, which knows no test.
 
 #include <stdint.h>
 #include <tee_api_types.h>
@@ -11,13 +11,15 @@
 
 namespace vam {
 
-/// Runs a command of test_commands.h. Any other: TEE_ERROR_NOT_SUPPORTED.
+/// Runs a command of test_commands.h. Returns its result, and TEE_ERROR_NOT_SUPPORTED for any other
+/// command.
 TEE_Result RunTestCommand(uint32_t command, uint32_t types, TEE_Param* parameters);
 
-/// The faults that were declared.
+/// Returns the faults that were added.
 AnswerFaults& DeclaredFaults();
 
-/// Told of every write of the chip's memory; does not return where a test stops there.
+/// Called after every write of the chip's memory. Does not return where a test stops the trusted
+/// application.
 void ChipMemoryWritten();
 
 }  // namespace vam
