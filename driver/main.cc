@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "driver/board_probe.h"
-#include "driver/standard_streams.h"
 #include "driver/version_trimming.h"
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
@@ -16,6 +15,7 @@
 #include "report/status_messages.h"
 #include "report/vam_result.h"
 #include "util/console_line.h"
+#include "util/standard_streams.h"
 #include "version/compare_version.h"
 
 namespace {

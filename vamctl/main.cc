@@ -12,11 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "driver/standard_streams.h"
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
 #include "report/status_reader.h"
 #include "util/console_line.h"
+#include "util/standard_streams.h"
 #include "vamctl/ak_record.h"
 #include "vamctl/answer.h"
 #include "vamctl/console_streams.h"

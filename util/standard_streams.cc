@@ -1,4 +1,4 @@
-#include "driver/standard_streams.h"
+#include "util/standard_streams.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,8 +7,7 @@
 
 namespace vam {
 
-void SecureStandardStreams() {
-  std::signal(SIGPIPE, SIG_IGN);
+void FillStandardStreams() {
   int descriptor = 0;
   // Each open takes the lowest free descriptor, so closed standard streams are filled in turn.
   do {
@@ -17,6 +16,11 @@ void SecureStandardStreams() {
   if (descriptor > STDERR_FILENO) {
     close(descriptor);
   }
+}
+
+void SecureStandardStreams() {
+  std::signal(SIGPIPE, SIG_IGN);
+  FillStandardStreams();
 }
 
 }  // namespace vam
