@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,10 +12,14 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "report/result_codes.h"
 #include "report/status_messages.h"
+#include "report/tee_codes.h"
+#include "report/trusted_file.h"
+#include "report/vam_result.h"
 
 namespace vam {
 
@@ -50,9 +53,12 @@ constexpr KnownMessage kKnownMessages[] = {
 /// Fills in what the entry's message says of it.
 void Explain(StatusEntry& entry) {
   if (entry.code && entry.message == kNotImplemented) {
-    entry.meaning = *entry.code == VAM_RET_NOT_IMPLEMENTED
-                        ? "The chip's firmware branch does not implement the update."
-                        : "The board carries no VAM; the kernel driver's flag is the code.";
+    if (*entry.code == VAM_RET_NOT_IMPLEMENTED) {
+      entry.meaning = "The chip's firmware branch does not implement the update.";
+      entry.codeName = kNotImplemented;
+    } else {
+      entry.meaning = "The board carries no VAM; the kernel driver's flag is the code.";
+    }
     return;
   }
   for (const KnownMessage& known : kKnownMessages) {
@@ -66,34 +72,25 @@ void Explain(StatusEntry& entry) {
   entry.isForeign = true;
 }
 
-/// Reads up to `size` bytes at `offset`; nothing where the file cannot be read.
-std::optional<std::string> ReadAt(int descriptor, off_t offset, std::size_t size) {
-  std::string bytes(size, '\0');
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t count =
-        pread(descriptor, &bytes[filled], size - filled, offset + static_cast<off_t>(filled));
-    if (count < 0) {
-      return std::nullopt;
-    }
-    if (count == 0) {
-      break;
-    }
-    filled += static_cast<std::size_t>(count);
+/// Fills in the names of the entry's codes, of which Explain() has told the kind.
+void NameCodes(StatusEntry& entry) {
+  const char* teeName =
+      entry.hasTeeCode ? TeeCodeName(static_cast<std::uint32_t>(*entry.code)) : nullptr;
+  if (teeName != nullptr) {
+    entry.codeName = teeName;
   }
-  bytes.resize(filled);
-  return bytes;
-}
-
-/// Splits `text` at each newline. The last line may have none.
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  for (std::size_t start = 0; start < text.size();) {
-    const std::size_t end = std::min(text.find('\n', start), text.size());
-    lines.push_back(text.substr(start, end - start));
-    start = end + 1;
+  if (!entry.record) {
+    return;
   }
-  return lines;
+  const char* vamName = VamCodeName(entry.record->vamCode);
+  if (vamName != nullptr) {
+    entry.vamName = vamName;
+  }
+  const char* firmwareName = ZelkCodeName(entry.record->fwCode);
+  if (firmwareName != nullptr) {
+    entry.firmwareName = entry.record->fwCode < 0 ? "-" : "";
+    entry.firmwareName += firmwareName;
+  }
 }
 
 /// Reads the number from `start` to the blank that ends `line`.
@@ -111,20 +108,22 @@ std::optional<std::int32_t> ReadCode(const std::string& line, std::size_t start)
 }
 
 /// Reads the number of a line that starts with `prefix`.
-std::optional<std::int32_t> ReadCodeAfter(const std::string& prefix, const std::string& line) {
-  return line.compare(0, prefix.size(), prefix) == 0 ? ReadCode(line, prefix.size()) : std::nullopt;
+std::optional<std::int32_t> ReadCodeAfter(const char* prefix, const std::string& line) {
+  const std::size_t length = std::strlen(prefix);
+  return line.compare(0, length, prefix) == 0 ? ReadCode(line, length) : std::nullopt;
 }
 
 /// Reads `line` as a message, a blank, a code and a blank. Any other line is a message alone.
 StatusEntry ReadEntry(const std::string& line) {
+  StatusEntry entry{line};
   const std::size_t blank = line.size() < 2 ? std::string::npos : line.rfind(' ', line.size() - 2);
   if (blank != std::string::npos) {
-    const std::optional<std::int32_t> code = ReadCode(line, blank + 1);
-    if (code) {
-      return StatusEntry{line.substr(0, blank), code};
-    }
+    entry.code = ReadCode(line, blank + 1);
   }
-  return StatusEntry{line};
+  if (entry.code) {
+    entry.message.resize(blank);
+  }
+  return entry;
 }
 
 /// Reads the two lines of a record, from `line` on.
@@ -177,8 +176,8 @@ StatusFile ReadStatusFile(const std::string& path) {
   StatusFile file;
   file.path = path;
   // Does not wait for the writer of a pipe.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (descriptor < 0) {
+  const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!descriptor.IsOpen()) {
     if (errno != ENOENT) {
       file.present = true;
       file.problem = std::strerror(errno);
@@ -187,25 +186,38 @@ StatusFile ReadStatusFile(const std::string& path) {
   }
   file.present = true;
   struct stat status = {};
-  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (fstat(descriptor.Number(), &status) != 0 || !S_ISREG(status.st_mode)) {
     file.problem = "not a regular file";
-    close(descriptor);
     return file;
   }
-  file.changed = std::int64_t{status.st_mtim.tv_sec} * 1000000000 + status.st_mtim.tv_nsec;
+  file.changed = Nanoseconds(status.st_mtim);
   const off_t start = status.st_size > kTailSize ? status.st_size - kTailSize : 0;
-  const std::optional<std::string> tail = ReadAt(descriptor, start, kTailSize);
-  if (tail) {
-    file.lines = Lines(*tail);
-    if (start > 0 && file.lines.size() > 1) {
-      // Began in the middle of a line.
-      file.lines.erase(file.lines.begin());
-    }
-  } else {
+  std::string tail;
+  if (!ReadAt(descriptor.Number(), start, kTailSize, tail)) {
     file.problem = std::strerror(errno);
+    return file;
   }
-  close(descriptor);
+  file.lines = LinesOf(tail);
+  if (start > 0 && file.lines.size() > 1) {
+    // Began in the middle of a line.
+    file.lines.erase(file.lines.begin());
+  }
   return file;
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  bool isWithinLine = false;
+  for (const char byte : text) {
+    if (!isWithinLine) {
+      lines.push_back(std::string());
+    }
+    isWithinLine = byte != '\n';
+    if (isWithinLine) {
+      lines.back() += byte;
+    }
+  }
+  return lines;
 }
 
 std::vector<StatusEntry> EntriesOf(const std::vector<std::string>& lines) {
@@ -219,7 +231,8 @@ std::vector<StatusEntry> EntriesOf(const std::vector<std::string>& lines) {
       }
     }
     Explain(entry);
-    entries.push_back(entry);
+    NameCodes(entry);
+    entries.push_back(std::move(entry));
   }
   return entries;
 }

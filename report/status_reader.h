@@ -39,11 +39,19 @@ struct StatusEntry {
   std::optional<VamResult> record = std::nullopt;
   /// What the entry says, in one English sentence.
   std::string meaning = {};
+  /// The names of the code and of the record's two codes; empty where there is none. A firmware
+  /// code that was reported as its negative has a "-" before its name.
+  std::string codeName = {};
+  std::string vamName = {};
+  std::string firmwareName = {};
   /// Whether the update tool writes no such entry.
   bool isForeign = false;
   /// Whether `code`, read as unsigned, is a result code of the TEE Client API.
   bool hasTeeCode = false;
 };
+
+/// Splits `text` at each newline. The last line may have none.
+[[nodiscard]] std::vector<std::string> LinesOf(const std::string& text);
 
 /// Returns the entries that `lines` of the error file make, in their order.
 [[nodiscard]] std::vector<StatusEntry> EntriesOf(const std::vector<std::string>& lines);

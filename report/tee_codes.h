@@ -11,7 +11,7 @@ namespace vam {
 
 struct TeeCode {
   std::uint32_t value;
-  const char* name;
+  char name[27];
 };
 
 // Numbers, not the constants of tee_client_api.h: an SDK's header may lack some of them.

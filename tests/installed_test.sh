@@ -23,7 +23,9 @@ platform/platform.h
 platform/settings_store.h
 platform/system_information.h
 platform/tee_client.h
+report/last_run.h
 report/result_codes.h
+report/run_record.h
 report/status_files.h
 report/status_messages.h
 report/status_reader.h

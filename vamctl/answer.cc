@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "report/texts.h"
 #include "util/text_conversions.h"
 #include "vamctl/code_texts.h"
 

@@ -12,8 +12,6 @@ namespace vam {
 
 namespace {
 
-constexpr std::size_t kLongestText = 200;
-
 /// Returns the name of a firmware code with the code's sign; empty where it has none.
 std::string SignedName(std::int32_t code) {
   const char* name = ZelkCodeName(code);
@@ -57,20 +55,6 @@ std::string RecordAsText(const VamResult& record, const std::string& indent) {
 nlohmann::ordered_json RecordAsJson(const VamResult& record) {
   return {{"vam", CodeAsJson(record.vamCode, NameOrNothing(VamCodeName(record.vamCode)))},
           {"firmware", CodeAsJson(record.fwCode, SignedName(record.fwCode))}};
-}
-
-std::string Printable(const std::string& bytes) {
-  std::string text;
-  for (const char byte : bytes.substr(0, kLongestText)) {
-    if (byte >= ' ' && byte <= '~' && byte != '\\') {
-      text += byte;
-    } else {
-      char escaped[5];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(byte));
-      text += escaped;
-    }
-  }
-  return bytes.size() > kLongestText ? text + "..." : text;
 }
 
 }  // namespace vam

@@ -7,7 +7,7 @@
 
 #include "report/vam_result.h"
 
-// Codes as number and name, and bytes of unknown origin, in the console's text and JSON.
+// Codes as number and name, in the console's text and JSON.
 
 namespace vam {
 
@@ -26,11 +26,6 @@ namespace vam {
 
 /// Returns {"vam": {"code": 7, "name": ...}, "firmware": {"code": -11, "name": ...}}.
 [[nodiscard]] nlohmann::ordered_json RecordAsJson(const VamResult& record);
-
-/// Returns `bytes` with everything but printable ASCII, and the backslash, as \xNN, so that a
-/// terminal and a JSON reader take any bytes. What is longer than 200 bytes is cut and ends in
-/// "...".
-[[nodiscard]] std::string Printable(const std::string& bytes);
 
 }  // namespace vam
 

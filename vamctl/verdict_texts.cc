@@ -5,6 +5,7 @@
 #include <string>
 
 #include "report/status_reader.h"
+#include "report/texts.h"
 #include "vamctl/code_texts.h"
 
 namespace vam {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -94,6 +95,15 @@ PrivateTmp::PrivateTmp(const std::string& options) {
 PrivateTmp::~PrivateTmp() {
   umount2("/tmp", MNT_DETACH);
   umount2(Folder().c_str(), MNT_DETACH);
+}
+
+bool PrivateTmp::HasOtherUsers() {
+  std::ifstream map("/proc/self/uid_map");
+  std::uint64_t inside = 0;
+  std::uint64_t outside = 0;
+  std::uint64_t count = 0;
+  map >> inside >> outside >> count;
+  return count > 1;
 }
 
 void PrivateTmp::MakeReadOnly() {

@@ -21,6 +21,10 @@ class PrivateTmp {
   /// The second folder.
   static std::string Folder() { return "/mnt"; }
 
+  /// Whether files can be given to other users, and root owns what is outside: not when anybody but
+  /// root made the namespace.
+  static bool HasOtherUsers();
+
   /// Makes /tmp refuse every write.
   static void MakeReadOnly();
 };

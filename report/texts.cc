@@ -1,0 +1,48 @@
+#include "report/texts.h"
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace vam {
+
+namespace {
+
+constexpr std::size_t kLongestText = 200;
+
+}  // namespace
+
+std::string Printable(const std::string& bytes) {
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == kLongestText) {
+      text += "...";
+      break;
+    }
+    const char byte = bytes[i];
+    if (byte >= ' ' && byte <= '~' && byte != '\\') {
+      text += byte;
+    } else {
+      text += Formatted("\\x%02x", static_cast<unsigned char>(byte));
+    }
+  }
+  return text;
+}
+
+std::string Formatted(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  char* allocated = nullptr;
+  const int length = vasprintf(&allocated, format, arguments);
+  va_end(arguments);
+  if (length < 0) {
+    return format;
+  }
+  const std::string text = allocated;
+  std::free(allocated);
+  return text;
+}
+
+}  // namespace vam
