@@ -1,0 +1,62 @@
+#include "verdict/waiting.h"
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "report/last_run.h"
+#include "report/trusted_file.h"
+
+namespace vam {
+
+namespace {
+
+constexpr std::uint32_t kEvents =
+    IN_CREATE | IN_MOVED_TO | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+
+/// Watches `path` or, where it does not exist, the nearest folder above that does. Returns whether
+/// anything is watched.
+bool Watch(const Descriptor& events, std::string path) {
+  while (inotify_add_watch(events.Number(), path.c_str(), kEvents) < 0) {
+    const bool maySoonBeThere = errno == ENOENT || errno == EACCES;
+    const std::size_t end = path.rfind('/');
+    if (!maySoonBeThere || path == "/" || path == ".") {
+      return false;
+    }
+    path.resize(end == std::string::npos ? 0 : end == 0 ? 1 : end);
+    if (path.empty()) {
+      path = ".";
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+const char* WaitForRun(const char* folder, unsigned seconds) {
+  const std::int64_t deadline = MillisecondsOf(CLOCK_MONOTONIC) + std::int64_t{seconds} * 1000;
+  for (;;) {
+    // Watched before it is looked at, so that nothing happens in between. Each folder that comes or
+    // goes changes what is to be watched, so every round begins anew.
+    const Descriptor events(inotify_init1(IN_CLOEXEC));
+    const char* problem = Watch(events, folder) ? nullptr : std::strerror(errno);
+    const std::int64_t left = deadline - MillisecondsOf(CLOCK_MONOTONIC);
+    if (left <= 0 || ReadLastRun(folder).state == LastRun::State::kEnded) {
+      return nullptr;
+    }
+    if (problem != nullptr) {
+      return problem;
+    }
+    pollfd awaited = {events.Number(), POLLIN, 0};
+    poll(&awaited, 1, static_cast<int>(std::min<std::int64_t>(left, INT32_MAX)));
+  }
+}
+
+}  // namespace vam

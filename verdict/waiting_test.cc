@@ -1,0 +1,120 @@
+#include "verdict/waiting.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "report/last_run.h"
+#include "report/run_record.h"
+#include "tests/support/private_tmp.h"
+
+namespace vam {
+namespace {
+
+constexpr unsigned kLong = 600;
+constexpr char kFolder[] = "/mnt/above/verdict";
+
+/// Puts a record of this boot into the folder, by a draft as the recorder does.
+void PutRecord(const std::string& bootId) {
+  RunRecord record;
+  record.bootId = bootId;
+  record.status = 0;
+  record.outcome = RunOutcome::kVerified;
+  std::ofstream(std::string(kFolder) + "/draft") << RunRecordAsJson(record);
+  chmod("/mnt/above/verdict/draft", 0644);
+  std::filesystem::rename("/mnt/above/verdict/draft", "/mnt/above/verdict/verdict.json");
+}
+
+class WaitingTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!PrivateTmp::HasOtherUsers()) {
+      GTEST_SKIP() << "a folder that root does not own is not trusted";
+    }
+    ASSERT_EQ(chmod("/mnt", 0755), 0);
+  }
+
+  /// Waits while `happening` happens. Returns what was waited for.
+  static LastRun WaitDuring(const std::function<void()>& happening) {
+    std::thread other(happening);
+    EXPECT_EQ(WaitForRun(kFolder, kLong), nullptr);
+    other.join();
+    return ReadLastRun(kFolder);
+  }
+
+  static void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
+
+  const PrivateTmp tmp;
+};
+
+TEST_F(WaitingTest, Record_ThatIsThere_IsNotWaitedFor) {
+  std::filesystem::create_directories(kFolder);
+  PutRecord(BootId());
+  EXPECT_EQ(WaitForRun(kFolder, kLong), nullptr);
+}
+
+TEST_F(WaitingTest, Record_ThatComes_EndsTheWait) {
+  std::filesystem::create_directories(kFolder);
+  const LastRun run = WaitDuring([] {
+    Pause();
+    PutRecord(BootId());
+  });
+  EXPECT_EQ(run.state, LastRun::State::kEnded);
+}
+
+TEST_F(WaitingTest, Folders_ThatComeFirst_AreWaitedFor) {
+  const LastRun run = WaitDuring([] {
+    for (const char* folder : {"/mnt/above", "/mnt/other", kFolder}) {
+      Pause();
+      mkdir(folder, 0755);
+    }
+    Pause();
+    PutRecord(BootId());
+  });
+  EXPECT_EQ(run.state, LastRun::State::kEnded);
+}
+
+TEST_F(WaitingTest, Folder_ThatGoesAndComesBack_IsWaitedFor) {
+  std::filesystem::create_directories(kFolder);
+  const LastRun run = WaitDuring([] {
+    Pause();
+    std::filesystem::remove_all("/mnt/above");
+    Pause();
+    std::filesystem::create_directories(kFolder);
+    Pause();
+    PutRecord(BootId());
+  });
+  EXPECT_EQ(run.state, LastRun::State::kEnded);
+}
+
+TEST_F(WaitingTest, Record_OfAnotherBoot_DoesNotEndTheWait) {
+  std::filesystem::create_directories(kFolder);
+  PutRecord("22222222-2222-4222-8222-222222222222");
+  const LastRun run = WaitDuring([] {
+    Pause();
+    PutRecord(BootId());
+  });
+  EXPECT_EQ(run.state, LastRun::State::kEnded);
+}
+
+TEST_F(WaitingTest, Wait_WithoutARun_EndsInTime) {
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(WaitForRun(kFolder, 1), nullptr);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(WaitForRun(kFolder, 0), nullptr);
+}
+
+TEST_F(WaitingTest, Folder_ThatIsAFile_CannotBeWaitedFor) {
+  std::ofstream file("/mnt/above");
+  EXPECT_STREQ(WaitForRun(kFolder, kLong), "Not a directory");
+}
+
+}  // namespace
+}  // namespace vam
