@@ -22,8 +22,8 @@
 /// buffers are not kept.
 class CaVamInterfaceSp {
  public:
-  /// Every command opens the trusted application `uuid`. Opens nothing itself.
-  explicit CaVamInterfaceSp(TEEC_UUID uuid);
+  /// Every command opens `trustedApplication`. Opens nothing itself.
+  explicit CaVamInterfaceSp(TEEC_UUID trustedApplication);
   ~CaVamInterfaceSp() = default;
 
   /// Removes the provisioned AK keys (command 44).

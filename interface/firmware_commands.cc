@@ -105,5 +105,5 @@ std::string convertToString(const std::uint8_t* buffer, std::int32_t size) {
   if (size <= 0) {
     return {};
   }
-  return std::string(buffer, buffer + size);
+  return std::string(reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(size));
 }

@@ -22,10 +22,10 @@ class VAMTEEClient {
   VAMTEEClient(const VAMTEEClient&) = delete;
   VAMTEEClient& operator=(const VAMTEEClient&) = delete;
 
-  /// Opens the whole connection to the trusted application `uuid`, prints "TEE connection has been
+  /// Opens the whole connection to `trustedApplication`, prints "TEE connection has been
   /// set" and returns true. Stops at the first step that fails and returns false; what was
   /// acquired until then stays held until Close(). What is already held is not acquired again.
-  bool Open(TEEC_UUID uuid);
+  bool Open(TEEC_UUID trustedApplication);
 
   /// Releases whatever is held: FreeMemory(), CloseSession(), CloseContext().
   void Close();

@@ -65,7 +65,7 @@ class ExpectedRun {
   /// The information query is refused.
   ExpectedRun& Information(const Exchange& refusal);
   /// No connection opens: each fails with `result`; `fault` is that of the failing call.
-  ExpectedRun& WithoutConnection(Lack lack, std::uint32_t result, int fault = 0);
+  ExpectedRun& WithoutConnection(Lack what, std::uint32_t result, int fault = 0);
 
   /// Returns the journal, a call a line.
   std::string Journal() const;

@@ -16,7 +16,7 @@ std::int32_t record[2] = {0, 0};
 }  // namespace
 
 CNolvWsm::CNolvWsm(void* /*sharedMemory*/) : block(nullptr), size(0), position(0), number(0) {}
-CNolvWsm::~CNolvWsm() = default;
+CNolvWsm::~CNolvWsm() {}
 
 bool CNolvWsm::PutInt(std::int32_t /*value*/) { return true; }
 bool CNolvWsm::PutUint(std::uint32_t /*value*/) { return true; }

@@ -33,20 +33,20 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* /*session*/, std::uint32_t /*comman
   return TEEC_SUCCESS;
 }
 
-// A program looks these up here before it looks in the C library.
+// The node's calls. A program finds these before the C library's.
 
-extern "C" int open(const char* path, int flags, ...) {
+extern "C" int QuietOpen(const char* path, int flags, ...) __asm__("open");
+extern "C" int QuietOpen(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = va_arg(arguments, mode_t);
   va_end(arguments);
-  if (std::strcmp(path, kVamDeviceNode) == 0) {
-    path = "/dev/null";
-  }
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  const char* opened = std::strcmp(path, kVamDeviceNode) == 0 ? "/dev/null" : path;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, opened, flags, mode));
 }
 
-extern "C" int ioctl(int /*descriptor*/, unsigned long request, ...) {
+extern "C" int QuietIoctl(int descriptor, unsigned long request, ...) __asm__("ioctl");
+extern "C" int QuietIoctl(int /*descriptor*/, unsigned long request, ...) {
   va_list arguments;
   va_start(arguments, request);
   *va_arg(arguments, std::int32_t*) = 1;

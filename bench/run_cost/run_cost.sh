@@ -25,7 +25,8 @@ count() {
       profile=$1 console=$2 program=$3
       exec 3>"$profile" 4>"$console"
       mount -t tmpfs tmpfs /tmp
-      valgrind --tool=callgrind --callgrind-out-file=/tmp/profile "$program" >/tmp/console 2>/tmp/log
+      valgrind --tool=callgrind --callgrind-out-file=/tmp/profile "$program" \
+        >/tmp/console 2>/tmp/log || { cat /tmp/log >&2 && exit 1; }
       cat /tmp/profile >&3
       cat /tmp/console /tmp/VAM_OK >&4' bash "$work/profile" "$work/$1.console" "$2"
     if [ "$figure" = process ]; then
