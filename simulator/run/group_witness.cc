@@ -65,7 +65,7 @@ GroupWitness::GroupWitness() {
 
 GroupWitness::~GroupWitness() {
   close(line);
-  while (waitpid(process, nullptr, __WCLONE) < 0 && errno == EINTR) {
+  while (waitpid(process, nullptr, static_cast<int>(__WCLONE)) < 0 && errno == EINTR) {
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,11 +14,8 @@
 #include <fstream>
 #include <ios>
 #include <memory>
-#include <new>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "simulator/board/board.h"
@@ -54,28 +50,16 @@ void Link(const std::string& target, const std::string& path) {
   }
 }
 
-/// The journal names a method without its class.
-std::string_view NameInJournal(PlatformCall call) {
-  const std::string_view name = PlatformCallName(call);
-  const std::size_t colon = name.rfind(':');
-  return colon == std::string_view::npos ? name : name.substr(colon + 1);
-}
-
-/// Returns `text` as a JSON string; bytes that are no UTF-8 become the replacement character.
-std::string Quoted(const char* text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
 }  // namespace
 
 Run* Run::Current() {
   static const std::unique_ptr<Run> kCurrent = []() -> std::unique_ptr<Run> {
-    const char* folder = std::getenv(kEnvironmentVariable);
-    if (folder == nullptr) {
+    const char* runFolder = std::getenv(kEnvironmentVariable);
+    if (runFolder == nullptr) {
       return nullptr;
     }
     try {
-      return std::make_unique<Run>(folder);
+      return std::make_unique<Run>(runFolder);
     } catch (const std::exception& error) {
       std::fprintf(stderr, "simulated board: %s\n", error.what());
       std::_Exit(125);
@@ -84,24 +68,25 @@ Run* Run::Current() {
   return kCurrent.get();
 }
 
-void Run::Prepare(const std::string& folder, const std::string& boardText,
+void Run::Prepare(const std::string& runFolder, const std::string& boardText,
                   const std::string& boardName, const std::string& stateFolder,
                   const std::string& journalFile) {
   const Board board = ReadBoardText(boardText, boardName);
-  WriteFile(folder + kBoardFile, boardText);
+  WriteFile(runFolder + kBoardFile, boardText);
   // A counter for the writes of the chip's memory, and one for each fault under its number.
-  WriteFile(folder + kCountersFile,
+  WriteFile(runFolder + kCountersFile,
             std::string((board.faults.size() + 1) * sizeof(FaultCounter), '\0'));
-  Link(stateFolder, folder + kStateLink);
+  Link(stateFolder, runFolder + kStateLink);
   if (!journalFile.empty()) {
-    Link(journalFile, folder + kJournalLink);
+    Link(journalFile, runFolder + kJournalLink);
   }
 }
 
 Run::Run(const std::string& runFolder)
     : folder(runFolder),
       description(ReadBoardFile(folder + kBoardFile)),
-      stateFolder(folder + kStateLink) {
+      stateFolder(folder + kStateLink),
+      journal(folder + kJournalLink) {
   static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
                 "the counters are shared by processes");
   const std::string countersFile = folder + kCountersFile;
@@ -116,17 +101,9 @@ Run::Run(const std::string& runFolder)
     FailOn(countersFile);
   }
   counters = static_cast<FaultCounter*>(mapped);
-  if (!OpenJournal() && errno != ENOENT) {
-    FailOn(folder + kJournalLink);
-  }
 }
 
-Run::~Run() {
-  munmap(counters, countersSize);
-  if (journal >= 0) {
-    close(journal);
-  }
-}
+Run::~Run() { munmap(counters, countersSize); }
 
 const Fault* Run::Count(const Fault& fault, std::uint32_t occurrence) {
   FaultCounter& counter = CounterOf(fault);
@@ -178,96 +155,9 @@ std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   return faults;
 }
 
-bool Run::OpenJournal() {
-  const int opened = open((folder + kJournalLink).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (opened < 0) {
-    return false;
-  }
-  // Off the standard streams: what a program writes to one that its caller closed stays lost.
-  journal = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  close(opened);
-  return fstat(journal, &journalStatus) == 0;
-}
-
-bool Run::HoldsJournal() const {
-  struct stat status;
-  return fstat(journal, &status) == 0 && status.st_ino == journalStatus.st_ino &&
-         status.st_dev == journalStatus.st_dev;
-}
-
-void Run::Journal(const std::string& line) {
-  // The program may have closed a descriptor that it did not open, and have another file there.
-  if (!HoldsJournal()) {
-    OpenJournal();
-  }
-  // One write a line, so that lines of several processes do not mix.
-  const std::string whole = line + "\n";
-  if (write(journal, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size())) {
-    std::fprintf(stderr, "simulated board: the journal cannot be written: %s\n",
-                 std::strerror(errno));
-    std::_Exit(125);
-  }
-}
-
 const Fault* FireFaultOn(PlatformCall call) {
   Run* run = Run::Current();
   return run == nullptr ? nullptr : run->FireCallFault(call);
-}
-
-JournalLine::JournalLine(Run* owner, PlatformCall call)
-    : run(owner != nullptr && owner->Journals() ? owner : nullptr) {
-  if (run != nullptr) {
-    line = "{\"call\":\"" + std::string(NameInJournal(call)) + "\"";
-  }
-}
-
-JournalLine::~JournalLine() {
-  if (run != nullptr) {
-    run->Journal(line + "}");
-  }
-}
-
-JournalLine& JournalLine::Raw(const char* key, const std::string& value) {
-  if (run != nullptr) {
-    line += std::string(",\"") + key + "\":" + value;
-  }
-  return *this;
-}
-
-JournalLine& JournalLine::Number(const char* key, std::int64_t value) {
-  return Raw(key, std::to_string(value));
-}
-
-JournalLine& JournalLine::Truth(const char* key, bool value) {
-  return Raw(key, value ? "true" : "false");
-}
-
-JournalLine& JournalLine::Text(const char* key, const char* value) {
-  return Raw(key, value == nullptr ? "null" : Quoted(value));
-}
-
-JournalLine& JournalLine::Bytes(const char* key, const void* bytes, std::size_t count) {
-  if (bytes == nullptr) {
-    return Raw(key, "null");
-  }
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text = "\"";
-  const auto* byte = static_cast<const std::uint8_t*>(bytes);
-  for (std::size_t i = 0; i < count; ++i) {
-    text += kDigits[byte[i] >> 4];
-    text += kDigits[byte[i] & 0xF];
-  }
-  return Raw(key, text + "\"");
-}
-
-JournalLine& JournalLine::Result(std::uint32_t result) {
-  char text[16];
-  std::snprintf(text, sizeof text, "\"0x%08X\"", result);
-  return Raw("result", text);
-}
-
-JournalLine& JournalLine::ChangedBy(const Fault* fault) {
-  return fault == nullptr ? *this : Number("fault", fault->number);
 }
 
 }  // namespace vam

@@ -5,8 +5,6 @@
 // program's processes find it through the environment, and share its fault counters and its
 // journal.
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -15,6 +13,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/journal.h"
 
 namespace vam {
 
@@ -35,10 +34,10 @@ class Run {
   /// the program would meet another board than its own.
   static Run* Current();
 
-  /// Prepares `folder`, which exists and is empty, for a run on the board in `boardText`, with the
-  /// chip in `stateFolder`. An empty `journalFile` means no journal. Throws BoardError for a wrong
-  /// board and std::runtime_error for a file that cannot be written.
-  static void Prepare(const std::string& folder, const std::string& boardText,
+  /// Prepares `runFolder`, which exists and is empty, for a run on the board in `boardText`, with
+  /// the chip in `stateFolder`. An empty `journalFile` means no journal. Throws BoardError for a
+  /// wrong board and std::runtime_error for a file that cannot be written.
+  static void Prepare(const std::string& runFolder, const std::string& boardText,
                       const std::string& boardName, const std::string& stateFolder,
                       const std::string& journalFile);
 
@@ -67,9 +66,7 @@ class Run {
   /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 
-  bool Journals() const { return journal >= 0; }
-  /// Appends one line to the journal.
-  void Journal(const std::string& line);
+  Journal& CallJournal() { return journal; }
 
  private:
   /// Counts a call that `fault` may change. It fires at its `occurrence`th call, or at every one
@@ -78,49 +75,16 @@ class Run {
   FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
   FaultCounter& ChipWrites() const { return counters[0]; }
 
-  /// Opens the journal. Returns whether it did; errno is ENOENT where the run has none.
-  bool OpenJournal();
-  /// Returns whether the journal's descriptor is still the journal's.
-  bool HoldsJournal() const;
-
   std::string folder;
   Board description;
   std::string stateFolder;
   FaultCounter* counters = nullptr;
   std::size_t countersSize = 0;
-  int journal = -1;
-  struct stat journalStatus = {};
+  Journal journal;
 };
 
 /// Counts `call` in the run that this process belongs to. Returns the fault that fires, or null.
 const Fault* FireFaultOn(PlatformCall call);
-
-/// One journal line under construction, which is written when the object ends. Does nothing without
-/// a run or without a journal.
-class JournalLine {
- public:
-  JournalLine(Run* owner, PlatformCall call);
-  ~JournalLine();
-  JournalLine(const JournalLine&) = delete;
-  JournalLine& operator=(const JournalLine&) = delete;
-
-  JournalLine& Number(const char* key, std::int64_t value);
-  JournalLine& Truth(const char* key, bool value);
-  /// A text, or null. Bytes that are no UTF-8 become the replacement character.
-  JournalLine& Text(const char* key, const char* value);
-  /// Bytes as hexadecimal text, or null.
-  JournalLine& Bytes(const char* key, const void* bytes, std::size_t count);
-  /// A result of the TEE's, as "0x" and eight digits.
-  JournalLine& Result(std::uint32_t result);
-  /// The fault that changed the call; null adds nothing. The last call on a line.
-  JournalLine& ChangedBy(const Fault* fault);
-
- private:
-  JournalLine& Raw(const char* key, const std::string& value);
-
-  Run* run;
-  std::string line;
-};
 
 }  // namespace vam
 

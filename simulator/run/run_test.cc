@@ -63,7 +63,7 @@ class RunTest : public ::testing::Test {
   void Prepare(const std::string& runFolder, const std::string& journal) {
     vam::Run::Prepare(runFolder, kBoard, "faults.toml", folder + "/chip", journal);
   }
-  std::string Journal() { return ReadWholeFile(folder + "/journal").value_or("(no journal)"); }
+  std::string Written() { return ReadWholeFile(folder + "/journal").value_or("(no journal)"); }
 
   const TemporaryFolder temporary{"vam-run-test"};
   const std::string& folder = temporary.Path();
@@ -130,77 +130,23 @@ TEST_F(RunTest, WriteThatThePowerCutNames_EndsTheProcess) {
   if (child == 0) {
     vam::Run other(folder + "/run");
     other.ChipMemoryWritten();
-    other.Journal("first");
+    other.CallJournal().Append("first");
     other.ChipMemoryWritten();
-    other.Journal("second");
+    other.CallJournal().Append("second");
     _exit(0);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGKILL);
-  EXPECT_EQ(Journal(), "first\n");
+  EXPECT_EQ(Written(), "first\n");
   EXPECT_THAT(NumbersOfFaultsThatNeverFired(vam::Run(folder + "/run")), ElementsAre(1, 2, 3, 4, 6));
 }
 
-TEST_F(RunTest, JournalLine_IsOneObjectInOneLine) {
-  vam::Run run(folder + "/run");
-  JournalLine(&run, PlatformCall::kIoctl)
-      .Number("number", INT64_MIN)
-      .Truth("yes", true)
-      .Truth("no", false)
-      .Text("text", "t")
-      .Text("none", nullptr)
-      .Bytes("bytes", "\x00\x1f\xff", 3)
-      .Bytes("empty", "", 0)
-      .Bytes("noBytes", nullptr, 3)
-      .Result(0xFFFF000B)
-      .ChangedBy(nullptr);
-  JournalLine(&run, PlatformCall::kPutInt).ChangedBy(&run.Description().faults[2]);
-  EXPECT_EQ(Journal(),
-            "{\"call\":\"ioctl\",\"number\":-9223372036854775808,\"yes\":true,\"no\":false,"
-            "\"text\":\"t\",\"none\":null,\"bytes\":\"001fff\",\"empty\":\"\",\"noBytes\":null,"
-            "\"result\":\"0xFFFF000B\"}\n"
-            "{\"call\":\"PutInt\",\"fault\":3}\n");
-}
-
-struct Escape {
-  const char* name;
-  const char* text;
-  const char* json;
-};
-
-class EscapeTest : public RunTest, public ::testing::WithParamInterface<Escape> {};
-
-TEST_P(EscapeTest, TextWithSpecialBytes_KeepsTheJournalWellFormed) {
-  vam::Run run(folder + "/run");
-  JournalLine(&run, PlatformCall::kIoctl).Text("t", GetParam().text);
-  EXPECT_EQ(Journal(), std::string("{\"call\":\"ioctl\",\"t\":\"") + GetParam().json + "\"}\n");
-}
-
-const Escape kEscapes[] = {
-    {"plain", "db/comss SN-1 ~", "db/comss SN-1 ~"},
-    {"empty", "", ""},
-    {"quote", "a\"b", "a\\\"b"},
-    {"backslash", "a\\b", "a\\\\b"},
-    {"newline", "a\nb", "a\\nb"},
-    {"lowest_control", "\x01", "\\u0001"},
-    {"highest_control", "\x1f", "\\u001f"},
-    {"utf8", "\xc3\xa9", "\xc3\xa9"},
-    {"no_utf8", "a\xff", "a\xef\xbf\xbd"},
-};
-
-INSTANTIATE_TEST_SUITE_P(Texts, EscapeTest, ::testing::ValuesIn(kEscapes),
-                         [](const auto& instance) { return std::string(instance.param.name); });
-
-TEST_F(RunTest, JournalThatWasNotAskedFor_IsNotWritten) {
+TEST_F(RunTest, JournalThatWasNotAskedFor_IsNotKept) {
   const std::string quiet = Folder("quiet");
   Prepare(quiet, "");
-  vam::Run run(quiet);
-  EXPECT_FALSE(run.Journals());
-  JournalLine(&run, PlatformCall::kIoctl).Number("n", 1);
-  JournalLine(nullptr, PlatformCall::kIoctl).Number("n", 1);
-  EXPECT_EQ(Journal(), "");
+  EXPECT_FALSE(vam::Run(quiet).CallJournal().IsKept());
 }
 
 TEST_F(RunTest, FolderThatIsNoRun_IsRefused) {

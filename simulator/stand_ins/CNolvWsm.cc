@@ -7,6 +7,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/value_block.h"
+#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -49,14 +50,13 @@ CNolvWsm::CNolvWsm(void* sharedMemory)
       size(static_cast<TEEC_SharedMemory*>(sharedMemory)->size),
       position(vam::kFirstValue),
       number(NextMarshaller()) {
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kMakeMarshaller)
+  vam::JournalLine(PlatformCall::kMakeMarshaller)
       .Number("sharedMemory", NumberOf(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0))
       .Number("marshaller", number);
 }
 
 CNolvWsm::~CNolvWsm() {
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kDestroyMarshaller)
-      .Number("marshaller", number);
+  vam::JournalLine(PlatformCall::kDestroyMarshaller).Number("marshaller", number);
 }
 
 bool CNolvWsm::PutInt(std::int32_t value) {
@@ -64,7 +64,7 @@ bool CNolvWsm::PutInt(std::int32_t value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_int(cursor, value);
   });
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutInt)
+  vam::JournalLine(PlatformCall::kPutInt)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
@@ -77,7 +77,7 @@ bool CNolvWsm::PutUint(std::uint32_t value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_uint(cursor, value);
   });
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutUint)
+  vam::JournalLine(PlatformCall::kPutUint)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
@@ -91,7 +91,7 @@ bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
       block, size, position, fault,
       [bytes, length](vam::ValueCursor& cursor) { return vam::put_blob(cursor, bytes, length); });
   // After a refusal the length may be more than the caller's bytes.
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kPutBlob)
+  vam::JournalLine(PlatformCall::kPutBlob)
       .Number("marshaller", number)
       .Number("length", length)
       .Bytes("bytes", done ? (length == 0 ? this : bytes) : nullptr, length)
@@ -102,9 +102,7 @@ bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
 
 void CNolvWsm::PrepareReset(int mode) {
   position = vam::kFirstValue;
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kPrepareReset)
-      .Number("marshaller", number)
-      .Number("mode", mode);
+  vam::JournalLine(PlatformCall::kPrepareReset).Number("marshaller", number).Number("mode", mode);
 }
 
 bool CNolvWsm::GetInt(std::int32_t* value) {
@@ -112,7 +110,7 @@ bool CNolvWsm::GetInt(std::int32_t* value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_int(cursor, value);
   });
-  vam::JournalLine line(vam::Run::Current(), PlatformCall::kGetInt);
+  vam::JournalLine line(PlatformCall::kGetInt);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
@@ -126,7 +124,7 @@ bool CNolvWsm::GetUint(std::uint32_t* value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_uint(cursor, value);
   });
-  vam::JournalLine line(vam::Run::Current(), PlatformCall::kGetUint);
+  vam::JournalLine line(PlatformCall::kGetUint);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
@@ -142,7 +140,7 @@ void* CNolvWsm::GetBlob(std::uint32_t length) {
     bytes = vam::get_blob(cursor, length);
     return bytes != nullptr;
   });
-  vam::JournalLine(vam::Run::Current(), PlatformCall::kGetBlob)
+  vam::JournalLine(PlatformCall::kGetBlob)
       .Number("marshaller", number)
       .Number("length", length)
       .Bytes("bytes", bytes, length)

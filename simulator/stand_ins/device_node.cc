@@ -35,6 +35,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/journal_line.h"
 #include "simulator/run/node_file.h"
 #include "simulator/run/run.h"
 
@@ -198,7 +199,6 @@ std::atomic<std::uint32_t> openings{0};
 template <typename Proceed>
 int OpenNode(int flags, Proceed proceed) {
   const int errorBefore = errno;
-  vam::Run* run = vam::Run::Current();
   const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kOpen);
   int descriptor = -1;
   if (fault == nullptr) {
@@ -208,7 +208,7 @@ int OpenNode(int flags, Proceed proceed) {
   }
   const int error = descriptor < 0 ? errno : errorBefore;
   {
-    vam::JournalLine line(run, vam::PlatformCall::kOpen);
+    vam::JournalLine line(vam::PlatformCall::kOpen);
     line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
     if (descriptor < 0) {
       line.Number("result", descriptor).Text("errno", vam::ErrorNumberName(error).c_str());
@@ -290,7 +290,7 @@ int Close(int descriptor, Proceed proceed) {
   const int result = proceed();
   if (opening) {
     const ErrorNumberKept kept;
-    vam::JournalLine(vam::Run::Current(), vam::PlatformCall::kClose)
+    vam::JournalLine(vam::PlatformCall::kClose)
         .Number("descriptor", *opening)
         .Number("result", result);
   }
@@ -336,7 +336,7 @@ int NodeIoctl(std::uint32_t opening, unsigned long request, void* argument) {
                                      : fault->errorNumber;
   const int result = error == 0 ? 0 : -1;
   {
-    vam::JournalLine line(run, vam::PlatformCall::kIoctl);
+    vam::JournalLine line(vam::PlatformCall::kIoctl);
     line.Number("descriptor", opening)
         .Number("request", static_cast<std::int64_t>(request))
         .Number("result", result);

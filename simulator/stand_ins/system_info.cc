@@ -6,6 +6,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -29,7 +30,7 @@ int system_info_get_value_string(system_info_key_e key, char** value) {
   } else if (found == values.end()) {
     result = kUnknownKey;
   }
-  vam::JournalLine line(run, vam::PlatformCall::kSystemInfoGetValueString);
+  vam::JournalLine line(vam::PlatformCall::kSystemInfoGetValueString);
   line.Number("key", key).Number("result", result);
   if (result == 0) {
     line.Text("value", found->second.c_str());

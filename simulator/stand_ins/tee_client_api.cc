@@ -13,6 +13,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/trusted_application.h"
+#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 #include "simulator/state/chip_memory_file.h"
 #include "simulator/state/firmware_image_file.h"
@@ -248,7 +249,7 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
     context->number = ++world.contextCount;
     world.contexts[context->number] = true;
   }
-  vam::JournalLine line(world.run, PlatformCall::kInitializeContext);
+  vam::JournalLine line(PlatformCall::kInitializeContext);
   line.Text("name", name).Result(result);
   if (result == TEEC_SUCCESS && context != nullptr) {
     line.Number("context", context->number);
@@ -260,7 +261,7 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
 void TEEC_FinalizeContext(TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = context == nullptr ? 0 : context->number;
-  vam::JournalLine(world.run, PlatformCall::kFinalizeContext).Number("context", number);
+  vam::JournalLine(PlatformCall::kFinalizeContext).Number("context", number);
   if (world.contexts.erase(number) == 0) {
     Misuse(PlatformCall::kFinalizeContext, "context");
   }
@@ -295,7 +296,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   if (destination != nullptr) {
     DescribeUuid(*destination, uuid);
   }
-  vam::JournalLine line(world.run, PlatformCall::kOpenSession);
+  vam::JournalLine line(PlatformCall::kOpenSession);
   line.Number("context", contextNumber)
       .Text("destination", destination == nullptr ? nullptr : uuid)
       .Number("connectionMethod", connectionMethod)
@@ -313,7 +314,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
 void TEEC_CloseSession(TEEC_Session* session) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = session == nullptr ? 0 : session->number;
-  vam::JournalLine(world.run, PlatformCall::kCloseSession).Number("session", number);
+  vam::JournalLine(PlatformCall::kCloseSession).Number("session", number);
   if (world.sessions.erase(number) == 0) {
     Misuse(PlatformCall::kCloseSession, "session");
   }
@@ -340,7 +341,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
     memory.bytes.resize(sharedMemory->size + 1);
     sharedMemory->buffer = memory.bytes.data();
   }
-  vam::JournalLine line(world.run, PlatformCall::kAllocateSharedMemory);
+  vam::JournalLine line(PlatformCall::kAllocateSharedMemory);
   line.Number("context", contextNumber);
   if (sharedMemory != nullptr) {
     line.Number("size", static_cast<std::int64_t>(sharedMemory->size))
@@ -357,7 +358,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
-  vam::JournalLine(world.run, PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
+  vam::JournalLine(PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
   if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
     Misuse(PlatformCall::kReleaseSharedMemory, "shared memory");
     return;
@@ -379,7 +380,7 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
   }
   StoreOrigin(returnOrigin, outcome.origin);
 
-  vam::JournalLine line(world.run, PlatformCall::kInvokeCommand);
+  vam::JournalLine line(PlatformCall::kInvokeCommand);
   line.Number("session", sessionNumber).Number("command", commandID);
   if (operation != nullptr) {
     line.Number("paramTypes", operation->paramTypes);

@@ -5,6 +5,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 char* vconf_get_str(const char* key) {
@@ -17,7 +18,7 @@ char* vconf_get_str(const char* key) {
   const char* value = fault != nullptr || found == run->Description().settings.end()
                           ? nullptr
                           : found->second.c_str();
-  vam::JournalLine(run, vam::PlatformCall::kVconfGetStr)
+  vam::JournalLine(vam::PlatformCall::kVconfGetStr)
       .Text("key", key)
       .Text("value", value)
       .ChangedBy(fault);
