@@ -1,6 +1,7 @@
-// The utilities beside libcrypto doing the same work on the same bytes, and the version comparison
-// over growing versions. Prints, behind the usual output, the tables of docs/performance.md: for
-// each operation the least processor time of all repetitions, which other processes disturb least.
+// Measures the utilities beside libcrypto doing the same work on the same bytes, and the version
+// comparison over growing versions. After the usual output it prints the tables of
+// docs/performance.md. They give the least processor time of all repetitions, because other
+// processes disturb it least.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

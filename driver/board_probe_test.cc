@@ -37,7 +37,7 @@ class Surroundings {
   MOCK_METHOD(void, Entry, (const std::string& message, std::int32_t code));
 };
 
-/// Set while the probe runs; the linker leads its calls here.
+/// Set while the probe runs. The linker redirects the probe's calls to it.
 Surroundings* surroundings = nullptr;
 
 constexpr int kDescriptor = 1000;
@@ -106,7 +106,7 @@ class BoardProbeTest : public testing::Test {
   StrictMock<Surroundings> board;
 };
 
-TEST_F(BoardProbeTest, FindsAVam) {
+TEST_F(BoardProbeTest, FlagOfOne_MeansPresent) {
   ExpectOpen(kDescriptor);
   ExpectIoctl(1);
   ExpectClose();
@@ -115,7 +115,7 @@ TEST_F(BoardProbeTest, FindsAVam) {
   EXPECT_EQ(IsVamSupported(), 1);
 }
 
-TEST_F(BoardProbeTest, MeansPresentWhateverTheIoctlReturnsAboveZero) {
+TEST_F(BoardProbeTest, IoctlAboveZero_FlagOfOneMeansPresent) {
   ExpectOpen(kDescriptor);
   ExpectIoctl(1, 7);
   ExpectClose();
@@ -124,7 +124,7 @@ TEST_F(BoardProbeTest, MeansPresentWhateverTheIoctlReturnsAboveZero) {
   EXPECT_EQ(IsVamSupported(), 1);
 }
 
-TEST_F(BoardProbeTest, TakesDescriptorZeroForOpen) {
+TEST_F(BoardProbeTest, DescriptorZero_CountsAsOpen) {
   ExpectOpen(0);
   EXPECT_CALL(board, Ioctl(0, 1, _)).WillOnce(DoAll(SetArgPointee<2>(1), Return(0)));
   EXPECT_CALL(board, Close(0)).WillOnce(Return(-1));
@@ -133,14 +133,14 @@ TEST_F(BoardProbeTest, TakesDescriptorZeroForOpen) {
   EXPECT_EQ(IsVamSupported(), 1);
 }
 
-TEST_F(BoardProbeTest, TellsOfANodeThatDoesNotOpenAndAsksNothing) {
+TEST_F(BoardProbeTest, NodeDoesNotOpen_LeavesAnEntryAndAsksNothing) {
   ExpectOpen(-1);
   ExpectLine("Zelkshield open failed in function: IsVamSupported");
   ExpectEntry("Open /dev/zelkshield failed with error:", -1);
   EXPECT_EQ(IsVamSupported(), 0);
 }
 
-TEST_F(BoardProbeTest, LeavesTheNodeOpenWhenTheIoctlFails) {
+TEST_F(BoardProbeTest, IoctlFails_LeavesTheNodeOpen) {
   ExpectOpen(kDescriptor);
   ExpectIoctl(1, -1);
   ExpectLine("error ioctl -1");
@@ -148,7 +148,7 @@ TEST_F(BoardProbeTest, LeavesTheNodeOpenWhenTheIoctlFails) {
   EXPECT_EQ(IsVamSupported(), 0);
 }
 
-TEST_F(BoardProbeTest, TellsTheIoctlsResult) {
+TEST_F(BoardProbeTest, IoctlFails_ReportsItsResult) {
   ExpectOpen(kDescriptor);
   ExpectIoctl(1, -25);
   ExpectLine("error ioctl -25");
@@ -156,7 +156,7 @@ TEST_F(BoardProbeTest, TellsTheIoctlsResult) {
   EXPECT_EQ(IsVamSupported(), 0);
 }
 
-TEST_F(BoardProbeTest, ReadsAnUntouchedFlagAsNotSupported) {
+TEST_F(BoardProbeTest, FlagUntouched_MeansNotSupported) {
   ExpectOpen(kDescriptor);
   EXPECT_CALL(board, Ioctl(kDescriptor, 1, Pointee(-1))).WillOnce(Return(0));
   ExpectClose();
@@ -169,7 +169,7 @@ TEST_F(BoardProbeTest, ReadsAnUntouchedFlagAsNotSupported) {
 class BoardProbeFlagTest : public BoardProbeTest,
                            public testing::WithParamInterface<std::int32_t> {};
 
-TEST_P(BoardProbeFlagTest, OtherThanOneMeansNotSupported) {
+TEST_P(BoardProbeFlagTest, FlagOtherThanOne_MeansNotSupported) {
   ExpectOpen(kDescriptor);
   ExpectIoctl(GetParam());
   ExpectClose();

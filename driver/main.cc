@@ -1,5 +1,5 @@
-// vam-update: one run from the board probe to the verdict. Takes nothing on its command line and
-// reads no environment.
+// vam-update: one run from the board probe to the verdict. Reads neither a command line nor the
+// environment.
 
 #include <array>
 #include <cstddef>
@@ -32,11 +32,11 @@ struct UpdateAnswers {
   ModeAnswer fileSystem;
   ModeAnswer updated;
   ModeAnswer chip;
-  /// One record for all three: it ends as the last call that filled it left it.
+  /// Shared by all three calls: it holds what the last call that filled it wrote.
   VamResult result{};
 };
 
-/// Runs the update command in every mode, whatever the earlier ones returned.
+/// Runs the update command in all three modes, even after one has failed.
 UpdateAnswers RunUpdate(CaVamInterfaceSp& interface) {
   vam::PrintLine("Run updateBIN for VAM_UPDATEFW_ALL");
   UpdateAnswers answers;
@@ -51,7 +51,7 @@ UpdateAnswers RunUpdate(CaVamInterfaceSp& interface) {
 }
 
 /// Fetches and prints the firmware information words. A failure leaves an entry and does not end
-/// the run; the words, all 0 then, are printed all the same.
+/// the run: the words are then printed as zeros.
 void ReportFirmwareInformation(CaVamInterfaceSp& interface) {
   std::array<std::uint32_t, 10> words{};
   const std::int32_t code = interface.vm_getFWInfo(words.data(), std::uint32_t{words.size()});
@@ -63,8 +63,8 @@ void ReportFirmwareInformation(CaVamInterfaceSp& interface) {
   }
 }
 
-/// Trims, prints and compares the three versions of one part, whose lines start with `label`.
-/// Returns whether the chip runs what the file system holds.
+/// Trims, prints and compares the three versions of one part. Their lines start with `label`.
+/// Returns true if the chip runs what the file system holds.
 bool VerifyPart(std::string_view label, std::string& updated, std::string& chip,
                 std::string& fileSystem) {
   vam::TrimVersions(updated, chip, fileSystem);
@@ -79,11 +79,11 @@ void ReportMismatch(const std::string& message, const VamResult& result) {
   WriteToErrorFile(message, -1, result);
 }
 
-/// Leaves the verdict on `answers` in the status files and returns the exit status. The versions
-/// of `answers` are trimmed on the way.
+/// Writes the verdict on `answers` to the status files and returns the exit status. Trims the
+/// versions of `answers`.
 int Judge(UpdateAnswers& answers) {
   auto& [fileSystem, updated, chip, result] = answers;
-  // Before the codes: a firmware branch that does not implement the update has not failed.
+  // This comes before the codes: a firmware branch without the update has not failed.
   if (result.vamCode == VAM_RET_NOT_IMPLEMENTED) {
     vam::PrintLine("QX branch work detected!");
     WriteToErrorFile(vam::kNotImplemented, result.vamCode);

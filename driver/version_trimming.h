@@ -5,10 +5,9 @@
 
 namespace vam {
 
-/// Removes the last byte, the terminating zero that the trusted application sends, of all three
-/// versions of one firmware part, when the updated and the chip's version are both not empty; they
-/// stand for the third, which is not tested and is left as it is when it is empty. Otherwise none
-/// of the three is changed.
+/// Removes the last byte of each of the three versions of one firmware part: the terminating zero
+/// that the trusted application sends. Changes none of them when the updated or the chip's version
+/// is empty. An empty version of the file system does not count, and stays empty.
 void TrimVersions(std::string& updated, std::string& chip, std::string& fileSystem);
 
 }  // namespace vam

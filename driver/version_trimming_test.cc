@@ -21,7 +21,7 @@ void PrintTo(const Trimming& trimming, std::ostream* out) { *out << trimming.nam
 
 class VersionTrimmingTest : public testing::TestWithParam<Trimming> {};
 
-TEST_P(VersionTrimmingTest, TakesTheLastByteOfAllOrNone) {
+TEST_P(VersionTrimmingTest, TrimVersions_ThreeVersions_LoseTheirLastBytesOrNone) {
   std::string updated = GetParam().updated;
   std::string chip = GetParam().chip;
   std::string fileSystem = GetParam().fileSystem;

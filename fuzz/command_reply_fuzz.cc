@@ -21,16 +21,16 @@ namespace {
 
 constexpr std::uint8_t kGuard = 0xA5;
 
-/// The reply, and what the commands hold of the TEE client.
+/// The reply, and the number of the TEE client's resources that the commands hold.
 std::vector<std::uint8_t> reply;
 int held = 0;
 
 }  // namespace
 
-// In place of the console's: the lines are not what is looked at.
+// Takes the place of the console's. The lines do not matter here.
 void vam::PrintLine(std::initializer_list<std::string_view>) {}
 
-// In place of the TEE client library's.
+// Take the place of the TEE client library's.
 TEEC_Result TEEC_InitializeContext(const char*, TEEC_Context*) {
   ++held;
   return TEEC_SUCCESS;

@@ -1,5 +1,5 @@
-// Compares the two halves of the input as versions, beside a model that follows the comparison step
-// by step on copies, and looks at the result and at every line.
+// Compares the two halves of the input as versions. The result and every line must equal those of
+// a model that follows the comparison step by step on copies.
 
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +29,7 @@ std::string Until(const std::string& text, char separator) {
   return piece;
 }
 
-/// Returns the result; adds what is printed to `printed`.
+/// Returns the result, and adds the lines to `printed`.
 bool SlowComparison(const std::string& first, const std::string& second, Lines& printed) {
   if (first.size() != second.size()) {
     printed.emplace_back("Size of versions diff!");
@@ -69,7 +69,7 @@ bool SlowComparison(const std::string& first, const std::string& second, Lines& 
 
 }  // namespace
 
-// In place of the console's, so that the lines can be looked at.
+// Takes the place of the console's, so that the lines can be checked.
 void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
   std::string& line = lines.emplace_back();
   for (const std::string_view piece : pieces) {

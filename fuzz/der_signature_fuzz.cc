@@ -1,5 +1,6 @@
-// Converts arbitrary bytes as a signature; the first byte is the output's size. What libcrypto
-// takes for a signature in DER, and of components of 32 bytes, must come out as libcrypto pads it.
+// Converts arbitrary bytes as a signature. The first byte is the output's size. When libcrypto
+// accepts the bytes as a DER signature with components of 32 bytes at most, the result must be the
+// one that libcrypto pads.
 
 #include <openssl/bn.h>
 #include <openssl/ecdsa.h>
@@ -21,7 +22,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint8_t kGuard = 0xA5;
 constexpr std::size_t kRawSize = 64;
 
-/// Returns the raw form where `der` is a whole signature in DER with two components that are not
+/// Returns the raw form if `der` is a whole signature in DER, with two components that are not
 /// negative and not longer than 32 bytes.
 std::optional<Bytes> LibcryptoRaw(const Bytes& der) {
   const unsigned char* end = der.data();
@@ -36,7 +37,7 @@ std::optional<Bytes> LibcryptoRaw(const Bytes& der) {
   if (BN_is_negative(r) != 0 || BN_is_negative(s) != 0) {
     return std::nullopt;
   }
-  // libcrypto also reads forms that are no DER; those it writes differently.
+  // libcrypto also reads forms that are not DER, but writes them differently.
   Bytes rewritten(static_cast<std::size_t>(i2d_ECDSA_SIG(signature.get(), nullptr)));
   unsigned char* rewrittenEnd = rewritten.data();
   i2d_ECDSA_SIG(signature.get(), &rewrittenEnd);

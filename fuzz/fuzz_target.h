@@ -5,16 +5,15 @@
 #include <cstdint>
 #include <cstdlib>
 
-// What every fuzz target consists of. Its input and what it hands to the code under test are
-// exactly as long as they say, so that the address sanitizer sees every byte read or written
-// beyond.
+// What every fuzz target consists of. A target hands the code under test buffers of exactly the
+// size that it says, so that the address sanitizer sees every access outside.
 
-/// Takes one input of `size` bytes at `data`; libFuzzer calls it by this name. Returns 0.
+/// Runs the target on the `size` bytes at `data` and returns 0. libFuzzer calls it by this name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace vam {
 
-/// Ends the program with a finding unless `holds`.
+/// Ends the program unless `holds`; libFuzzer reports that as a finding.
 inline void Require(bool holds) {
   if (!holds) {
     std::abort();

@@ -1,5 +1,5 @@
-// Decodes arbitrary text: the first byte says how far the output is from the size that the text
-// takes.
+// Decodes arbitrary text. The first byte is the difference between the output's size and the size
+// that the text needs.
 
 #include <algorithm>
 #include <cctype>

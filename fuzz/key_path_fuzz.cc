@@ -1,5 +1,5 @@
-// Reads arbitrary bytes as a key path; the first byte is the level asked for, and says by its top
-// bit that there is no record.
+// Reads arbitrary bytes as a key path. The first byte is the level asked for; with its top bit set,
+// the record is null.
 
 #include <algorithm>
 #include <cstddef>

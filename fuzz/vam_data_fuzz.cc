@@ -1,5 +1,5 @@
-// Makes data of arbitrary text: the first byte says how far the output is from the size that the
-// text takes.
+// Makes data of arbitrary text. The first byte is the difference between the output's size and the
+// size that the text needs.
 
 #include <algorithm>
 #include <cctype>
@@ -22,7 +22,7 @@ std::vector<std::string> lines;
 
 }  // namespace
 
-// In place of the console's, so that the lines can be looked at.
+// Takes the place of the console's, so that the lines can be checked.
 void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
   std::string& line = lines.emplace_back();
   for (const std::string_view piece : pieces) {

@@ -11,7 +11,7 @@
 namespace vam {
 namespace {
 
-TEST(TrustedApplicationTest, UuidAndIdentifiersAreTheInterface) {
+TEST(TrustedApplicationTest, Uuid_EachField_HasTheAgreedValue) {
   EXPECT_EQ(kUuidTimeLow, 0x58d50001U);
   EXPECT_EQ(kUuidTimeMid, 0x1105);
   EXPECT_EQ(kUuidTimeHiAndVersion, 0x000f);
@@ -31,14 +31,14 @@ class SimpleCommandTest : public ExchangeTest, public testing::WithParamInterfac
   TEEC_Result Run() { return (interface.*GetParam().run)(); }
 };
 
-TEST_P(SimpleCommandTest, InvokesAndNothingElse) {
+TEST_P(SimpleCommandTest, InvocationSucceeds_DoesNothingElse) {
   ExpectOpen(GetParam().name);
   ExpectInvoke(GetParam().identifier);
   ExpectClose();
   EXPECT_EQ(Run(), TEEC_SUCCESS);
 }
 
-TEST_P(SimpleCommandTest, ReturnsTheInvocationsResultUnchanged) {
+TEST_P(SimpleCommandTest, InvocationFails_ReturnsItsResult) {
   ExpectOpen(GetParam().name);
   ExpectInvoke(GetParam().identifier,
                {0xFFFF0007, 4,
@@ -48,7 +48,7 @@ TEST_P(SimpleCommandTest, ReturnsTheInvocationsResultUnchanged) {
   EXPECT_EQ(Run(), 0xFFFF0007);
 }
 
-TEST_P(SimpleCommandTest, InvokesThoughTheConnectionDidNotOpen) {
+TEST_P(SimpleCommandTest, ConnectionDoesNotOpen_InvokesAnyway) {
   ExpectFailedOpen(GetParam().name);
   ExpectInvoke(GetParam().identifier,
                {0xFFFF0006, 1,
@@ -57,7 +57,7 @@ TEST_P(SimpleCommandTest, InvokesThoughTheConnectionDidNotOpen) {
   EXPECT_EQ(Run(), 0xFFFF0006);
 }
 
-TEST_P(SimpleCommandTest, OpensAConnectionOfItsOwnEachTime) {
+TEST_P(SimpleCommandTest, RunTwice_OpensTwoConnections) {
   for (int i = 0; i < 2; ++i) {
     ExpectOpen(GetParam().name);
     ExpectInvoke(GetParam().identifier);
@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         SimpleCommand{"vam_getInfo", 28, &CaVamInterfaceSp::vam_getInfo}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST_F(ExchangeTest, PassesOnTheRecoverableErrorOfTheCommunicationLayer) {
+TEST_F(ExchangeTest, Command_RecoverableError_PrintsTwoLinesAndReturnsIt) {
   ExpectOpen("vam_getInfo");
   ExpectInvoke(28,
                {0xFFFF0000, 2,

@@ -10,8 +10,8 @@
 
 namespace vam {
 
-/// One exchange with the trusted application, which every command is made of. A command calls the
-/// steps from top to bottom and leaves out those that it does not need:
+/// One exchange with the trusted application. Every command is one: it calls the steps from top to
+/// bottom and leaves out those that it does not need:
 ///
 ///     vam::Exchange exchange("vam_name");
 ///     exchange.Open(uuid).PutInt(number);
@@ -33,24 +33,24 @@ class Exchange {
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
 
-  /// Opens the connection to the trusted application `uuid`. A connection that does not open
-  /// prints its line and changes nothing else: the result of Invoke() tells the command.
+  /// Opens the connection to the trusted application `uuid`. A connection that does not open prints
+  /// its line, and the exchange goes on: Invoke() then returns the failure.
   Exchange& Open(const TEEC_UUID& uuid);
 
-  /// Appends a value to the request. Every put is performed, also after one that the marshaller
-  /// refused. The caller keeps `bytes`, which are only read.
+  /// Appends a value to the request, even after the marshaller has refused one. `bytes` are only
+  /// read, and stay the caller's.
   Exchange& PutInt(std::int32_t value);
   Exchange& PutUint(std::uint32_t value);
   Exchange& PutBlob(const std::uint8_t* bytes, std::uint32_t length);
 
-  /// Invokes command `identifier` and returns the invocation's result; where that is not
-  /// TEEC_SUCCESS, prints `failureLine`, unless it is null, after the connection's own lines. When
-  /// the marshaller refused a value of the request, prints "WSM error", invokes nothing and returns
+  /// Invokes command `identifier` and returns the invocation's result. When that is not
+  /// TEEC_SUCCESS, the connection prints its lines, and then `failureLine` is printed unless it is
+  /// null. When the marshaller has refused a value, prints "WSM error", invokes nothing and returns
   /// TEEC_ERROR_NO_DATA (0xFFFF000B).
   [[nodiscard]] TEEC_Result Invoke(std::uint32_t identifier, const char* failureLine = nullptr);
 
-  /// Returns the marshaller at the beginning of the reply; it lives as long as the exchange.
-  /// REQUIRES: Invoke() returned TEEC_SUCCESS. Called at most once.
+  /// Returns the marshaller, set to the beginning of the reply. It lives as long as the exchange.
+  /// REQUIRES: Invoke() returned TEEC_SUCCESS, and Reply() was not called before.
   CNolvWsm& Reply();
 
  private:

@@ -57,7 +57,7 @@ TEST_P(RefusedValueTest, Invoke_OneValueOfThreeRefused_PutsAllAndInvokesNothing)
   ExpectClose();
   Exchange exchange("command");
   exchange.Open(kTestUuid).PutInt(-1).PutUint(1).PutBlob(bytes, 2);
-  // The line of a failed invocation stays out: there was none.
+  // Nothing was invoked, so nothing prints the line of a failed invocation.
   EXPECT_EQ(exchange.Invoke(7, "failure"), 0xFFFF000B);
 }
 
@@ -94,7 +94,7 @@ TEST_F(ExchangeTest, Reply_WithoutRequest_ConstructsTheMarshaller) {
   EXPECT_EQ(value, 5);
 }
 
-TEST_F(ExchangeTest, Open_Fails_PutsAndInvokesAllTheSame) {
+TEST_F(ExchangeTest, Open_Fails_PutsAndInvokesAnyway) {
   ExpectFailedOpen("command");
   ExpectMarshallerWithoutMemory();
   ExpectPutInt(1);

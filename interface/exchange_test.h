@@ -19,15 +19,14 @@ namespace vam {
 
 constexpr TEEC_UUID kTestUuid = {0x01234567, 0x89ab, 0xcdef, {1, 2, 3, 4, 5, 6, 7, 8}};
 
-/// An invocation's result, the origin with it and the line that tells of it.
+/// A failed invocation: its result, its origin and the line that reports them.
 struct InvokeFailure {
   TEEC_Result result;
   std::uint32_t origin;
   std::string line;
 };
 
-/// Expectations are set in the order in which the calls must come; a call that none of them names
-/// fails the test.
+/// Expectations are set in the order in which the calls must come. Any other call fails the test.
 class ExchangeTest : public testing::Test {
  protected:
   void ExpectLine(const std::string& line) { EXPECT_CALL(platform, Line(line)); }
@@ -51,7 +50,7 @@ class ExchangeTest : public testing::Test {
     ExpectLine("TEE connection has been set");
   }
 
-  /// The command's line and a connection that does not open: nothing is there to close.
+  /// The command's line and a connection that does not open and leaves nothing to close.
   void ExpectFailedOpen(const std::string& command) {
     ExpectLine("CA InterfaceSP: " + command);
     EXPECT_CALL(platform, InitializeContext(testing::_, testing::_))
@@ -84,7 +83,7 @@ class ExchangeTest : public testing::Test {
     EXPECT_CALL(platform,
                 ConstructMarshaller(testing::Truly([this](void* m) { return m == memory; })));
   }
-  /// The same, when there is no memory that the library has seen.
+  /// The same without a connection, where the library has seen no memory.
   void ExpectMarshallerWithoutMemory() {
     EXPECT_CALL(platform, ConstructMarshaller(testing::NotNull()));
   }
@@ -109,7 +108,7 @@ class ExchangeTest : public testing::Test {
     EXPECT_CALL(platform, GetUint(testing::NotNull()))
         .WillOnce(testing::DoAll(testing::SetArgPointee<0>(value), testing::Return(true)));
   }
-  /// A get that finds no value, whatever it left behind.
+  /// A get that fails, although it has written a value.
   void ExpectNoInt() {
     EXPECT_CALL(platform, GetInt(testing::NotNull()))
         .WillOnce(testing::DoAll(testing::SetArgPointee<0>(5), testing::Return(false)));
@@ -118,7 +117,7 @@ class ExchangeTest : public testing::Test {
     EXPECT_CALL(platform, GetUint(testing::NotNull()))
         .WillOnce(testing::DoAll(testing::SetArgPointee<0>(5U), testing::Return(false)));
   }
-  /// A blob of exactly these bytes, handed out in place and asked for by their number.
+  /// A get of a blob of this size, which returns the address of `bytes`.
   void ExpectGetBlob(std::vector<std::uint8_t>& bytes) {
     EXPECT_CALL(platform, GetBlob(static_cast<std::uint32_t>(bytes.size())))
         .WillOnce(testing::Return(bytes.data()));

@@ -25,7 +25,7 @@ TEEC_Result GetInformationWords(const TEEC_UUID& uuid, std::uint32_t identifier,
   if (!reply.GetUint(&total) || total == 0) {
     return TEEC_ERROR_NO_DATA;
   }
-  // A huge total wraps here; no more is then copied than the blob holds.
+  // A huge total wraps here. Only as much as the blob holds is copied.
   const std::uint32_t byteCount = total * std::uint32_t{sizeof *words};
   const void* block = reply.GetBlob(byteCount);
   if (block == nullptr) {

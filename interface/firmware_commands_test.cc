@@ -66,7 +66,7 @@ class UpdateTest : public ExchangeTest {
   std::vector<std::uint8_t> app = {'4', '.', '5', 0};
 };
 
-TEST_F(UpdateTest, BringsBackRecordAndVersions) {
+TEST_F(UpdateTest, WholeReply_BringsBackRecordAndVersions) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(6);
@@ -80,7 +80,7 @@ TEST_F(UpdateTest, BringsBackRecordAndVersions) {
   EXPECT_EQ(appVersion, std::string("4.5\0", 4));
 }
 
-TEST_F(UpdateTest, KeepsAZeroByteInTheMiddle) {
+TEST_F(UpdateTest, ZeroByteInAVersion_IsKept) {
   system = {'1', 0, 0xff, '2'};
   app = {0};
   ExpectReply();
@@ -97,7 +97,7 @@ TEST_F(UpdateTest, KeepsAZeroByteInTheMiddle) {
 
 class UpdateModeTest : public UpdateTest, public testing::WithParamInterface<std::int32_t> {};
 
-TEST_P(UpdateModeTest, IsSentAsItIs) {
+TEST_P(UpdateModeTest, AnyMode_IsSentUnchanged) {
   ExpectReply(GetParam());
   ExpectNoBlob(8);
   ExpectLine("Error GetBlob VamResult");
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Any, UpdateModeTest,
                          testing::Values(3, 7, 11, 0, -1, std::numeric_limits<std::int32_t>::min(),
                                          std::numeric_limits<std::int32_t>::max()));
 
-TEST_F(UpdateTest, DoesNotInvokeAModeThatWasNotMarshalled) {
+TEST_F(UpdateTest, ModeRefusedByMarshaller_InvokesNothing) {
   ExpectOpen("vm_updateFW");
   ExpectMarshaller();
   ExpectPutInt(3, false);
@@ -120,7 +120,7 @@ TEST_F(UpdateTest, DoesNotInvokeAModeThatWasNotMarshalled) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, ReadsNothingWhenTheInvocationFails) {
+TEST_F(UpdateTest, InvocationFails_ReadsNothing) {
   ExpectOpen("vm_updateFW");
   ExpectMarshaller();
   ExpectPutInt(3);
@@ -134,7 +134,7 @@ TEST_F(UpdateTest, ReadsNothingWhenTheInvocationFails) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, PrintsItsLineBehindTheRecoverableErrors) {
+TEST_F(UpdateTest, RecoverableError_PrintsItsLineLast) {
   ExpectOpen("vm_updateFW");
   ExpectMarshaller();
   ExpectPutInt(3);
@@ -147,7 +147,7 @@ TEST_F(UpdateTest, PrintsItsLineBehindTheRecoverableErrors) {
   EXPECT_EQ(Run(), -65536);
 }
 
-TEST_F(UpdateTest, InvokesThoughTheConnectionDidNotOpen) {
+TEST_F(UpdateTest, ConnectionDoesNotOpen_InvokesAnyway) {
   ExpectFailedOpen("vm_updateFW");
   ExpectMarshallerWithoutMemory();
   ExpectPutInt(3);
@@ -159,7 +159,7 @@ TEST_F(UpdateTest, InvokesThoughTheConnectionDidNotOpen) {
   EXPECT_EQ(Run(), -65530);
 }
 
-TEST_F(UpdateTest, RefusesAReplyWithoutRecord) {
+TEST_F(UpdateTest, ReplyWithoutRecord_IsRefused) {
   ExpectReply();
   ExpectNoBlob(8);
   ExpectLine("Error GetBlob VamResult");
@@ -169,7 +169,7 @@ TEST_F(UpdateTest, RefusesAReplyWithoutRecord) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesAReplyWithoutSystemSize) {
+TEST_F(UpdateTest, ReplyWithoutSystemSize_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectNoUint();
@@ -180,7 +180,7 @@ TEST_F(UpdateTest, RefusesAReplyWithoutSystemSize) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesASystemSizeOfZero) {
+TEST_F(UpdateTest, SystemSizeOfZero_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(0);
@@ -191,7 +191,7 @@ TEST_F(UpdateTest, RefusesASystemSizeOfZero) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesAReplyWithoutSystemVersion) {
+TEST_F(UpdateTest, ReplyWithoutSystemVersion_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(6);
@@ -203,7 +203,7 @@ TEST_F(UpdateTest, RefusesAReplyWithoutSystemVersion) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesAReplyWithoutAppSize) {
+TEST_F(UpdateTest, ReplyWithoutAppSize_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(6);
@@ -216,7 +216,7 @@ TEST_F(UpdateTest, RefusesAReplyWithoutAppSize) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesAnAppSizeOfZero) {
+TEST_F(UpdateTest, AppSizeOfZero_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(6);
@@ -229,7 +229,7 @@ TEST_F(UpdateTest, RefusesAnAppSizeOfZero) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, RefusesAReplyWithoutAppVersion) {
+TEST_F(UpdateTest, ReplyWithoutAppVersion_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(6);
@@ -243,7 +243,7 @@ TEST_F(UpdateTest, RefusesAReplyWithoutAppVersion) {
   ExpectStringsUntouched();
 }
 
-TEST_F(UpdateTest, AsksForTheWholeSizeWithoutABoundOfItsOwn) {
+TEST_F(UpdateTest, LargestSize_IsAskedOfTheMarshaller) {
   ExpectReply();
   ExpectGetBlob(record);
   ExpectGetUint(0xFFFFFFFF);
@@ -253,7 +253,7 @@ TEST_F(UpdateTest, AsksForTheWholeSizeWithoutABoundOfItsOwn) {
   EXPECT_EQ(Run(), kCommunication);
 }
 
-TEST_F(UpdateTest, LeavesNothingOpenWhenTheMarshallerThrows) {
+TEST_F(UpdateTest, MarshallerThrows_LeavesNothingOpen) {
   ExpectReply();
   ExpectGetBlob(record);
   EXPECT_CALL(platform, GetUint(_)).WillOnce(Throw(std::runtime_error("marshaller")));
@@ -263,7 +263,7 @@ TEST_F(UpdateTest, LeavesNothingOpenWhenTheMarshallerThrows) {
 
 class OlderUpdateTest : public UpdateModeTest {};
 
-TEST_P(OlderUpdateTest, SendsTheModeAndReadsNothing) {
+TEST_P(OlderUpdateTest, InvocationSucceeds_ReadsNothing) {
   ExpectOpen("vam_updateFW");
   ExpectMarshaller();
   ExpectPutInt(GetParam());
@@ -272,7 +272,7 @@ TEST_P(OlderUpdateTest, SendsTheModeAndReadsNothing) {
   EXPECT_EQ(interface.vam_updateFW(GetParam()), 0);
 }
 
-TEST_P(OlderUpdateTest, DoesNotInvokeAModeThatWasNotMarshalled) {
+TEST_P(OlderUpdateTest, ModeRefusedByMarshaller_InvokesNothing) {
   ExpectOpen("vam_updateFW");
   ExpectMarshaller();
   ExpectPutInt(GetParam(), false);
@@ -281,7 +281,7 @@ TEST_P(OlderUpdateTest, DoesNotInvokeAModeThatWasNotMarshalled) {
   EXPECT_EQ(interface.vam_updateFW(GetParam()), kNoData);
 }
 
-TEST_P(OlderUpdateTest, PrintsNoLineOfItsOwnWhenTheInvocationFails) {
+TEST_P(OlderUpdateTest, InvocationFails_PrintsNoLineOfItsOwn) {
   ExpectOpen("vam_updateFW");
   ExpectMarshaller();
   ExpectPutInt(GetParam());
@@ -333,7 +333,7 @@ class InformationTest : public ExchangeTest, public testing::WithParamInterface<
   std::array<std::uint32_t, 12> words;
 };
 
-TEST_P(InformationTest, LeavesTheElementsBehindFewerWords) {
+TEST_P(InformationTest, FewerWordsThanCount_LeavesTheOtherElements) {
   std::vector<std::uint8_t> bytes = Words(4);
   ExpectReply();
   ExpectGetUint(4);
@@ -345,7 +345,7 @@ TEST_P(InformationTest, LeavesTheElementsBehindFewerWords) {
                           0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5));
 }
 
-TEST_P(InformationTest, IgnoresWordsBeyondTheCount) {
+TEST_P(InformationTest, MoreWordsThanCount_IgnoresTheOthers) {
   std::vector<std::uint8_t> bytes = Words(12);
   ExpectReply();
   ExpectGetUint(12);
@@ -357,7 +357,7 @@ TEST_P(InformationTest, IgnoresWordsBeyondTheCount) {
                           0x01020306, 0x01020307, 0x01020308, 0x01020309, 0xA5A5A5A5, 0xA5A5A5A5));
 }
 
-TEST_P(InformationTest, ReadsABlobAtAnyAddress) {
+TEST_P(InformationTest, BlobAtOddAddress_IsRead) {
   std::vector<std::uint8_t> bytes = {0xee, 1, 0, 0, 0, 0xff, 0xff, 0xff, 0xff};
   ExpectReply();
   ExpectGetUint(2);
@@ -368,7 +368,7 @@ TEST_P(InformationTest, ReadsABlobAtAnyAddress) {
   EXPECT_EQ(words[1], 0xFFFFFFFF);
 }
 
-TEST_P(InformationTest, CopiesNothingForACountOfZero) {
+TEST_P(InformationTest, CountOfZero_CopiesNothing) {
   std::vector<std::uint8_t> bytes = Words(4);
   ExpectReply();
   ExpectGetUint(4);
@@ -378,7 +378,7 @@ TEST_P(InformationTest, CopiesNothingForACountOfZero) {
   ExpectWordsUntouched();
 }
 
-TEST_P(InformationTest, RefusesAReplyWithoutTotal) {
+TEST_P(InformationTest, ReplyWithoutTotal_IsRefused) {
   ExpectReply();
   ExpectNoUint();
   ExpectEnd();
@@ -386,7 +386,7 @@ TEST_P(InformationTest, RefusesAReplyWithoutTotal) {
   ExpectWordsUntouched();
 }
 
-TEST_P(InformationTest, RefusesATotalOfZero) {
+TEST_P(InformationTest, TotalOfZero_IsRefused) {
   ExpectReply();
   ExpectGetUint(0);
   ExpectEnd();
@@ -394,7 +394,7 @@ TEST_P(InformationTest, RefusesATotalOfZero) {
   ExpectWordsUntouched();
 }
 
-TEST_P(InformationTest, RefusesAReplyWithoutWords) {
+TEST_P(InformationTest, ReplyWithoutWords_IsRefused) {
   ExpectReply();
   ExpectGetUint(10);
   ExpectNoBlob(40);
@@ -403,7 +403,7 @@ TEST_P(InformationTest, RefusesAReplyWithoutWords) {
   ExpectWordsUntouched();
 }
 
-TEST_P(InformationTest, CopiesNoMoreThanTheBlobWhenTheByteLengthWraps) {
+TEST_P(InformationTest, ByteLengthWraps_CopiesNoMoreThanTheBlob) {
   // 0x40000001 words are 4 bytes in 32-bit arithmetic.
   std::vector<std::uint8_t> bytes = Words(1);
   ExpectReply();
@@ -415,7 +415,7 @@ TEST_P(InformationTest, CopiesNoMoreThanTheBlobWhenTheByteLengthWraps) {
   EXPECT_EQ(words[1], 0xA5A5A5A5);
 }
 
-TEST_P(InformationTest, BuildsNoMarshallerWhenTheInvocationFails) {
+TEST_P(InformationTest, InvocationFails_BuildsNoMarshaller) {
   ExpectOpen("vam_getFWInfo");
   ExpectInvoke(GetParam().identifier,
                {0xFFFF000E, 3,
@@ -426,7 +426,7 @@ TEST_P(InformationTest, BuildsNoMarshallerWhenTheInvocationFails) {
   ExpectWordsUntouched();
 }
 
-TEST_P(InformationTest, InvokesThoughTheConnectionDidNotOpen) {
+TEST_P(InformationTest, ConnectionDoesNotOpen_InvokesAnyway) {
   ExpectFailedOpen("vam_getFWInfo");
   ExpectInvoke(GetParam().identifier,
                {0xFFFF0006, 1,
@@ -435,7 +435,7 @@ TEST_P(InformationTest, InvokesThoughTheConnectionDidNotOpen) {
   EXPECT_EQ(Run(), -65530);
 }
 
-TEST_P(InformationTest, LeavesNothingOpenWhenTheMarshallerThrows) {
+TEST_P(InformationTest, MarshallerThrows_LeavesNothingOpen) {
   ExpectReply();
   ExpectGetUint(1);
   EXPECT_CALL(platform, GetBlob(_)).WillOnce(Throw(std::runtime_error("marshaller")));
@@ -449,13 +449,13 @@ INSTANTIATE_TEST_SUITE_P(
                     InformationQuery{"vam_getFWInfo", 40, &CaVamInterfaceSp::vam_getFWInfo}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST(ConvertToStringTest, TakesEveryByteAsItIs) {
+TEST(ConvertToStringTest, AnyByte_IsTakenUnchanged) {
   const std::uint8_t bytes[] = {'a', 0, 0xff, '\n'};
   EXPECT_EQ(convertToString(bytes, 4), std::string("a\0\xff\n", 4));
   EXPECT_EQ(convertToString(bytes, 1), "a");
 }
 
-TEST(ConvertToStringTest, IsEmptyWithoutReadingTheBufferForZeroAndBelow) {
+TEST(ConvertToStringTest, SizeOfZeroOrBelow_ReadsNothing) {
   EXPECT_EQ(convertToString(nullptr, 0), "");
   EXPECT_EQ(convertToString(nullptr, -5), "");
   EXPECT_EQ(convertToString(nullptr, std::numeric_limits<std::int32_t>::min()), "");

@@ -37,7 +37,7 @@ class KeyCommandTest : public ExchangeTest, public testing::WithParamInterface<K
   }
 };
 
-TEST_P(KeyCommandTest, SendsLengthAndRecord) {
+TEST_P(KeyCommandTest, Record_IsSentAfterItsLength) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(kLength);
@@ -48,7 +48,7 @@ TEST_P(KeyCommandTest, SendsLengthAndRecord) {
   EXPECT_EQ(Run(kRecord, kLength), TEEC_SUCCESS);
 }
 
-TEST_P(KeyCommandTest, HandsNullPointerAndZeroLengthThrough) {
+TEST_P(KeyCommandTest, NullPointerAndZeroLength_ArePassedOn) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(0);
@@ -59,7 +59,7 @@ TEST_P(KeyCommandTest, HandsNullPointerAndZeroLengthThrough) {
   EXPECT_EQ(Run(nullptr, 0), TEEC_SUCCESS);
 }
 
-TEST_P(KeyCommandTest, HandsANullPointerWithALengthThrough) {
+TEST_P(KeyCommandTest, NullPointerWithLength_IsPassedOn) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(0xFFFFFFFF);
@@ -70,7 +70,7 @@ TEST_P(KeyCommandTest, HandsANullPointerWithALengthThrough) {
   EXPECT_EQ(Run(nullptr, 0xFFFFFFFF), 0xFFFF000B);
 }
 
-TEST_P(KeyCommandTest, PutsTheRecordThoughTheLengthWasRefused) {
+TEST_P(KeyCommandTest, LengthRefusedByMarshaller_StillPutsTheRecord) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(kLength, false);
@@ -81,7 +81,7 @@ TEST_P(KeyCommandTest, PutsTheRecordThoughTheLengthWasRefused) {
   EXPECT_EQ(Run(kRecord, kLength), 0xFFFF000B);
 }
 
-TEST_P(KeyCommandTest, DoesNotInvokeARecordThatDoesNotFit) {
+TEST_P(KeyCommandTest, RecordRefusedByMarshaller_InvokesNothing) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(kLength);
@@ -92,7 +92,7 @@ TEST_P(KeyCommandTest, DoesNotInvokeARecordThatDoesNotFit) {
   EXPECT_EQ(Run(kRecord, kLength), 0xFFFF000B);
 }
 
-TEST_P(KeyCommandTest, MarshalsThoughTheConnectionDidNotOpen) {
+TEST_P(KeyCommandTest, ConnectionDoesNotOpen_MarshalsAnyway) {
   ExpectFailedOpen(GetParam().name);
   ExpectMarshallerWithoutMemory();
   ExpectPutUint(kLength, false);
@@ -102,7 +102,7 @@ TEST_P(KeyCommandTest, MarshalsThoughTheConnectionDidNotOpen) {
   EXPECT_EQ(Run(kRecord, kLength), 0xFFFF000B);
 }
 
-TEST_P(KeyCommandTest, ReturnsTheInvocationsResultAndReadsNothing) {
+TEST_P(KeyCommandTest, InvocationFails_ReturnsItsResult) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(kLength);
@@ -116,7 +116,7 @@ TEST_P(KeyCommandTest, ReturnsTheInvocationsResultAndReadsNothing) {
   EXPECT_EQ(Run(kRecord, kLength), 0xFFFF000F);
 }
 
-TEST_P(KeyCommandTest, LeavesNothingOpenWhenTheMarshallerThrows) {
+TEST_P(KeyCommandTest, MarshallerThrows_LeavesNothingOpen) {
   ExpectOpen(GetParam().name);
   ExpectMarshaller();
   ExpectPutUint(kLength);
@@ -126,7 +126,7 @@ TEST_P(KeyCommandTest, LeavesNothingOpenWhenTheMarshallerThrows) {
   EXPECT_THROW(Run(kRecord, kLength), std::runtime_error);
 }
 
-TEST_P(KeyCommandTest, LeavesNothingOpenWhenTheMarshallersConstructorThrows) {
+TEST_P(KeyCommandTest, MarshallersConstructorThrows_LeavesNothingOpen) {
   ExpectOpen(GetParam().name);
   EXPECT_CALL(platform, ConstructMarshaller(_)).WillOnce(Throw(std::runtime_error("marshaller")));
   ExpectClose();
@@ -157,7 +157,7 @@ class HackInformationTest : public ExchangeTest {
   std::vector<std::uint8_t> record = {1, 2, 3, 4};
 };
 
-TEST_F(HackInformationTest, ZeroesTheBufferBehindAShorterRecord) {
+TEST_F(HackInformationTest, ShorterRecord_LeavesZerosAfterIt) {
   ExpectReply();
   ExpectGetInt(4);
   ExpectGetBlob(record);
@@ -166,7 +166,7 @@ TEST_F(HackInformationTest, ZeroesTheBufferBehindAShorterRecord) {
   EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4, 0, 0));
 }
 
-TEST_F(HackInformationTest, FillsTheBufferExactly) {
+TEST_F(HackInformationTest, RecordOfTheBuffersSize_FillsIt) {
   ExpectReply();
   ExpectGetInt(4);
   ExpectGetBlob(record);
@@ -175,7 +175,7 @@ TEST_F(HackInformationTest, FillsTheBufferExactly) {
   EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4, 0xA5, 0xA5));
 }
 
-TEST_F(HackInformationTest, CutsALongerRecordWithoutNotice) {
+TEST_F(HackInformationTest, LongerRecord_IsCutWithoutNotice) {
   ExpectReply();
   ExpectGetInt(4);
   ExpectGetBlob(record);
@@ -187,7 +187,7 @@ TEST_F(HackInformationTest, CutsALongerRecordWithoutNotice) {
 class HackInformationWithoutRoomTest : public HackInformationTest,
                                        public testing::WithParamInterface<std::int32_t> {};
 
-TEST_P(HackInformationWithoutRoomTest, ReadsTheReplyAndLeavesTheBuffer) {
+TEST_P(HackInformationWithoutRoomTest, WholeReply_IsReadAndBufferUntouched) {
   ExpectReply();
   ExpectGetInt(4);
   ExpectGetBlob(record);
@@ -196,7 +196,7 @@ TEST_P(HackInformationWithoutRoomTest, ReadsTheReplyAndLeavesTheBuffer) {
   EXPECT_THAT(buffer, Each(0xA5));
 }
 
-TEST_P(HackInformationWithoutRoomTest, LeavesTheBufferWhenTheReplyIsMissing) {
+TEST_P(HackInformationWithoutRoomTest, ReplyMissing_LeavesTheBufferUntouched) {
   ExpectReply();
   ExpectNoInt();
   ExpectEnd();
@@ -207,7 +207,7 @@ TEST_P(HackInformationWithoutRoomTest, LeavesTheBufferWhenTheReplyIsMissing) {
 INSTANTIATE_TEST_SUITE_P(Sizes, HackInformationWithoutRoomTest,
                          testing::Values(0, -1, std::numeric_limits<std::int32_t>::min()));
 
-TEST_F(HackInformationTest, ReadsNothingWhenTheInvocationFails) {
+TEST_F(HackInformationTest, InvocationFails_LeavesZeros) {
   ExpectOpen("vam_getHackInfo");
   ExpectInvoke(39,
                {0xFFFF000A, 4,
@@ -217,7 +217,7 @@ TEST_F(HackInformationTest, ReadsNothingWhenTheInvocationFails) {
   EXPECT_THAT(buffer, ElementsAre(0, 0, 0, 0, 0, 0xA5));
 }
 
-TEST_F(HackInformationTest, ZeroesTheBufferBeforeTheConnectionOpens) {
+TEST_F(HackInformationTest, Buffer_IsZeroBeforeTheConnectionOpens) {
   const auto isZeroed = [this](const char*, TEEC_Context*) {
     EXPECT_THAT(buffer, Each(0));
     return TEEC_Result{TEEC_ERROR_GENERIC};
@@ -231,7 +231,7 @@ TEST_F(HackInformationTest, ZeroesTheBufferBeforeTheConnectionOpens) {
   EXPECT_EQ(interface.vam_getHackInfo(buffer.data(), 6), 0xFFFF0006);
 }
 
-TEST_F(HackInformationTest, RefusesAReplyWithoutCount) {
+TEST_F(HackInformationTest, ReplyWithoutCount_IsRefused) {
   ExpectReply();
   ExpectNoInt();
   ExpectEnd();
@@ -242,7 +242,7 @@ TEST_F(HackInformationTest, RefusesAReplyWithoutCount) {
 class HackInformationCountTest : public HackInformationTest,
                                  public testing::WithParamInterface<std::int32_t> {};
 
-TEST_P(HackInformationCountTest, IsRefusedWithoutALine) {
+TEST_P(HackInformationCountTest, CountOfZeroOrBelow_IsRefusedWithoutALine) {
   ExpectReply();
   ExpectGetInt(GetParam());
   ExpectEnd();
@@ -253,7 +253,7 @@ TEST_P(HackInformationCountTest, IsRefusedWithoutALine) {
 INSTANTIATE_TEST_SUITE_P(ZeroAndBelow, HackInformationCountTest,
                          testing::Values(0, -1, std::numeric_limits<std::int32_t>::min()));
 
-TEST_F(HackInformationTest, RefusesAReplyWithoutRecord) {
+TEST_F(HackInformationTest, ReplyWithoutRecord_IsRefused) {
   ExpectReply();
   ExpectGetInt(4);
   ExpectNoBlob(4);
@@ -262,7 +262,7 @@ TEST_F(HackInformationTest, RefusesAReplyWithoutRecord) {
   EXPECT_THAT(buffer, Each(0));
 }
 
-TEST_F(HackInformationTest, LeavesNothingOpenWhenTheMarshallerThrows) {
+TEST_F(HackInformationTest, MarshallerThrows_LeavesNothingOpen) {
   ExpectReply();
   EXPECT_CALL(platform, GetInt(_)).WillOnce(Throw(std::runtime_error("marshaller")));
   ExpectEnd();

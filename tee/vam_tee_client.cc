@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Returns a record of the TEE library's with every byte zero, unions included. A library that is
-/// handed a record it never filled then finds no wild pointer in it.
+/// Returns one of the TEE library's records with every byte zero, unions included, so that a
+/// library that gets a record which it never filled finds no wild pointer in it.
 template <typename Record>
 Record ZeroedRecord() {
   Record record;

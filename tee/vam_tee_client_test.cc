@@ -27,7 +27,7 @@ using ::testing::Truly;
 
 constexpr TEEC_UUID kUuid = {0x01234567, 0x89ab, 0xcdef, {1, 2, 3, 4, 5, 6, 7, 8}};
 
-/// Compares records with everything between and behind their members, as the library may see them.
+/// Compares records byte for byte, padding included, as the library may see them.
 bool SameBytes(const void* one, const void* other, std::size_t size) {
   return std::memcmp(one, other, size) == 0;
 }
@@ -112,7 +112,7 @@ class TeeClientTest : public testing::Test {
   TEEC_Session* invokedSession = nullptr;
 };
 
-TEST_F(TeeClientTest, OpensInOrderAndClosesInReverse) {
+TEST_F(TeeClientTest, Open_EveryStepSucceeds_ClosesInReverse) {
   ExpectOpen();
   ExpectClose();
   VAMTEEClient client;
@@ -121,14 +121,14 @@ TEST_F(TeeClientTest, OpensInOrderAndClosesInReverse) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, DestructorCloses) {
+TEST_F(TeeClientTest, Destructor_ConnectionOpen_Closes) {
   ExpectOpen();
   ExpectClose();
   VAMTEEClient client;
   client.Open(kUuid);
 }
 
-TEST_F(TeeClientTest, SecondCloseAndDestructorAfterCloseCallNothing) {
+TEST_F(TeeClientTest, Close_AlreadyClosed_CallsNothing) {
   ExpectOpen();
   ExpectClose();
   VAMTEEClient client;
@@ -137,12 +137,12 @@ TEST_F(TeeClientTest, SecondCloseAndDestructorAfterCloseCallNothing) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, NeverOpenedCallsNothing) {
+TEST_F(TeeClientTest, Close_NeverOpened_CallsNothing) {
   VAMTEEClient client;
   client.Close();
 }
 
-TEST_F(TeeClientTest, StartsWithRecordsOfZerosWhateverTheMemoryHeld) {
+TEST_F(TeeClientTest, Constructor_MemoryNotZero_StartsWithRecordsOfZeros) {
   alignas(VAMTEEClient) unsigned char place[sizeof(VAMTEEClient)];
   std::memset(place, 0xA5, sizeof place);
   auto* client = new (place) VAMTEEClient;
@@ -164,14 +164,14 @@ TEST_F(TeeClientTest, StartsWithRecordsOfZerosWhateverTheMemoryHeld) {
   client->~VAMTEEClient();
 }
 
-TEST_F(TeeClientTest, FailedContextLeavesNothingHeld) {
+TEST_F(TeeClientTest, Open_ContextFails_HoldsNothing) {
   ExpectContext(TEEC_ERROR_ITEM_NOT_FOUND);
   EXPECT_CALL(platform, Line("Failed to initialize TEE context, result = 4294901768"));
   VAMTEEClient client;
   EXPECT_FALSE(client.Open(kUuid));
 }
 
-TEST_F(TeeClientTest, FailedSessionLeavesTheContext) {
+TEST_F(TeeClientTest, Open_SessionFails_HoldsTheContext) {
   ExpectContext(TEEC_SUCCESS);
   ExpectSession(TEEC_ERROR_ITEM_NOT_FOUND, 3);
   // The result and the origin run together.
@@ -182,7 +182,7 @@ TEST_F(TeeClientTest, FailedSessionLeavesTheContext) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, FailedAllocationLeavesContextAndSession) {
+TEST_F(TeeClientTest, Open_AllocationFails_HoldsContextAndSession) {
   ExpectContext(TEEC_SUCCESS);
   ExpectSession(TEEC_SUCCESS, 4);
   ExpectMemory(TEEC_ERROR_OUT_OF_MEMORY);
@@ -194,7 +194,7 @@ TEST_F(TeeClientTest, FailedAllocationLeavesContextAndSession) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, OpenGoesOnWhereTheLastOneStopped) {
+TEST_F(TeeClientTest, Open_AfterAFailedOne_GoesOnWhereThatStopped) {
   ExpectContext(TEEC_SUCCESS);
   ExpectSession(TEEC_ERROR_BUSY, 3);
   EXPECT_CALL(platform, Line("Failed to open TEE session, result and retOrigin = 42949017733"));
@@ -210,7 +210,7 @@ TEST_F(TeeClientTest, OpenGoesOnWhereTheLastOneStopped) {
   EXPECT_TRUE(client.Open(kUuid));
 }
 
-TEST_F(TeeClientTest, OpenWhenReadyPrintsAndRepeatsNoCall) {
+TEST_F(TeeClientTest, Open_AlreadyOpen_PrintsAndRepeatsNoCall) {
   ExpectOpen();
   EXPECT_CALL(platform, Line("TEE connection has been set"));
   ExpectClose();
@@ -219,12 +219,12 @@ TEST_F(TeeClientTest, OpenWhenReadyPrintsAndRepeatsNoCall) {
   EXPECT_TRUE(client.Open(kUuid));
 }
 
-TEST_F(TeeClientTest, OpensAgainAfterClose) {
+TEST_F(TeeClientTest, Open_AfterClose_OpensAgain) {
   ExpectOpen();
   ExpectClose();
   ExpectContext(TEEC_SUCCESS);
   ExpectSession(TEEC_SUCCESS, 4);
-  // The library's buffer pointer is not the client's to clear.
+  // The client does not clear the buffer pointer: it is the library's.
   EXPECT_CALL(platform, AllocateSharedMemory(IsContext(), _)).WillOnce(Return(TEEC_SUCCESS));
   EXPECT_CALL(platform, Line("TEE connection has been set"));
   ExpectClose();
@@ -234,7 +234,7 @@ TEST_F(TeeClientTest, OpensAgainAfterClose) {
   EXPECT_TRUE(client.Open(kUuid));
 }
 
-TEST_F(TeeClientTest, EachReleaseIsAStepOfItsOwn) {
+TEST_F(TeeClientTest, Releases_OneByOne_AreDoneOnce) {
   ExpectOpen();
   ExpectRelease();
   ExpectCloseSession();
@@ -250,7 +250,7 @@ TEST_F(TeeClientTest, EachReleaseIsAStepOfItsOwn) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, InvokesOverTheWholeBlock) {
+TEST_F(TeeClientTest, InvokeCommand_ConnectionOpen_TakesTheWholeBlock) {
   VAMTEEClient client;
   ExpectOpen();
   ExpectInvoke(18, 8192, TEEC_SUCCESS, 4, client);
@@ -263,7 +263,7 @@ TEST_F(TeeClientTest, InvokesOverTheWholeBlock) {
   client.Close();
 }
 
-TEST_F(TeeClientTest, InvokesWithoutAConnectionToo) {
+TEST_F(TeeClientTest, InvokeCommand_WithoutConnection_InvokesAnyway) {
   VAMTEEClient client;
   ExpectContext(TEEC_ERROR_GENERIC);
   EXPECT_CALL(platform, Line("Failed to initialize TEE context, result = 4294901760"));
@@ -287,7 +287,7 @@ struct FailedInvocation {
 class FailedInvocationTest : public TeeClientTest,
                              public testing::WithParamInterface<FailedInvocation> {};
 
-TEST_P(FailedInvocationTest, IsPrintedAndReturned) {
+TEST_P(FailedInvocationTest, Result_NotSuccess_IsPrintedAndReturned) {
   VAMTEEClient client;
   ExpectInvoke(18, 0, GetParam().result, GetParam().origin, client);
   EXPECT_CALL(platform, Line(GetParam().line));

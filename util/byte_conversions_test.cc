@@ -55,7 +55,7 @@ const Fill kFills[] = {
     {"both sizes 0, the widest span", 0, 0, 1, 0, 0, Bytes(6, kGuard)},
 };
 
-TEST(FillArray, CopiesTheSpanOrNothing) {
+TEST(FillArray, AnySpan_IsCopiedWholeOrNotAtAll) {
   const Bytes source = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
   for (const Fill& fill : kFills) {
     SCOPED_TRACE(fill.name);
@@ -69,7 +69,7 @@ TEST(FillArray, CopiesTheSpanOrNothing) {
   }
 }
 
-TEST(FillArray, TakesArraysThatOverlap) {
+TEST(FillArray, OverlappingArrays_AreCopied) {
   Bytes bytes = {0, 1, 2, 3, 4, 5};
   EXPECT_EQ(fill_array(bytes.data(), 6, bytes.data(), 6, 2, 5), 0);
   EXPECT_THAT(bytes, ElementsAre(2, 3, 4, 5, 4, 5));
@@ -104,7 +104,7 @@ const Merge kMerges[] = {
 
 std::uint32_t Length(const Bytes& bytes) { return static_cast<std::uint32_t>(bytes.size()); }
 
-TEST(MergeArraysIntoOne, WritesAllArraysOrNothing) {
+TEST(MergeArraysIntoOne, AnyLengths_AreWrittenWholeOrNotAtAll) {
   for (const Merge& merge : kMerges) {
     SCOPED_TRACE(merge.name);
     Bytes destination(6, kGuard);
@@ -127,7 +127,7 @@ TEST(MergeArraysIntoOne, WritesAllArraysOrNothing) {
   }
 }
 
-TEST(MergeArraysIntoOne, WritesNoMoreThanASumThatWrappedAround) {
+TEST(MergeArraysIntoOne, SumWraps_WritesNoMoreThanTheSum) {
   // 2^32 - 1 and 6 bytes make a sum of 5: all of them the first array's.
   const Bytes array = {1, 2, 3, 4, 5, 6};
   Bytes destination(6, kGuard);
@@ -145,7 +145,7 @@ TEST(MergeArraysIntoOne, WritesNoMoreThanASumThatWrappedAround) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(MergeArraysIntoOne, WritesNothingOfASumThatIsNegativeAsASignedValue) {
+TEST(MergeArraysIntoOne, SumNegativeAsSigned_WritesNothing) {
   const Bytes array = {1, 2, 3};
   Bytes destination(6, kGuard);
   testing::internal::CaptureStdout();
@@ -177,14 +177,14 @@ const Fitting kFittings[] = {
     {"longer than a string holds in place", std::string(40, 'x'), 41, '\0' + std::string(40, 'x')},
 };
 
-TEST(FitStringLength, PadsOnTheLeftAndCutsOnTheRight) {
+TEST(FitStringLength, AnyLength_PadsOnTheLeftAndCutsOnTheRight) {
   for (const Fitting& fitting : kFittings) {
     SCOPED_TRACE(fitting.name);
     EXPECT_EQ(fit_string_length(fitting.text, fitting.length), fitting.fitted);
   }
 }
 
-TEST(ToBigEndian, PutsTheMostSignificantByteFirst) {
+TEST(ToBigEndian, AnyValue_PutsTheMostSignificantByteFirst) {
   const std::pair<std::uint32_t, std::string> values[] = {
       {0x01020304, std::string("\x01\x02\x03\x04", 4)}, {0, std::string("\0\0\0\0", 4)},
       {0xFFFFFFFF, std::string("\xff\xff\xff\xff", 4)}, {0x80000000, std::string("\x80\0\0\0", 4)},

@@ -15,7 +15,7 @@ namespace vam {
 
 namespace {
 
-/// Returns `pieces` joined, and a newline, in memory taken once.
+/// Returns `pieces` joined, with a newline at the end. Takes memory once.
 std::string Line(std::initializer_list<std::string_view> pieces) {
   std::size_t size = 1;
   for (const std::string_view piece : pieces) {
@@ -33,7 +33,7 @@ std::string Line(std::initializer_list<std::string_view> pieces) {
 
 void PrintLine(std::initializer_list<std::string_view> pieces) {
   const std::string line = Line(pieces);
-  // Asked first: this system buffers nothing there, and a flush of nothing costs as much as a line.
+  // This system buffers nothing there, and to flush nothing costs half as much as the line.
   if (__fpending(stdout) != 0) {
     std::fflush(stdout);
   }

@@ -4,8 +4,8 @@
 #include <initializer_list>
 #include <string_view>
 
-// The one way in which this system writes to its console. Nothing is buffered and nothing fails:
-// a run must reach its verdict whatever became of the console.
+// The one way in which this system writes to its console. Nothing is buffered and nothing fails: a
+// run must reach its verdict even when its console is gone.
 
 namespace vam {
 
@@ -13,8 +13,8 @@ namespace vam {
 /// full and is one write(2), so nothing is left to flush. What the process buffered in stdio is
 /// written before it, so that the order holds.
 ///
-/// A short write is continued. A standard output that is closed, full or without a reader loses
-/// the line, and the caller is not told. The caller decides what SIGPIPE does.
+/// A short write is continued. When standard output is closed, full or without a reader, the line
+/// is lost and nothing reports it. The caller decides what SIGPIPE does.
 void PrintLine(std::initializer_list<std::string_view> pieces);
 
 /// Writes a line of one piece.

@@ -116,7 +116,7 @@ class Printer {
   Printer(const Printer&) = delete;
   Printer& operator=(const Printer&) = delete;
 
-  /// Returns whether the thread came to wait in the kernel, without an end and without spinning.
+  /// Returns true once the thread sleeps in the kernel, and false if it ends or spins instead.
   bool Waits() const {
     for (int attempt = 0; attempt < 2000 && identifier != kDone; ++attempt) {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -139,7 +139,7 @@ class Printer {
   std::thread thread;
 };
 
-TEST(ConsoleLine, IsOneWriteEach) {
+TEST(ConsoleLine, PrintLine_AnyPieces_IsOneWrite) {
   // A packet socket keeps the border between two writes.
   int ends[2] = {-1, -1};
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
@@ -165,7 +165,7 @@ TEST(ConsoleLine, IsOneWriteEach) {
                                   "pieces: \n", "\n"));
 }
 
-TEST(ConsoleLine, KeepsTheOrderWithStdio) {
+TEST(ConsoleLine, PrintLine_StdioHoldsText_WritesThatFirst) {
   Ends ends = Pipe();
   MakeNonBlocking(ends.reading.Number());
   std::string beforeFlush;
@@ -181,7 +181,7 @@ TEST(ConsoleLine, KeepsTheOrderWithStdio) {
   EXPECT_EQ(ReadAll(ends.reading.Number()), "after");
 }
 
-TEST(ConsoleLine, WaitsForAFullNonBlockingPipe) {
+TEST(ConsoleLine, PrintLine_NonBlockingPipeFull_Waits) {
   Ends ends = Pipe();
   MakeNonBlocking(ends.reading.Number());
   MakeNonBlocking(ends.writing.Number());
@@ -201,8 +201,8 @@ TEST(ConsoleLine, WaitsForAFullNonBlockingPipe) {
   EXPECT_EQ(read, filling + "line\n");
 }
 
-TEST(ConsoleLine, ContinuesShortWrites) {
-  // Far more than the pipe holds: what fits is taken, and the line goes on from there.
+TEST(ConsoleLine, PrintLine_ShortWrite_IsContinued) {
+  // Far more than the pipe holds, so that a write takes only a part.
   std::string line;
   for (int i = 0; line.size() < 500000; ++i) {
     line += std::to_string(i) + ' ';
@@ -227,7 +227,7 @@ TEST(ConsoleLine, ContinuesShortWrites) {
 
 volatile std::sig_atomic_t signals = 0;
 
-TEST(ConsoleLine, GoesOnAfterASignal) {
+TEST(ConsoleLine, PrintLine_InterruptedBySignal_GoesOn) {
   Ends ends = Pipe();
   MakeNonBlocking(ends.writing.Number());
   const std::string filling(Fill(ends.writing.Number()), '.');
@@ -261,8 +261,8 @@ TEST(ConsoleLine, GoesOnAfterASignal) {
   EXPECT_EQ(read, filling + "line\n");
 }
 
-/// Prints to an output that takes nothing, then to one that works: the line is lost, and neither
-/// it nor anything else comes out later.
+/// Prints to an output that takes nothing, and then to one that works. The first line must be lost
+/// and must not come out later.
 void ExpectLost(int descriptor) {
   Ends ends = Pipe();
   {
@@ -277,14 +277,14 @@ void ExpectLost(int descriptor) {
   EXPECT_EQ(ReadAll(ends.reading.Number()), "next\n");
 }
 
-TEST(ConsoleLine, IsLostWhenTheOutputIsClosed) { ExpectLost(-1); }
+TEST(ConsoleLine, PrintLine_OutputClosed_LosesTheLine) { ExpectLost(-1); }
 
-TEST(ConsoleLine, IsLostWhenTheOutputIsFull) {
+TEST(ConsoleLine, PrintLine_OutputFull_LosesTheLine) {
   const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
   ExpectLost(full.Number());
 }
 
-TEST(ConsoleLine, IsLostWhenTheReaderIsGone) {
+TEST(ConsoleLine, PrintLine_ReaderGone_LosesTheLine) {
   Ends ends = Pipe();
   ends.reading.Close();
   const auto before = std::signal(SIGPIPE, SIG_IGN);
@@ -292,7 +292,7 @@ TEST(ConsoleLine, IsLostWhenTheReaderIsGone) {
   std::signal(SIGPIPE, before);
 }
 
-TEST(ConsoleLineDeathTest, LeavesSigpipeToTheCaller) {
+TEST(ConsoleLineDeathTest, PrintLine_ReaderGone_LeavesSigpipeToTheCaller) {
   Ends ends = Pipe();
   ends.reading.Close();
   EXPECT_EXIT(

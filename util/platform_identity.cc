@@ -30,7 +30,7 @@ std::string GetSerialNumber() {
 std::string GetSysInfoStringValue(system_info_key_e key) {
   char* text = nullptr;
   if (system_info_get_value_string(key, &text) != 0 || text == nullptr) {
-    // A text that comes with an error is not ours: only success hands one over.
+    // A text that comes with an error is not ours to free: only success hands one over.
     vam::PrintLine("Failed to read string option");
     return {};
   }

@@ -49,12 +49,13 @@ extern "C" void CountedFree(void* memory) {
     return;
   }
   ++(*frees)[memory];
-  // The text is the test's own, so that a second free is counted; read from now on, it is wrong.
+  // The text stays the test's own, so that a second free is counted. Whoever reads it after the
+  // first one reads something else.
   std::memset(memory, '!', std::strlen(static_cast<char*>(memory)));
 }
 
-// Neither inlined nor known to the compiler for what they call: it would take one half of the pair
-// for a mismatch or a leak.
+// The compiler may neither inline these nor know what they call: it would take one of the pair for
+// a mismatch or a leak.
 extern "C" void* Allocate(std::size_t size) __asm__("malloc");
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* memory = memoryExhausted ? nullptr : Allocate(size);
@@ -109,7 +110,7 @@ const Value kValues[] = {
     {"bytes that are no ASCII", "\x01\x7f\x80\xff"},
 };
 
-TEST_F(PlatformIdentityTest, SerialNumberIsTheSettingsText) {
+TEST_F(PlatformIdentityTest, SerialNumber_StoreHasOne_IsItsText) {
   for (const Value& value : kValues) {
     SCOPED_TRACE(value.name);
     EXPECT_CALL(platform, ReadSetting(StrEq("db/comss/serialnumber")))
@@ -121,7 +122,7 @@ TEST_F(PlatformIdentityTest, SerialNumberIsTheSettingsText) {
   }
 }
 
-TEST_F(PlatformIdentityTest, SerialNumberIsEmptyWhereTheStoreHasNone) {
+TEST_F(PlatformIdentityTest, SerialNumber_StoreHasNone_IsEmpty) {
   EXPECT_CALL(platform, ReadSetting(StrEq("db/comss/serialnumber"))).WillOnce(Return(nullptr));
   testing::internal::CaptureStdout();
   const std::string serialNumber = GetSerialNumber();
@@ -129,7 +130,7 @@ TEST_F(PlatformIdentityTest, SerialNumberIsEmptyWhereTheStoreHasNone) {
   EXPECT_EQ(serialNumber, "");
 }
 
-TEST_F(PlatformIdentityTest, SystemInformationIsTheServicesText) {
+TEST_F(PlatformIdentityTest, SystemInformation_ServiceAnswers_IsItsText) {
   for (const Value& value : kValues) {
     SCOPED_TRACE(value.name);
     EXPECT_CALL(platform, ReadSystemInformation(SYSTEM_INFO_BOARD_REVISION, _))
@@ -141,7 +142,7 @@ TEST_F(PlatformIdentityTest, SystemInformationIsTheServicesText) {
   }
 }
 
-TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForAKeyThatTheServiceRefuses) {
+TEST_F(PlatformIdentityTest, SystemInformation_KeyRefused_IsEmpty) {
   for (const int code : {1, -1, -22}) {
     SCOPED_TRACE(code);
     EXPECT_CALL(platform, ReadSystemInformation(SYSTEM_INFO_MODEL_NAME, _)).WillOnce(Return(code));
@@ -152,7 +153,7 @@ TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForAKeyThatTheServiceRefuse
   }
 }
 
-TEST_F(PlatformIdentityTest, SystemInformationThatComesWithAnErrorIsNotTaken) {
+TEST_F(PlatformIdentityTest, SystemInformation_TextWithAnError_IsNotTaken) {
   for (const int code : {1, -1, -22}) {
     SCOPED_TRACE(code);
     char kept[] = "the service's own";
@@ -165,7 +166,7 @@ TEST_F(PlatformIdentityTest, SystemInformationThatComesWithAnErrorIsNotTaken) {
   }
 }
 
-TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForASuccessWithoutText) {
+TEST_F(PlatformIdentityTest, SystemInformation_SuccessWithoutText_IsEmpty) {
   // The service leaves the pointer alone, which therefore has to be null before.
   EXPECT_CALL(platform, ReadSystemInformation(SYSTEM_INFO_BUILD_IDENTIFIER, _)).WillOnce(Return(0));
   testing::internal::CaptureStdout();
@@ -174,7 +175,7 @@ TEST_F(PlatformIdentityTest, SystemInformationIsEmptyForASuccessWithoutText) {
   EXPECT_EQ(text, "");
 }
 
-TEST_F(PlatformIdentityTest, TextIsFreedAlsoWhenMemoryRunsOut) {
+TEST_F(PlatformIdentityTest, Text_MemoryRunsOut_IsFreed) {
   char* setting = HandOver(std::string(300, 's'));
   char* option = HandOver(std::string(300, 'o'));
   EXPECT_CALL(platform, ReadSetting(_)).WillOnce([setting](const char*) {

@@ -18,14 +18,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::Pair;
 
-/// What RAND_bytes returns from now on instead of doing its work; its calls are recorded.
+/// The results that RAND_bytes returns in place of doing its work, and the calls that it got.
 struct FakeRandomness {
   std::vector<int> results;
   std::vector<std::pair<const unsigned char*, int>> calls;
 };
 FakeRandomness* fakeRandomness = nullptr;
 
-/// The SHA256_ calls in their order; they do their work but report a failure when they are told to.
+/// The SHA256_ calls in their order. Each does its work, and reports failure on demand.
 struct HashCalls {
   bool reportFailure = false;
   std::vector<std::string> names;
@@ -100,7 +100,7 @@ class RandomBytesTest : public testing::Test {
   FakeRandomness fake;
 };
 
-TEST_F(RandomBytesTest, FillCountBytesAndNoMore) {
+TEST_F(RandomBytesTest, AnyCount_FillsThatManyBytes) {
   // Of 200 times 8 bytes each place holds another value than the guard at least once, unless
   // randomness fails: the odds are 2^-1600.
   constexpr unsigned char kGuard = 0xA5;
@@ -118,7 +118,7 @@ TEST_F(RandomBytesTest, FillCountBytesAndNoMore) {
   EXPECT_THAT(changed, testing::Each(true));
 }
 
-TEST_F(RandomBytesTest, DifferFromCallToCall) {
+TEST_F(RandomBytesTest, TwoCalls_GiveDifferentBytes) {
   std::array<unsigned char, 32> first{};
   std::array<unsigned char, 32> second{};
   ASSERT_THAT(RandomBytes(first.data(), 32), Pair(0, "Data successfully generated\n"));
@@ -126,14 +126,14 @@ TEST_F(RandomBytesTest, DifferFromCallToCall) {
   EXPECT_NE(first, second);
 }
 
-TEST_F(RandomBytesTest, AreAskedForOnceAlsoForACountOfZero) {
+TEST_F(RandomBytesTest, CountOfZero_AsksLibcryptoOnce) {
   Fake({1});
   unsigned char buffer = 0xA5;
   EXPECT_THAT(RandomBytes(&buffer, 0), Pair(0, "Data successfully generated\n"));
   EXPECT_THAT(fake.calls, ElementsAre(Pair(&buffer, 0)));
 }
 
-TEST_F(RandomBytesTest, FailWithLibcrypto) {
+TEST_F(RandomBytesTest, LibcryptoFails_PrintsAndReturnsMinusOne) {
   for (const int failure : {0, -1, 2}) {
     for (const std::uint32_t count : {0U, 1U, 16U}) {
       SCOPED_TRACE(testing::Message() << "result " << failure << ", count " << count);
@@ -146,7 +146,7 @@ TEST_F(RandomBytesTest, FailWithLibcrypto) {
   }
 }
 
-/// Addresses for the largest count there is; no memory stands behind them.
+/// Addresses for the largest count there is, without any memory.
 class AddressRange {
  public:
   AddressRange()
@@ -167,7 +167,7 @@ class AddressRange {
   void* start;
 };
 
-TEST_F(RandomBytesTest, ComeInPartsWhereLibcryptoCannotCountThem) {
+TEST_F(RandomBytesTest, CountAboveInt_IsAskedForInParts) {
   const AddressRange range;
   ASSERT_TRUE(range.Exists());
   constexpr int kMost = std::numeric_limits<int>::max();
@@ -258,7 +258,7 @@ class HashTest : public testing::Test {
   std::uint32_t outputLength = 32;
 };
 
-TEST_F(HashTest, IsThePublishedOne) {
+TEST_F(HashTest, PublishedMessages_GiveThePublishedHashes) {
   for (const PublishedHash& hash : kPublishedHashes) {
     SCOPED_TRACE(hash.name);
     const auto* data = reinterpret_cast<const unsigned char*>(hash.message.data());
@@ -271,7 +271,7 @@ TEST_F(HashTest, IsThePublishedOne) {
   }
 }
 
-TEST_F(HashTest, TakesTheFirst32BytesOfALongerOutput) {
+TEST_F(HashTest, LongerOutput_KeepsItsOtherBytes) {
   outputLength = 64;
   EXPECT_EQ(Hash(reinterpret_cast<const unsigned char*>("abc"), 3, 64), 1);
   EXPECT_EQ(outputLength, 32U);
@@ -280,7 +280,7 @@ TEST_F(HashTest, TakesTheFirst32BytesOfALongerOutput) {
                              "a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5");
 }
 
-TEST_F(HashTest, DoesNotLookAtWhatLibcryptoReports) {
+TEST_F(HashTest, LibcryptoReportsFailure_IsIgnored) {
   calls.reportFailure = true;
   EXPECT_EQ(Hash(reinterpret_cast<const unsigned char*>("abc"), 3), 1);
   EXPECT_EQ(outputLength, 32U);
@@ -288,7 +288,7 @@ TEST_F(HashTest, DoesNotLookAtWhatLibcryptoReports) {
   EXPECT_THAT(calls.names, ElementsAre("init", "update", "final"));
 }
 
-TEST_F(HashTest, RefusesWhatItCannotHash) {
+TEST_F(HashTest, UnusableArguments_ChangeNothing) {
   const unsigned char data[] = {'a', 'b', 'c'};
   struct Refusal {
     const char* name;

@@ -18,8 +18,8 @@ constexpr std::uint32_t kLongestDer = 2 + kLongestSequence;
 constexpr std::uint32_t kLevels = 5;
 constexpr std::uint32_t kPathSize = kLevels * 4;
 
-/// Writes an integer of `length` bytes to the end of a component that is all zero; false when the
-/// integer is too long for one.
+/// Writes an integer of `length` bytes to the end of a component that is all zero. Returns false
+/// when the integer is too long.
 bool PutComponent(unsigned char* component, const unsigned char* integer, std::uint32_t length) {
   if (length == kComponentSize + 1) {
     ++integer;
@@ -29,7 +29,7 @@ bool PutComponent(unsigned char* component, const unsigned char* integer, std::u
     return false;
   }
   if (length == kComponentSize) {
-    // All but one component in 256; copying a number of bytes known here takes no call.
+    // The usual length; a copy of a length that the compiler knows takes no call.
     std::memcpy(component, integer, kComponentSize);
   } else {
     std::memcpy(component + kComponentSize - length, integer, length);
@@ -49,7 +49,7 @@ std::int32_t ecSignature_der_to_raw(const unsigned char* der, std::uint32_t derL
   if (derLength < 3 || der[2] != kIntegerTag) {
     return -2;
   }
-  // Short of the length byte there is no room for an integer of any length.
+  // Without a length byte there is no room for an integer of any length.
   if (derLength < 4 || der[3] + 4U > derLength - 2) {
     return -3;
   }

@@ -25,7 +25,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned char kGuard = 0xA5;
 
-/// A conversion's result; the output is exactly as long as the caller said.
+/// A conversion's result. The output is exactly as long as the caller said.
 struct Conversion {
   std::int32_t code;
   std::uint32_t rawLength;
@@ -67,7 +67,7 @@ Bytes Der(const Bytes& r, const Bytes& s) {
                  s});
 }
 
-TEST(EcSignatureDerToRaw, TakesComponentsOfEveryLength) {
+TEST(EcSignatureDerToRaw, ComponentsOfEveryLength_AreRightAligned) {
   for (std::size_t rLength = 0; rLength <= 33; ++rLength) {
     for (std::size_t sLength = 0; sLength <= 33; ++sLength) {
       SCOPED_TRACE(testing::Message() << "r of " << rLength << ", s of " << sLength << " bytes");
@@ -85,7 +85,7 @@ TEST(EcSignatureDerToRaw, TakesComponentsOfEveryLength) {
   }
 }
 
-TEST(EcSignatureDerToRaw, DropsTheFirstOf33BytesWhateverItIs) {
+TEST(EcSignatureDerToRaw, ComponentOf33Bytes_LosesItsFirstByte) {
   Bytes expected = Counted(0, 33);
   expected.erase(expected.begin());
   const Conversion conversion = Convert(Der(Counted(0xFF, 33), Counted(0x01, 33)));
@@ -93,7 +93,7 @@ TEST(EcSignatureDerToRaw, DropsTheFirstOf33BytesWhateverItIs) {
   EXPECT_EQ(conversion.raw, Joined({expected, expected}));
 }
 
-TEST(EcSignatureDerToRaw, IgnoresTheSequencesLengthAndWhatIsBehindS) {
+TEST(EcSignatureDerToRaw, OddSequenceLengthAndTail_AreIgnored) {
   const Bytes expected = Joined({Counted(0x41, 32), Counted(0x42, 32)});
   for (const int sequenceLength : {0x00, 0x01, 0x44, 0x46}) {
     Bytes der = Joined({Der(Counted(0x41, 32), Counted(0x42, 32)), {0xFF, 0xFF}});
@@ -104,14 +104,14 @@ TEST(EcSignatureDerToRaw, IgnoresTheSequencesLengthAndWhatIsBehindS) {
   }
 }
 
-TEST(EcSignatureDerToRaw, WritesTheFirst64BytesOfALongerOutput) {
+TEST(EcSignatureDerToRaw, LongerOutput_KeepsItsOtherBytes) {
   const Conversion conversion = Convert(Der(Counted(0x41, 32), Counted(0x42, 32)), 70);
   EXPECT_EQ(conversion.code, 0);
   EXPECT_EQ(conversion.rawLength, 64U);
   EXPECT_EQ(conversion.raw, Joined({Counted(0x41, 32), Counted(0x42, 32), Bytes(6, kGuard)}));
 }
 
-TEST(EcSignatureDerToRaw, ConvertsInPlace) {
+TEST(EcSignatureDerToRaw, OutputOverInput_Converts) {
   Bytes bytes = Der(Counted(0x41, 32), Counted(0x42, 32));
   std::uint32_t rawLength = 64;
   EXPECT_EQ(ecSignature_der_to_raw(bytes.data(), 70, bytes.data(), &rawLength), 0);
@@ -158,7 +158,7 @@ const Failure kFailures[] = {
     {"the first failing check counts", WithByte(WithByte(kWhole, 36, 0), 37, 255), 0, -5},
 };
 
-TEST(EcSignatureDerToRaw, ReturnsTheCodeOfTheFirstFailingCheckAndWritesNothing) {
+TEST(EcSignatureDerToRaw, FailingCheck_ReturnsItsCodeAndWritesNothing) {
   for (const Failure& failure : kFailures) {
     SCOPED_TRACE(failure.name);
     const Conversion conversion = Convert(failure.der, failure.rawLength);
@@ -193,7 +193,7 @@ Bytes LibcryptoRaw(const Bytes& der) {
   return raw;
 }
 
-TEST(EcSignatureDerToRaw, AgreesWithLibcryptoOnSignaturesOfAKey) {
+TEST(EcSignatureDerToRaw, SignaturesOfAKey_AgreesWithLibcrypto) {
   const std::unique_ptr<EC_KEY, void (*)(EC_KEY*)> key(
       EC_KEY_new_by_curve_name(NID_X9_62_prime256v1), EC_KEY_free);
   ASSERT_EQ(EC_KEY_generate_key(key.get()), 1);
@@ -225,7 +225,7 @@ bool SetRandom(BIGNUM* number, int bits) {
          1;
 }
 
-TEST(EcSignatureDerToRaw, AgreesWithLibcryptoOnComponentsOfEveryNumberOfBits) {
+TEST(EcSignatureDerToRaw, ComponentsOfEveryNumberOfBits_AgreesWithLibcrypto) {
   for (int rBits = 0; rBits <= 256; ++rBits) {
     for (int sBits = 0; sBits <= 256; sBits += 8) {
       const Signature signature(ECDSA_SIG_new());
@@ -242,7 +242,7 @@ TEST(EcSignatureDerToRaw, AgreesWithLibcryptoOnComponentsOfEveryNumberOfBits) {
   }
 }
 
-/// The conversion written the slow way: a byte that is not there differs from every byte.
+/// The conversion written the slow way. A missing byte differs from every byte.
 struct Expected {
   std::int32_t code = 0;
   Bytes raw;
@@ -295,12 +295,12 @@ void ExpectAsSlowly(const Bytes& der) {
   ASSERT_EQ(raw, expected.code == 0 ? expected.raw : Bytes(64, kGuard));
 }
 
-TEST(EcSignatureDerToRaw, SurvivesCutsAndChangedBytes) {
+TEST(EcSignatureDerToRaw, CutsAndChangedBytes_AgreesWithTheSlowForm) {
   const Bytes signatures[] = {kWhole, kLongest, Der(Counted(0x41, 31), Counted(0x00, 33)),
                               Der(Counted(0x01, 1), Counted(0x01, 1)), Der({}, {})};
   for (const Bytes& signature : signatures) {
     for (std::size_t length = 0; length <= signature.size(); ++length) {
-      // A vector of its own, so that a sanitizer sees a byte read behind the cut.
+      // A vector of its own, so that a sanitizer sees a read past the cut.
       const Bytes cut(signature.begin(), signature.begin() + static_cast<std::ptrdiff_t>(length));
       ExpectAsSlowly(cut);
       for (std::size_t offset = 0; offset < length; ++offset) {
@@ -318,20 +318,20 @@ TEST(EcSignatureDerToRaw, SurvivesCutsAndChangedBytes) {
 const Bytes kPath = {0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x01, 0x00, 0x80, 0x00,
                      0x00, 0x00, 0x12, 0x34, 0x56, 0x78, 0xff, 0xff, 0xff, 0xff};
 
-TEST(BufferToHdParamS, ReadsFiveBigEndianIndexes) {
+TEST(BufferToHdParamS, TwentyBytes_GiveFiveBigEndianIndexes) {
   hd_path_param record{{9, 9, 9, 9, 9}};
   EXPECT_EQ(BufferToHdParamS(kPath.data(), 20, &record), 0);
   EXPECT_THAT(record.indexes, ElementsAre(1U, 256U, 2147483648U, 305419896U, 4294967295U));
 }
 
-TEST(BufferToHdParamS, ReadsFromAnyAddress) {
+TEST(BufferToHdParamS, AnyAddress_IsRead) {
   const Bytes shifted = Joined({{0xFF}, kPath});
   hd_path_param record{};
   EXPECT_EQ(BufferToHdParamS(shifted.data() + 1, 20, &record), 0);
   EXPECT_THAT(record.indexes, ElementsAre(1U, 256U, 2147483648U, 305419896U, 4294967295U));
 }
 
-TEST(BufferToHdParamS, RefusesEveryOtherLengthAndNoRecord) {
+TEST(BufferToHdParamS, OtherLengthOrNoRecord_WritesNothing) {
   for (const std::uint32_t length : {0U, 4U, 19U, 21U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(length);
     hd_path_param record{{9, 9, 9, 9, 9}};
@@ -342,7 +342,7 @@ TEST(BufferToHdParamS, RefusesEveryOtherLengthAndNoRecord) {
   EXPECT_EQ(BufferToHdParamS(nullptr, 19, nullptr), -1);
 }
 
-TEST(GetHdPathIndex, IsThatOfTheLevelAndOfTheLastOneAbove) {
+TEST(GetHdPathIndex, LevelAboveFour_CountsAsFour) {
   const hd_path_param record{{10, 11, 12, 13, 14}};
   EXPECT_EQ(getHDPathIndex(record, 0), 10U);
   EXPECT_EQ(getHDPathIndex(record, 1), 11U);

@@ -41,7 +41,7 @@ bool IsNull(int descriptor) {
 
 class ClosedStreamsTest : public testing::TestWithParam<std::vector<int>> {};
 
-TEST_P(ClosedStreamsTest, AreOpenedOnTheNullDevice) {
+TEST_P(ClosedStreamsTest, SecureStandardStreams_StreamsClosed_OpensTheNullDevice) {
   EXPECT_EXIT(SecureWithout(GetParam()), testing::ExitedWithCode(0), "");
 }
 
@@ -62,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(Streams, ClosedStreamsTest,
   _exit(write(ends[1], "x", 1) == -1 ? 0 : 1);
 }
 
-TEST(StandardStreamsTest, ReaderThatHasGoneDoesNotEndTheProcess) {
+TEST(StandardStreamsTest, SecureStandardStreams_ReaderGone_ProcessGoesOn) {
   EXPECT_EXIT(WriteWithoutReader(), testing::ExitedWithCode(0), "");
 }
 

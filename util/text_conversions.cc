@@ -15,7 +15,7 @@ namespace {
 
 using Pair = std::array<char, 2>;
 
-/// Returns, for every number of two digits of `kBits` bits each, the characters of the two.
+/// Returns the two characters of every number that has two digits of `kBits` bits.
 template <unsigned kBits>
 constexpr auto Pairs(std::string_view digits) {
   constexpr std::size_t kCount = std::size_t{1} << (2 * kBits);
@@ -61,8 +61,8 @@ constexpr std::array<std::uint8_t, 256> kDigitValues = DigitValues();
 
 std::uint8_t DigitValue(char character) { return kDigitValues[Bits(character)]; }
 
-/// Decodes `count` bytes and returns 0; -1 at the first character that is no digit, with what was
-/// decoded before it, a high half included, in `output`.
+/// Decodes `count` bytes and returns 0. Returns -1 at the first character that is not a digit;
+/// `output` then holds what was decoded before it, a high half included.
 std::int32_t DecodeHex(std::uint8_t* output, const char* hexText, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint8_t high = DigitValue(hexText[2 * i]);
@@ -149,7 +149,7 @@ std::int32_t create_vam_data(std::uint8_t* output, std::uint32_t outputSize, con
     vam::PrintLine({"out_size too small", std::to_string(outputSize)});
     return -1;
   }
-  // No more than the text can fill: a large output must not cost its size a second time.
+  // Only as large as the text can fill, so that a large output does not cost its size twice.
   std::vector<std::uint8_t> scratch(count);
   if (hexLength % 2 != 0 || DecodeHex(scratch.data(), hexText, count) != 0) {
     vam::PrintLine("hex_str_2_bin error");

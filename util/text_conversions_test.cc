@@ -50,7 +50,7 @@ const std::vector<Bytes>& RandomRuns() {
 
 std::string AsText(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-TEST(Base64Encode, GivesThePublishedTexts) {
+TEST(Base64Encode, PublishedBytes_GiveThePublishedTexts) {
   const std::pair<std::string, std::string> texts[] = {
       {"\x4d\x61\x6e", "TWFu"},
       {"\x4d\x61", "TWE="},
@@ -70,8 +70,8 @@ TEST(Base64Encode, GivesThePublishedTexts) {
   }
 }
 
-TEST(Base64Encode, UsesTheWholeAlphabet) {
-  // The six-bit values 0 to 63, one behind the other.
+TEST(Base64Encode, SixBitValues_GiveTheWholeAlphabet) {
+  // The six-bit values 0 to 63 in their order.
   const std::string bytes(
       "\x00\x10\x83\x10\x51\x87\x20\x92\x8b\x30\xd3\x8f\x41\x14\x93\x51"
       "\x55\x97\x61\x96\x9b\x71\xd7\x9f\x82\x18\xa3\x92\x59\xa7\xa2\x9a"
@@ -80,9 +80,9 @@ TEST(Base64Encode, UsesTheWholeAlphabet) {
   EXPECT_EQ(Base64(bytes), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
-TEST(Base64Encode, DoesNotLookAtNoBytes) { EXPECT_EQ(base64_encode(nullptr, 0), ""); }
+TEST(Base64Encode, NoBytes_ReadsNothing) { EXPECT_EQ(base64_encode(nullptr, 0), ""); }
 
-TEST(Base64Encode, AgreesWithLibcrypto) {
+TEST(Base64Encode, AnyBytes_AgreesWithLibcrypto) {
   for (const Bytes& run : RandomRuns()) {
     std::vector<unsigned char> expected(run.size() / 3 * 4 + 5);
     const int length = EVP_EncodeBlock(expected.data(), run.data(), static_cast<int>(run.size()));
@@ -91,7 +91,7 @@ TEST(Base64Encode, AgreesWithLibcrypto) {
   }
 }
 
-TEST(StringToHexString, WidensEachByteAsASignedValue) {
+TEST(StringToHexString, BytesOfEachKind_AreWidenedAsSigned) {
   const std::pair<std::string, std::string> texts[] = {
       {"", ""},
       {"\x41\x0a\x80", "41affffff80"},
@@ -107,7 +107,7 @@ TEST(StringToHexString, WidensEachByteAsASignedValue) {
   }
 }
 
-TEST(StringToHexString, IsThatOfASignedIntegerForEveryByte) {
+TEST(StringToHexString, EveryByte_IsThatOfASignedInteger) {
   for (int value = -128; value < 128; ++value) {
     char expected[9];
     std::snprintf(expected, sizeof expected, "%x", static_cast<unsigned>(value));
@@ -115,13 +115,13 @@ TEST(StringToHexString, IsThatOfASignedIntegerForEveryByte) {
   }
 }
 
-TEST(Uint8ToHexString, GivesTwoDigitsAByte) {
+TEST(Uint8ToHexString, AnyBytes_GiveTwoDigitsEach) {
   const Bytes bytes = {0x00, 0xAB, 0x10};
   EXPECT_EQ(uint8_to_hex_string(bytes.data(), 3), "00ab10");
   EXPECT_EQ(unsigned_char_to_hex_string(bytes.data(), 3), "00ab10");
 }
 
-TEST(Uint8ToHexString, IsEmptyForACountThatIsNotPositiveAsASignedValue) {
+TEST(Uint8ToHexString, CountNotPositiveAsSigned_IsEmpty) {
   const Bytes bytes = {0x00, 0xAB, 0x10};
   for (const std::uint32_t count : {0U, 0x80000000U, 0xFFFFFFFFU}) {
     SCOPED_TRACE(count);
@@ -144,10 +144,10 @@ std::string LibcryptoHex(const Bytes& bytes) {
   return hex;
 }
 
-TEST(Uint8ToHexString, AgreesWithLibcrypto) {
+TEST(Uint8ToHexString, AnyBytes_AgreesWithLibcrypto) {
   for (const Bytes& run : RandomRuns()) {
     if (run.empty()) {
-      continue;  // For which libcrypto's differ from version to version.
+      continue;  // The versions of libcrypto differ here.
     }
     const std::string expected = LibcryptoHex(run);
     const auto length = static_cast<std::uint32_t>(run.size());
@@ -183,7 +183,7 @@ const Decoding kDecodings[] = {
     {"byte above 0x7f", "0\xC1", 4, -1, 1, {0x00, kGuard, kGuard, kGuard}},
 };
 
-TEST(HexStr2Bin, DecodesUpToTheFirstCharacterThatIsNoDigit) {
+TEST(HexStr2Bin, InvalidCharacter_EndsTheDecoding) {
   for (const Decoding& decoding : kDecodings) {
     SCOPED_TRACE(decoding.name);
     Bytes output(4, kGuard);
@@ -198,7 +198,7 @@ TEST(HexStr2Bin, DecodesUpToTheFirstCharacterThatIsNoDigit) {
   }
 }
 
-TEST(HexStr2Bin, TakesTheDigitsAndNoOtherCharacter) {
+TEST(HexStr2Bin, EveryCharacter_IsADigitOrRefused) {
   for (int value = 0; value < 256; ++value) {
     const auto character = static_cast<char>(value);
     const bool digit = std::string("0123456789abcdefABCDEF").find(character) != std::string::npos;
@@ -213,7 +213,7 @@ TEST(HexStr2Bin, TakesTheDigitsAndNoOtherCharacter) {
   }
 }
 
-TEST(HexStr2Bin, AgreesWithLibcrypto) {
+TEST(HexStr2Bin, AnyDigits_AgreesWithLibcrypto) {
   for (const Bytes& run : RandomRuns()) {
     if (run.empty()) {
       continue;
@@ -264,7 +264,7 @@ const Creation kCreations[] = {
     {"wrong digit in a text too short", "0a0g", 4, "hex_str_2_bin error\n", Bytes(4, kGuard)},
 };
 
-TEST(CreateVamData, WritesTheOutputOnlyOnFullSuccess) {
+TEST(CreateVamData, AnyText_WritesTheOutputOnlyOnFullSuccess) {
   for (const Creation& creation : kCreations) {
     SCOPED_TRACE(creation.name);
     Bytes output(4, kGuard);
@@ -277,7 +277,7 @@ TEST(CreateVamData, WritesTheOutputOnlyOnFullSuccess) {
   }
 }
 
-TEST(CreateVamData, ReversesUint8ToHexString) {
+TEST(CreateVamData, TextOfUint8ToHexString_GivesItsBytes) {
   for (const Bytes& run : RandomRuns()) {
     const auto size = static_cast<std::uint32_t>(run.size());
     const std::string text = uint8_to_hex_string(run.data(), size);

@@ -12,7 +12,7 @@ namespace {
 constexpr char kSubstringSeparator = '/';
 constexpr char kPartSeparator = ',';
 
-/// Returns the piece of `text` from `offset` to the next separator or to the end.
+/// Returns the piece of `text` from `offset` to the next separator, or to the end.
 std::string_view PieceAt(std::string_view text, std::size_t offset, char separator) {
   return text.substr(offset, text.find(separator, offset) - offset);
 }
@@ -32,7 +32,7 @@ bool CompareParts(std::string_view first, std::string_view second) {
       vam::PrintLine("Failed to parse sub versions!");
       return false;
     }
-    // A wildcard of the second text counts only at the length of the first one's part.
+    // A wildcard in the second version counts only at the length of the first one's part.
     const bool sameLength = part.size() == counterpart.size();
     if (IsWildcard(part) || (sameLength && IsWildcard(counterpart))) {
       vam::PrintLine("Part skiped!");

@@ -3,14 +3,14 @@
 
 #include <string>
 
-/// Returns whether two firmware versions name the same firmware. They are compared byte by byte
-/// and by position: "/" separates substrings, "," separates the parts of a substring, and every
-/// pair of parts is printed on two lines before it is compared.
+/// Returns true if two firmware versions name the same firmware. They are compared byte by byte and
+/// by position. "/" separates substrings, and "," separates the parts of a substring. Every pair of
+/// parts is printed on two lines before it is compared.
 ///
-/// A part of upper-case "X" alone is a wildcard and prints "Part skiped!". In `first` it matches
-/// any non-empty part; in `second` only a part of `first` of the same length. The offsets into
-/// `second` are always those found in `first`, so behind a wildcard of another length the next
-/// part of `second` is read from the offset of `first`.
+/// A part of upper-case "X" alone is a wildcard and prints "Part skiped!". A wildcard in `first`
+/// matches any part that is not empty. A wildcard in `second` matches only a part of its own
+/// length. Offsets found in `first` apply to `second` too: after a wildcard that matched a part of
+/// another length, the next part of `second` is read from the offset of `first`.
 ///
 /// Empty substrings are passed over, and so is a "," at the end of a substring. Prints the reason
 /// and returns false for

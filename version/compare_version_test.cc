@@ -16,7 +16,7 @@ std::vector<std::string>* console = nullptr;
 
 }  // namespace
 
-// In place of the console's.
+// Takes the place of the console's.
 void vam::PrintLine(std::initializer_list<std::string_view> pieces) {
   std::string& line = console->emplace_back();
   for (const std::string_view piece : pieces) {
@@ -44,12 +44,12 @@ class CompareVersionTest : public testing::TestWithParam<Comparison> {
   std::vector<std::string> lines;
 };
 
-TEST_P(CompareVersionTest, AnswersAndPrints) {
+TEST_P(CompareVersionTest, CompareVersion_TwoVersions_AnswersAndPrints) {
   EXPECT_EQ(compareVersion(GetParam().first, GetParam().second), GetParam().result);
   EXPECT_EQ(lines, GetParam().lines);
 }
 
-TEST_P(CompareVersionTest, DependsOnTheTwoStringsAlone) {
+TEST_P(CompareVersionTest, CompareVersion_CalledTwice_AnswersAlike) {
   compareVersion(GetParam().first, GetParam().second);
   compareVersion(GetParam().first, GetParam().second);
   std::vector<std::string> twice = GetParam().lines;
@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(
                    {"X", "", "Failed to parse sub versions!"}},
         Comparison{
             "LeadingZeroCounts", "01,1", "1,01", false, {"01", "1", "substrings part diff!"}},
-        // The same length of the whole, other lengths of the parts: a wildcard of the second text
+        // Versions of the same length with parts of other lengths: a wildcard in the second version
         // counts only at the length of the first one's part.
         Comparison{"WildcardInSecondOfAnotherLength",
                    "1,23",
