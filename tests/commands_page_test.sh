@@ -6,10 +6,10 @@
 set -euo pipefail
 source=$1 build=$2 in_private_tmp=$3
 
-# method|identifier|subcommand and its arguments
+# method|identifier|subcommand and its arguments, a file or else a number that every command takes
 commands=$(sed -nE 's/^\| `([^`]+)`( \*)? \| `([^`]+)` \| ([0-9]+) \|.*/\3|\4|\1\2/p' \
   "$source/docs/commands.md" |
-  sed -E 's/FILE/\/mnt\/record/; s/\[--count N\]//; s/ N/ 8/; s/MODE/7/; s/ \*$/ --yes/')
+  sed -E 's/\[[^]]*\]//; s/FILE/\/mnt\/record/; s/\b[A-Z]+\b/7/; s/ \*$/ --yes/')
 diff <(sed -n '/^enum CommandIdentifier/,/^}/s/.* = \([0-9]*\),$/\1/p' \
   "$source/interface/trusted_application.h" | sort) <(cut -d'|' -f2 <<<"$commands" | sort)
 # method|items of its reply

@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -463,9 +465,16 @@ TEST_F(TrustedApplicationTest, PowerCutAtAnyWrite_LeavesAChipThatCanBeRecovered)
 }
 
 TEST_F(TrustedApplicationTest, UnknownCommand_IsNotSupported) {
-  for (const uint32_t command : {0U, 1U, 17U, 20U, 27U, 45U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(InvokeAlone(command), kTeeErrorNotSupported);
+  uint32_t known = 0;
+  for (uint32_t command = 0; command < 256; ++command) {
+    const bool named =
+        std::any_of(std::begin(kCommands), std::end(kCommands),
+                    [=](const NamedCommand& each) { return each.identifier == command; });
+    EXPECT_EQ(InvokeAlone(command) != kTeeErrorNotSupported, named) << command;
+    known += named ? 1 : 0;
   }
+  EXPECT_EQ(known, std::size(kCommands)) << "a command above 255 is not looked at";
+  EXPECT_EQ(InvokeAlone(0xFFFFFFFF), kTeeErrorNotSupported);
 }
 
 TEST_F(TrustedApplicationTest, BlockWithoutARequest_IsRefusedAndUnchanged) {
