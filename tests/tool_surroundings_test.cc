@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -98,6 +99,17 @@ TEST_P(UnwritableStatusFiles, AnyRun_LosesNothingButItsVerdict) {
 INSTANTIATE_TEST_SUITE_P(Hindrances, UnwritableStatusFiles,
                          ::testing::Values("directories", "readOnly", "full"),
                          [](const auto& hindrance) { return std::string(hindrance.param); });
+
+TEST(StatusFilesTest, ErrorFile_TmpFullWithinAnEntry_KeepsTheEntrysFirstBytes) {
+  // One page, whatever its size.
+  const PrivateTmp tmp("size=4k");
+  constexpr std::size_t kRoom = 20;
+  const std::string older(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) - kRoom, '\n');
+  WriteFile("/tmp/VAM_FAIL", older);
+  EXPECT_EQ(RunTool("mode-3-failing").status, 255);
+  EXPECT_THAT(ReadFile("/tmp/VAM_FAIL"),
+              Optional(older + std::string(kUpdateFailed).substr(0, kRoom)));
+}
 
 TEST(ConsoleTest, ClosedStandardOutput_LosesTheConsoleAlone) {
   const PrivateTmp tmp;
