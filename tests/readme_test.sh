@@ -1,8 +1,15 @@
 #!/usr/bin/env bash
-# Runs the sessions that README.md shows, indented lines from "$ " on, and compares what they print.
-# Usage: readme_session_test.sh SOURCE BUILD IN-PRIVATE-TMP
+# Checks README.md. Its table names every folder of the tree. Its sessions, indented lines from "$ "
+# on, print what it shows.
+# Usage: readme_test.sh SOURCE BUILD IN-PRIVATE-TMP
 set -euo pipefail
 source=$1 build=$2 in_private_tmp=$3
+
+# A build may lie in the tree.
+diff <(find "$source" -mindepth 1 -maxdepth 1 -type d ! -name '.*' ! -name 'build*' -printf '%f\n' |
+  LC_ALL=C sort) \
+  <(sed -n '/^## Where things are/,$p' "$source/README.md" | grep '^| `' | cut -d'|' -f2 |
+    grep -oE '[a-z_]+' | LC_ALL=C sort)
 
 shown=$(awk '/^    \$ / { shown = 1 } !/^    / { shown = 0 } shown { print substr($0, 5) }' \
   "$source/README.md")
