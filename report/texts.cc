@@ -14,14 +14,9 @@ constexpr std::size_t kLongestText = 200;
 
 }  // namespace
 
-std::string Printable(const std::string& bytes) {
+std::string Escaped(const std::string& bytes) {
   std::string text;
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (i == kLongestText) {
-      text += "...";
-      break;
-    }
-    const char byte = bytes[i];
+  for (const char byte : bytes) {
     if (byte >= ' ' && byte <= '~' && byte != '\\') {
       text += byte;
     } else {
@@ -29,6 +24,11 @@ std::string Printable(const std::string& bytes) {
     }
   }
   return text;
+}
+
+std::string Printable(const std::string& bytes) {
+  return bytes.size() > kLongestText ? Escaped(bytes.substr(0, kLongestText)) + "..."
+                                     : Escaped(bytes);
 }
 
 std::string Formatted(const char* format, ...) {

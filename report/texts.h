@@ -5,9 +5,11 @@
 
 namespace vam {
 
-/// Returns `bytes` with everything but printable ASCII, and the backslash, as \xNN, so that a
-/// terminal and a JSON reader take any bytes. What is longer than 200 bytes is cut and ends in
-/// "...".
+/// Returns `bytes` as a terminal and a JSON reader take them: the backslash, and every byte that is
+/// not printable ASCII, as \xNN.
+[[nodiscard]] std::string Escaped(const std::string& bytes);
+
+/// The same for lines of text: of more than 200 bytes it shows the first 200 and "...".
 [[nodiscard]] std::string Printable(const std::string& bytes);
 
 /// Returns what printf() would print.

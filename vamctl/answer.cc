@@ -16,7 +16,7 @@ namespace {
 /// Returns a received version without the terminating zero byte that it is sent with.
 std::string Version(const std::string& received) {
   const bool terminated = !received.empty() && received.back() == '\0';
-  return Printable(terminated ? received.substr(0, received.size() - 1) : received);
+  return terminated ? received.substr(0, received.size() - 1) : received;
 }
 
 std::string Digits(const Answer& answer) {
@@ -37,8 +37,8 @@ std::string AnswerAsText(const Answer& answer) {
     text += "\n" + RecordAsText(*answer.record, "");
   }
   if (answer.versions) {
-    text += "\nsystem version: " + Version(answer.versions->system);
-    text += "\napp version: " + Version(answer.versions->app);
+    text += "\nsystem version: " + Printable(Version(answer.versions->system));
+    text += "\napp version: " + Printable(Version(answer.versions->app));
   }
   if (answer.words) {
     for (std::size_t i = 0; i < answer.words->size(); ++i) {
@@ -63,8 +63,8 @@ std::string AnswerAsJson(const Answer& answer) {
     json["record"] = RecordAsJson(*answer.record);
   }
   if (answer.versions) {
-    json["versions"] = {{"system", Version(answer.versions->system)},
-                        {"app", Version(answer.versions->app)}};
+    json["versions"] = {{"system", Escaped(Version(answer.versions->system))},
+                        {"app", Escaped(Version(answer.versions->app))}};
   }
   if (answer.words) {
     json["words"] = nlohmann::ordered_json::array();

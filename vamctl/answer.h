@@ -8,7 +8,7 @@
 
 #include "report/vam_result.h"
 
-// What a command of the trusted application answered, and how the console shows it: as text for
+// What a command of the trusted application answered, and how vamctl shows it: as text for
 // people, and as one line of JSON for programs.
 
 namespace vam {

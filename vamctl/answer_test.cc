@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "report/vam_result.h"
 
@@ -102,13 +103,25 @@ const Row kRows[] = {
      R"({"command":"get-hack-info","result":{"code":0,"name":"TEEC_SUCCESS"},"bytes":""})"},
 };
 
-TEST(AnswerTest, IsShownAsTextAndJson) {
+TEST(Answer, EveryKind_IsShownAsTextAndJson) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(Succeeded(row.answer), row.succeeded);
     EXPECT_EQ(AnswerAsText(row.answer), row.text);
     EXPECT_EQ(AnswerAsJson(row.answer), row.json);
   }
+}
+
+TEST(Answer, LongVersions_AreCutInTextAndWholeInJson) {
+  const std::string version(8000, 'v');
+  const Answer answer = WithVersions({"update-fw"}, version + "\0"s, version + "w\0"s);
+  const std::string shown = std::string(200, 'v') + "...";
+  EXPECT_EQ(AnswerAsText(answer), "result: 0x00000000 TEEC_SUCCESS\nsystem version: " + shown +
+                                      "\napp version: " + shown);
+  EXPECT_EQ(AnswerAsJson(answer),
+            R"({"command":"update-fw","result":{"code":0,"name":"TEEC_SUCCESS"},)"
+            R"("versions":{"system":")" +
+                version + R"(","app":")" + version + R"(w"}})");
 }
 
 }  // namespace

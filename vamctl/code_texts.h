@@ -7,7 +7,7 @@
 
 #include "report/vam_result.h"
 
-// Codes as number and name, in the console's text and JSON.
+// Codes as number and name, in vamctl's text and JSON.
 
 namespace vam {
 
@@ -20,7 +20,7 @@ namespace vam {
 [[nodiscard]] nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code);
 
 /// Returns the two lines of a record, "VAM: 7 VAM_RET_INVALID_PARAM" and
-/// "firmware: -11 -ZELK_INVALID_PARAMETER", each behind `indent` and without a newline at the end.
+/// "firmware: -11 -ZELK_INVALID_PARAMETER", each after `indent` and without a newline at the end.
 /// A code without a name is shown as the number alone.
 [[nodiscard]] std::string RecordAsText(const VamResult& record, const std::string& indent);
 

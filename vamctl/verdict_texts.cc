@@ -56,7 +56,7 @@ std::string EntryInWords(const StatusEntry& entry) {
 }
 
 nlohmann::ordered_json EntryAsJson(const StatusEntry& entry) {
-  nlohmann::ordered_json json = {{"message", Printable(entry.message)}, {"meaning", entry.meaning}};
+  nlohmann::ordered_json json = {{"message", Escaped(entry.message)}, {"meaning", entry.meaning}};
   if (entry.code) {
     json["code"] = *entry.code;
     if (entry.hasTeeCode) {
@@ -88,7 +88,7 @@ std::string VerdictAsText(const Verdict& verdict) {
 std::string VerdictAsJson(const Verdict& verdict) {
   nlohmann::ordered_json json = {{"verdict", OutcomeName(verdict.outcome)}, {"version", nullptr}};
   if (verdict.version) {
-    json["version"] = Printable(*verdict.version);
+    json["version"] = Escaped(*verdict.version);
   }
   json["entries"] = nlohmann::ordered_json::array();
   for (const StatusEntry& entry : verdict.entries) {

@@ -68,5 +68,22 @@ TEST(VerdictTexts, Entries_AreSaidWithTheirCodes) {
             "version ");
 }
 
+TEST(VerdictTexts, LongTexts_AreCutInTextAndWholeInJson) {
+  Verdict verdict;
+  verdict.version = std::string(300, 'v');
+  verdict.entries = EntriesOf({std::string(300, 'm')});
+  EXPECT_EQ(VerdictAsText(verdict),
+            "verdict: none: the last run, if there was one, did not reach its end; an earlier run "
+            "verified system version " +
+                std::string(200, 'v') +
+                "...\n"
+                "last entries, the newest last:\n- The update tool writes no such line.\n  " +
+                std::string(200, 'm') + "...");
+  EXPECT_EQ(VerdictAsJson(verdict),
+            R"({"verdict":"none","version":")" + std::string(300, 'v') +
+                R"(","entries":[{"message":")" + std::string(300, 'm') +
+                R"(","meaning":"The update tool writes no such line."}],"problems":[]})");
+}
+
 }  // namespace
 }  // namespace vam
