@@ -1,5 +1,5 @@
-// Commands of the bench console one after the other on one chip: keys, the self test, and the
-// recovery of a chip from every point at which an update can lose its power.
+// Commands of vamctl one after the other on one chip: keys, the self test, and the recovery of a
+// chip from every point at which an update can lose its power.
 
 #include <gtest/gtest.h>
 
@@ -34,21 +34,20 @@ std::string BoardOf(const std::string& base, const std::string& added) {
   return file;
 }
 
-/// Returns a board whose power fails behind the given write of the chip's memory.
+/// Returns a board whose power fails after the given write of the chip's memory.
 std::string BoardWithPowerCut(int writes) {
   return BoardOf("update-needed",
                  "\n[[fault]]\npower_cut_after_writes = " + std::to_string(writes) + "\n");
 }
 
-Output RunOnBench(const std::string& board, const Words& program) {
+Output RunOnChip(const std::string& board, const Words& program) {
   return Capture(OnBoard(board, program, StateFolder()), BoardEnvironment());
 }
 
-/// Runs a command of the bench console and returns the last part of its answer, the result's name
-/// or a version.
+/// Runs a command of vamctl and returns the name of its result.
 std::string Answer(const std::string& board, Words arguments) {
-  arguments.insert(arguments.begin(), BenchConsole());
-  const Output output = RunOnBench(board, arguments);
+  arguments.insert(arguments.begin(), Vamctl());
+  const Output output = RunOnChip(board, arguments);
   const std::string& text = output.standardOutput;
   const std::size_t start = text.find("result: ");
   if (start == std::string::npos) {
@@ -71,7 +70,7 @@ void Expect(const std::string& board, const std::vector<Step>& steps) {
   }
 }
 
-TEST(KeySequenceTest, ProvisionedRecordIsTheOneThatPasses) {
+TEST(Keys, ProvisionedRecord_IsTheOneThatPasses) {
   const PrivateTmp tmp;
   Expect("up-to-date", {{{"check-vam-ak", "--hex", "a1a2"}, "TEEC_ERROR_ITEM_NOT_FOUND"},
                         {{"get-public-key-status"}, "TEEC_ERROR_ITEM_NOT_FOUND"},
@@ -81,12 +80,12 @@ TEST(KeySequenceTest, ProvisionedRecordIsTheOneThatPasses) {
                         {{"check-vam-ak", "--hex", "a1a3"}, "TEEC_ERROR_SECURITY"},
                         {{"check-vam-ak", "--hex", "a1"}, "TEEC_ERROR_SECURITY"},
                         {{"check-vam-ak", "--hex", "a1a200"}, "TEEC_ERROR_SECURITY"},
-                        {{"ak-provision", "--hex", "b1"}, "TEEC_SUCCESS"},
+                        {{"ak-provision", "--yes", "--hex", "b1"}, "TEEC_SUCCESS"},
                         {{"check-vam-ak", "--hex", "a1a2"}, "TEEC_ERROR_SECURITY"},
                         {{"check-vam-ak", "--hex", "b1"}, "TEEC_SUCCESS"}});
 }
 
-TEST(KeySequenceTest, RemovedRecordIsGone) {
+TEST(Keys, RemovedRecord_IsGone) {
   const PrivateTmp tmp;
   Expect("up-to-date", {{{"remove-ak-keys", "--yes"}, "TEEC_ERROR_ITEM_NOT_FOUND"},
                         {{"ak-provision", "--hex", "a1a2"}, "TEEC_SUCCESS"},
@@ -96,10 +95,10 @@ TEST(KeySequenceTest, RemovedRecordIsGone) {
                         {{"remove-ak-keys", "--yes"}, "TEEC_ERROR_ITEM_NOT_FOUND"}});
 }
 
-TEST(KeySequenceTest, RecordOfTheProtectedMemoryBlock) {
+TEST(Keys, RecordOfTheProtectedBlock_IsProvisionedAndKept) {
   const PrivateTmp tmp;
   Expect("update-needed", {{{"ak-provision", "--hex", "a1a2"}, "TEEC_SUCCESS"},
-                           {{"ak-provision-rpmb"}, "TEEC_SUCCESS"},
+                           {{"ak-provision-rpmb", "--yes"}, "TEEC_SUCCESS"},
                            {{"get-public-key-status"}, "TEEC_SUCCESS"},
                            {{"check-vam-ak", "--hex", "a1a2"}, "TEEC_ERROR_SECURITY"},
                            {{"check-vam-ak", "--hex", "a0a1a2a3a4a5a6a7"}, "TEEC_SUCCESS"},
@@ -111,25 +110,25 @@ TEST(KeySequenceTest, RecordOfTheProtectedMemoryBlock) {
                         {{"get-public-key-status"}, "TEEC_ERROR_ITEM_NOT_FOUND"}});
 }
 
-TEST(KeySequenceTest, LargestRecord) {
+TEST(Keys, RecordBeyondTheLargest_IsRefused) {
   const PrivateTmp tmp;
   std::ofstream("/tmp/largest") << std::string(2048, 'k');
   std::ofstream("/tmp/larger") << std::string(2049, 'k');
   Expect("up-to-date", {{{"ak-provision", "/tmp/largest"}, "TEEC_SUCCESS"},
                         {{"check-vam-ak", "/tmp/largest"}, "TEEC_SUCCESS"},
-                        {{"ak-provision", "/tmp/larger"}, "TEEC_ERROR_BAD_PARAMETERS"},
+                        {{"ak-provision", "--yes", "/tmp/larger"}, "TEEC_ERROR_BAD_PARAMETERS"},
                         {{"check-vam-ak", "/tmp/larger"}, "TEEC_ERROR_BAD_PARAMETERS"},
                         {{"check-vam-ak", "/tmp/largest"}, "TEEC_SUCCESS"}});
 }
 
-TEST(KeySequenceTest, KeysOutliveAnUpdate) {
+TEST(Keys, Update_KeepsThem) {
   const PrivateTmp tmp;
   Expect("update-needed", {{{"ak-provision", "--hex", "a1a2"}, "TEEC_SUCCESS"},
                            {{"update-fw", "3", "--yes"}, "TEEC_SUCCESS"},
                            {{"check-vam-ak", "--hex", "a1a2"}, "TEEC_SUCCESS"}});
 }
 
-TEST(SelfTestTest, FailsByFaultAndByState) {
+TEST(SelfTest, FaultOrInterruptedChip_FailsIt) {
   const PrivateTmp tmp;
   const std::string board = BoardOf(
       "up-to-date", "\n[[fault]]\ncommand = \"vam_selfTestAll\"\nresult = \"TEEC_ERROR_BUSY\"\n");
@@ -142,10 +141,10 @@ TEST(SelfTestTest, FailsByFaultAndByState) {
                               {{"self-test-all"}, "TEEC_SUCCESS"}});
 }
 
-TEST(OlderUpdateTest, UpdatesTheChipToo) {
+TEST(OlderUpdate, Mode3_UpdatesTheChip) {
   const PrivateTmp tmp;
   EXPECT_EQ(Answer("update-needed", {"older-update-fw", "3", "--yes"}), "TEEC_SUCCESS");
-  const Output chip = RunOnBench("update-needed", {BenchConsole(), "update-fw", "11"});
+  const Output chip = RunOnChip("update-needed", {Vamctl(), "update-fw", "11"});
   EXPECT_NE(chip.standardOutput.find("system version: 1.1,04/7,3\napp version: 2.0,11\n"),
             std::string::npos)
       << chip.standardOutput;
@@ -153,7 +152,7 @@ TEST(OlderUpdateTest, UpdatesTheChipToo) {
 
 /// Expects one more run of the update tool to make the chip what `whole` is, and to say so.
 void ExpectUpdateMakesWhole(const std::optional<std::string>& whole) {
-  const Output update = RunOnBench("update-needed", {UpdateTool()});
+  const Output update = RunOnChip("update-needed", {UpdateTool()});
   EXPECT_EQ(update.standardOutput, ExpectedOutcome("update-needed").console);
   EXPECT_EQ(update.status, 0);
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), kVerified);
@@ -164,11 +163,11 @@ void ExpectUpdateMakesWhole(const std::optional<std::string>& whole) {
 /// Returns the memory of a chip that was updated without any trouble.
 std::optional<std::string> WholeChip() {
   const PrivateTmp tmp;
-  EXPECT_EQ(RunOnBench("update-needed", {UpdateTool()}).status, 0);
+  EXPECT_EQ(RunOnChip("update-needed", {UpdateTool()}).status, 0);
   return ChipMemory();
 }
 
-/// Interrupts updates behind every write in turn; ends when a run needs no more writes.
+/// Interrupts updates after every write in turn; ends when a run needs no more writes.
 class Recovery : public ::testing::TestWithParam<const char*> {
  protected:
   /// Calls `recover` on each interrupted chip, with the number of writes before the cut.
@@ -176,9 +175,9 @@ class Recovery : public ::testing::TestWithParam<const char*> {
   void FromEveryCut(const Words& update, Recover recover) {
     int writes = 1;
     for (;; ++writes) {
-      SCOPED_TRACE("power cut behind write " + std::to_string(writes));
+      SCOPED_TRACE("power cut after write " + std::to_string(writes));
       const PrivateTmp tmp;
-      const Output output = RunOnBench(BoardWithPowerCut(writes), update);
+      const Output output = RunOnChip(BoardWithPowerCut(writes), update);
       if (output.status != kPowerCut) {
         EXPECT_EQ(output.status, 0);
         EXPECT_EQ(output.standardError, "vam-board: fault 1 (power cut after write " +
@@ -193,46 +192,46 @@ class Recovery : public ::testing::TestWithParam<const char*> {
   const std::optional<std::string> whole = WholeChip();
 };
 
-TEST_P(Recovery, MakesEveryInterruptedChipWhole) {
+TEST_P(Recovery, AfterEveryPowerCut_MakesTheChipWhole) {
   FromEveryCut({UpdateTool()}, [this] {
     EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
     ExpectUpdateMakesWhole(whole);
   });
 }
 
-TEST_P(Recovery, MakesAChipWholeThatTheConsoleUpdated) {
-  FromEveryCut({BenchConsole(), "update-fw", "3", "--yes"}, [this] {
+TEST_P(Recovery, AfterEveryPowerCutOfVamctl_MakesTheChipWhole) {
+  FromEveryCut({Vamctl(), "update-fw", "3", "--yes"}, [this] {
     EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
     ExpectUpdateMakesWhole(whole);
   });
 }
 
-TEST_P(Recovery, MayLoseItsOwnPower) {
+TEST_P(Recovery, LosingItsOwnPower_CanBeRepeated) {
   FromEveryCut({UpdateTool()}, [this] {
-    // Behind the last write of an update there is nothing to recover, and nothing is written.
+    // After the last write of an update there is nothing to recover, and nothing is written.
     const bool nothingToDo = ChipMemory() == whole;
-    EXPECT_EQ(RunOnBench(BoardWithPowerCut(1), {BenchConsole(), GetParam(), "--yes"}).status,
+    EXPECT_EQ(RunOnChip(BoardWithPowerCut(1), {Vamctl(), GetParam(), "--yes"}).status,
               nothingToDo ? 0 : kPowerCut);
     EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
     ExpectUpdateMakesWhole(whole);
   });
 }
 
-TEST_P(Recovery, LeavesAChipThatTheNextUpdateMayInterruptToo) {
+TEST_P(Recovery, SecondPowerCut_CanBeRecoveredToo) {
   for (int writes = 1; writes <= 4; ++writes) {
-    SCOPED_TRACE("second power cut behind write " + std::to_string(writes));
+    SCOPED_TRACE("second power cut after write " + std::to_string(writes));
     const PrivateTmp tmp;
-    EXPECT_EQ(RunOnBench(BoardWithPowerCut(2), {UpdateTool()}).status, kPowerCut);
+    EXPECT_EQ(RunOnChip(BoardWithPowerCut(2), {UpdateTool()}).status, kPowerCut);
     EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
-    EXPECT_EQ(RunOnBench(BoardWithPowerCut(writes), {UpdateTool()}).status, kPowerCut);
+    EXPECT_EQ(RunOnChip(BoardWithPowerCut(writes), {UpdateTool()}).status, kPowerCut);
     EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
     ExpectUpdateMakesWhole(whole);
   }
 }
 
-TEST_P(Recovery, ChangesNothingOnAWholeChip) {
+TEST_P(Recovery, WholeChip_StaysAsItIs) {
   const PrivateTmp tmp;
-  EXPECT_EQ(RunOnBench("update-needed", {UpdateTool()}).status, 0);
+  EXPECT_EQ(RunOnChip("update-needed", {UpdateTool()}).status, 0);
   EXPECT_EQ(Answer("update-needed", {GetParam(), "--yes"}), "TEEC_SUCCESS");
   EXPECT_EQ(ChipMemory(), whole);
 }
@@ -245,22 +244,22 @@ INSTANTIATE_TEST_SUITE_P(Commands, Recovery,
                                       : "ForceRecoverySp";
                          });
 
-TEST(InterruptedChipTest, RefusesUpdatesUntilItIsRecovered) {
+TEST(InterruptedChip, Update_IsRefusedUntilRecovery) {
   const PrivateTmp tmp;
-  EXPECT_EQ(RunOnBench(BoardWithPowerCut(1), {UpdateTool()}).status, kPowerCut);
-  EXPECT_EQ(RunOnBench("update-needed", {UpdateTool()}).status, 255);
+  EXPECT_EQ(RunOnChip(BoardWithPowerCut(1), {UpdateTool()}).status, kPowerCut);
+  EXPECT_EQ(RunOnChip("update-needed", {UpdateTool()}).status, 255);
   Expect("update-needed", {{{"update-fw", "3", "--yes"}, "TEEC_ERROR_COMMUNICATION"},
                            {{"older-update-fw", "3", "--yes"}, "TEEC_ERROR_GENERIC"},
                            {{"force-recovery-sp", "--yes"}, "TEEC_SUCCESS"},
                            {{"older-update-fw", "3", "--yes"}, "TEEC_SUCCESS"}});
 }
 
-TEST(DamagedChipTest, NeedsTheWholeRecovery) {
+TEST(DamagedChip, Update_NeedsTheWholeRecovery) {
   const PrivateTmp tmp;
   Expect("chip-damaged", {{{"force-recovery-sp", "--yes"}, "TEEC_ERROR_BAD_STATE"},
                           {{"update-fw", "3", "--yes"}, "TEEC_ERROR_COMMUNICATION"},
                           {{"force-recovery", "--yes"}, "TEEC_SUCCESS"}});
-  EXPECT_EQ(RunOnBench("chip-damaged", {UpdateTool()}).status, 0);
+  EXPECT_EQ(RunOnChip("chip-damaged", {UpdateTool()}).status, 0);
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), kVerified);
 }
 

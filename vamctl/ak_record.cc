@@ -10,36 +10,39 @@
 #include <string>
 #include <vector>
 
+#include "interface/trusted_application.h"
 #include "util/text_conversions.h"
 
 namespace vam {
 
 namespace {
 
-constexpr char kTooLarge[] = "more than 8192 bytes, which the block to the chip cannot carry";
-static_assert(kBlockSize == 8192, "kTooLarge says the size");
+std::runtime_error TooLarge(const std::string& origin) {
+  return std::runtime_error(origin + ": more than " + std::to_string(kSharedBlockSize) +
+                            " bytes, which the block to the chip cannot carry");
+}
 
 }  // namespace
 
 std::vector<std::uint8_t> ReadAkRecord(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
                                                              &std::fclose);
-  std::vector<std::uint8_t> record(kBlockSize + 1);
+  std::vector<std::uint8_t> record(std::size_t{kSharedBlockSize} + 1);
   if (file != nullptr) {
     record.resize(std::fread(record.data(), 1, record.size(), file.get()));
   }
   if (file == nullptr || std::ferror(file.get()) != 0) {
     throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
   }
-  if (record.size() > kBlockSize) {
-    throw std::runtime_error(path + ": " + kTooLarge);
+  if (record.size() > kSharedBlockSize) {
+    throw TooLarge(path);
   }
   return record;
 }
 
 std::vector<std::uint8_t> DecodeAkRecord(const std::string& digits) {
-  if (digits.size() > 2 * kBlockSize) {
-    throw std::runtime_error(std::string("--hex: ") + kTooLarge);
+  if (digits.size() > 2 * std::size_t{kSharedBlockSize}) {
+    throw TooLarge("--hex");
   }
   std::vector<std::uint8_t> record(digits.size() / 2);
   auto length = static_cast<std::uint32_t>(record.size());

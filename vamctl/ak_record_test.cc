@@ -50,17 +50,17 @@ std::string DecodeError(const std::string& digits) {
   return ErrorOf([&] { static_cast<void>(DecodeAkRecord(digits)); });
 }
 
-TEST(ReadAkRecordTest, ReturnsEveryByte) {
+TEST(ReadAkRecord, AnyBytes_AreReturned) {
   const TemporaryFile file(std::string("\0\n\r\xff a", 6));
   EXPECT_THAT(ReadAkRecord(file.path), ElementsAre(0x00, 0x0a, 0x0d, 0xff, 0x20, 0x61));
 }
 
-TEST(ReadAkRecordTest, TakesAnEmptyFile) {
+TEST(ReadAkRecord, EmptyFile_IsAnEmptyRecord) {
   const TemporaryFile file("");
   EXPECT_THAT(ReadAkRecord(file.path), IsEmpty());
 }
 
-TEST(ReadAkRecordTest, EndsAtTheBlock) {
+TEST(ReadAkRecord, MoreThanTheBlock_IsRefused) {
   EXPECT_THAT(ReadAkRecord(TemporaryFile(std::string(8192, 'r')).path), SizeIs(8192));
   const TemporaryFile larger(std::string(8193, 'r'));
   EXPECT_EQ(ReadError(larger.path),
@@ -69,25 +69,25 @@ TEST(ReadAkRecordTest, EndsAtTheBlock) {
             "/dev/zero: more than 8192 bytes, which the block to the chip cannot carry");
 }
 
-TEST(ReadAkRecordTest, NamesAFileThatCannotBeRead) {
+TEST(ReadAkRecord, UnreadableFile_IsNamed) {
   EXPECT_EQ(ReadError("/nowhere/record"),
             "/nowhere/record: cannot be read: No such file or directory");
   EXPECT_EQ(ReadError("/"), "/: cannot be read: Is a directory");
   EXPECT_EQ(ReadError("/proc/self/mem"), "/proc/self/mem: cannot be read: Input/output error");
 }
 
-TEST(DecodeAkRecordTest, TakesDigitsOfEitherCase) {
+TEST(DecodeAkRecord, DigitsOfEitherCase_AreBytes) {
   EXPECT_THAT(DecodeAkRecord("00a0Ff9B"), ElementsAre(0x00, 0xa0, 0xff, 0x9b));
   EXPECT_THAT(DecodeAkRecord(""), IsEmpty());
 }
 
-TEST(DecodeAkRecordTest, EndsAtTheBlock) {
+TEST(DecodeAkRecord, MoreThanTheBlock_IsRefused) {
   EXPECT_EQ(DecodeAkRecord(std::string(16384, 'a')), std::vector<std::uint8_t>(8192, 0xaa));
   EXPECT_EQ(DecodeError(std::string(16386, 'a')),
             "--hex: more than 8192 bytes, which the block to the chip cannot carry");
 }
 
-TEST(DecodeAkRecordTest, RefusesOtherText) {
+TEST(DecodeAkRecord, OtherText_IsRefused) {
   for (const char* text : {"a", "a0a", "0g", "g0", "0x00", "a0 a1", " a0", "a0:a1", "-1"}) {
     EXPECT_EQ(DecodeError(text), "--hex: give two hexadecimal digits a byte and nothing else")
         << text;

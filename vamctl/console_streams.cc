@@ -12,14 +12,14 @@
 
 namespace vam {
 
-StandardOutputOnError::StandardOutputOnError()
+StandardOutputMoved::StandardOutputMoved(int descriptor)
     : standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-  if (standardOutput < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+  if (standardOutput < 0 || dup2(descriptor, STDOUT_FILENO) < 0) {
     throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
   }
 }
 
-StandardOutputOnError::~StandardOutputOnError() {
+StandardOutputMoved::~StandardOutputMoved() {
   dup2(standardOutput, STDOUT_FILENO);
   close(standardOutput);
 }

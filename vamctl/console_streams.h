@@ -5,15 +5,16 @@
 
 namespace vam {
 
-/// While it lives, what is printed to standard output goes to standard error, so that the lines
-/// which the commands print do not mix with JSON.
-class StandardOutputOnError {
+/// While it lives, what is printed to standard output goes elsewhere: to standard error, for
+/// example, so that the lines which the commands print do not mix with JSON.
+class StandardOutputMoved {
  public:
-  /// Throws std::runtime_error when there is no descriptor left for it.
-  StandardOutputOnError();
-  ~StandardOutputOnError();
-  StandardOutputOnError(const StandardOutputOnError&) = delete;
-  StandardOutputOnError& operator=(const StandardOutputOnError&) = delete;
+  /// Moves standard output to what `descriptor` writes to. Throws std::runtime_error when there is
+  /// no descriptor left for it, or when `descriptor` is not open.
+  explicit StandardOutputMoved(int descriptor);
+  ~StandardOutputMoved();
+  StandardOutputMoved(const StandardOutputMoved&) = delete;
+  StandardOutputMoved& operator=(const StandardOutputMoved&) = delete;
 
  private:
   int standardOutput;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 
 namespace vam {
@@ -24,7 +25,7 @@ int WriteThrice() {
   close(free);
   bool written = write(STDOUT_FILENO, "before ", 7) == 7;
   {
-    const StandardOutputOnError lines;
+    const StandardOutputMoved lines(STDERR_FILENO);
     written = written && write(STDOUT_FILENO, "lines ", 6) == 6;
     written = written && write(STDERR_FILENO, "errors", 6) == 6;
   }
@@ -32,7 +33,7 @@ int WriteThrice() {
   return written ? dup(STDERR_FILENO) - free : -1;
 }
 
-TEST(StandardOutputOnErrorTest, LastsAsLongAsTheObject) {
+TEST(StandardOutputMoved, WhileItLives_TakesStandardOutputElsewhere) {
   const int output = memfd_create("output", MFD_CLOEXEC);
   const int error = memfd_create("error", MFD_CLOEXEC);
   ASSERT_GE(output, 0);
@@ -51,7 +52,11 @@ TEST(StandardOutputOnErrorTest, LastsAsLongAsTheObject) {
   close(error);
 }
 
-TEST(OnTerminalTest, IsFalseWithoutOne) {
+TEST(StandardOutputMoved, ClosedDescriptor_IsRefused) {
+  EXPECT_THROW(StandardOutputMoved(-1), std::runtime_error);
+}
+
+TEST(OnTerminal, OtherStreams_AreNone) {
   EXPECT_EXIT(
       {
         const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);

@@ -1,11 +1,16 @@
-// vamctl: the bench console. One subcommand a command of the trusted application, and one for the
-// update tool's verdict.
+// vamctl sends single commands to the VAM's trusted application, a subcommand each, and says in
+// words what the update tool left in its status files.
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
-#include <functional>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -15,6 +20,7 @@
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
 #include "report/status_reader.h"
+#include "report/tee_codes.h"
 #include "util/console_line.h"
 #include "util/standard_streams.h"
 #include "vamctl/ak_record.h"
@@ -27,175 +33,112 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
-/// A request that is not carried out; nothing was sent to the chip.
+/// A request that is not carried out. Nothing was changed on the chip.
 class Refusal : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+struct Command;
+
 /// What the command line asks for.
 struct Request {
+  const Command* command = nullptr;
   bool asJson = false;
   bool confirmed = false;
   std::string file;
   std::string digits;
+  std::vector<std::uint8_t> record;
   std::int32_t mode = 0;
   std::uint32_t count = 10;
   std::int32_t size = 0;
-  /// What the command does to the chip, for one that must be confirmed.
-  std::function<const char*()> danger;
-  std::function<vam::Answer(CaVamInterfaceSp&)> send;
 };
 
-/// A command that sends nothing but its identifier.
-struct PlainCommand {
+/// The arguments that a command takes.
+enum class Arguments { kNone, kRecord, kMode, kCount, kSize };
+
+/// A change of the chip that the user must agree to.
+struct Danger {
+  const char* description;
+  /// Returns whether `request` makes the change.
+  bool (*applies)(const Request& request);
+};
+
+/// A command of the trusted application.
+struct Command {
   const char* name;
   const char* description;
-  TEEC_Result (CaVamInterfaceSp::*method)();
-  const char* danger;
+  Arguments arguments;
+  /// Null for a command that may always be sent.
+  const Danger* danger;
+  /// Sends the command. The answer lacks the command's name.
+  vam::Answer (*send)(CaVamInterfaceSp& interface, const Request& request);
 };
 
-constexpr PlainCommand kPlainCommands[] = {
-    {"get-info", "Ask for a report on the VAM; the result code is the answer",
-     &CaVamInterfaceSp::vam_getInfo, nullptr},
-    {"get-app-info", "Ask for a report on the chip's application; the result code is the answer",
-     &CaVamInterfaceSp::vam_getAppInfo, nullptr},
-    {"self-test-all", "Run the chip's self test; the result code is the answer",
-     &CaVamInterfaceSp::vam_selfTestAll, nullptr},
-    {"get-public-key-status", "Ask whether the chip holds its public key",
-     &CaVamInterfaceSp::vam_getPublicKeyStatus, nullptr},
-    {"ak-provision-rpmb", "Provision the AK record kept in the replay-protected memory block",
-     &CaVamInterfaceSp::vam_akProvisionRPMB, nullptr},
-    {"remove-ak-keys", "Remove the provisioned AK keys", &CaVamInterfaceSp::vam_removeAkKeys,
-     "removes the chip's AK keys"},
-    {"force-recovery", "Force the recovery of the chip", &CaVamInterfaceSp::vam_forceRecovery,
-     "may erase the chip's firmware"},
-    {"force-recovery-sp", "Force the recovery of the system part",
-     &CaVamInterfaceSp::vam_forceRecoverySP, "may erase the system part of the chip's firmware"},
-};
+bool Always(const Request& /*request*/) { return true; }
 
-/// A command that sends an AK record.
-struct RecordCommand {
-  const char* name;
-  const char* description;
-  TEEC_Result (CaVamInterfaceSp::*method)(const std::uint8_t*, std::uint32_t);
-};
+bool UpdatesChip(const Request& request) { return request.mode == vam::kUpdateAll; }
 
-constexpr RecordCommand kRecordCommands[] = {
-    {"ak-provision", "Provision an AK record", &CaVamInterfaceSp::vam_akProvision},
-    {"check-vam-ak", "Check an AK record against the provisioned one",
-     &CaVamInterfaceSp::vam_checkVamAk},
-};
-
-/// One of the two generations of the query of the information words.
-struct InformationCommand {
-  const char* name;
-  const char* description;
-  std::int32_t (CaVamInterfaceSp::*method)(std::uint32_t*, std::uint32_t);
-};
-
-constexpr InformationCommand kInformationCommands[] = {
-    {"get-fw-info", "Show the firmware information words", &CaVamInterfaceSp::vm_getFWInfo},
-    {"older-get-fw-info", "The same by the command's older form, vam_getFWInfo",
-     &CaVamInterfaceSp::vam_getFWInfo},
-};
-
-CLI::App* AddCommand(CLI::App& app, const char* name, const char* description, Request& request) {
-  CLI::App* command = app.add_subcommand(name, description);
-  command->add_flag("--json", request.asJson,
-                    "Answer with one JSON object; the console lines go to standard error");
-  return command;
+/// Returns false where the trusted application says that the chip holds no AK record. The lines of
+/// this question are not shown.
+bool MayReplaceRecord(const Request& /*request*/) {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  const vam::StandardOutputMoved hidden(nowhere);
+  close(nowhere);
+  CaVamInterfaceSp interface(vam::TrustedApplicationUuid());
+  return interface.vam_getPublicKeyStatus() != vam::TeeCodeByName("TEEC_ERROR_ITEM_NOT_FOUND");
 }
 
-void AddConfirmation(CLI::App* command, Request& request) {
-  command->add_flag("--yes", request.confirmed, "Do not ask whether the chip may be changed");
+constexpr Danger kReplacesRecord = {"may replace the chip's AK record", &MayReplaceRecord};
+constexpr Danger kRemovesKeys = {"removes the chip's AK keys", &Always};
+constexpr Danger kErasesFirmware = {"may erase the chip's firmware", &Always};
+constexpr Danger kErasesSystemPart = {"may erase the system part of the chip's firmware", &Always};
+constexpr Danger kWritesFirmware = {"writes the chip's firmware", &UpdatesChip};
+
+vam::Answer AnswerOfCode(std::uint32_t code) {
+  vam::Answer answer;
+  answer.code = code;
+  return answer;
 }
 
-void AddPlainCommand(CLI::App& app, const PlainCommand& plain, Request& request) {
-  CLI::App* command = AddCommand(app, plain.name, plain.description, request);
-  if (plain.danger != nullptr) {
-    AddConfirmation(command, request);
+template <TEEC_Result (CaVamInterfaceSp::*method)()>
+vam::Answer SendPlain(CaVamInterfaceSp& interface, const Request& /*request*/) {
+  return AnswerOfCode((interface.*method)());
+}
+
+template <TEEC_Result (CaVamInterfaceSp::*method)(const std::uint8_t*, std::uint32_t)>
+vam::Answer SendRecord(CaVamInterfaceSp& interface, const Request& request) {
+  return AnswerOfCode((interface.*method)(request.record.data(),
+                                          static_cast<std::uint32_t>(request.record.size())));
+}
+
+template <std::int32_t (CaVamInterfaceSp::*method)(std::uint32_t*, std::uint32_t)>
+vam::Answer GetInformation(CaVamInterfaceSp& interface, const Request& request) {
+  std::vector<std::uint32_t> words(request.count);
+  vam::Answer answer =
+      AnswerOfCode(static_cast<std::uint32_t>((interface.*method)(words.data(), request.count)));
+  if (answer.code == 0) {
+    answer.words = words;
   }
-  command->callback([&plain, &request] {
-    request.danger = [&plain] { return plain.danger; };
-    request.send = [&plain](CaVamInterfaceSp& vam) {
-      return vam::Answer{plain.name, (vam.*plain.method)()};
-    };
-  });
+  return answer;
 }
 
-std::vector<std::uint8_t> AkRecord(const Request& request, bool inFile) {
-  try {
-    return inFile ? vam::ReadAkRecord(request.file) : vam::DecodeAkRecord(request.digits);
-  } catch (const std::runtime_error& error) {
-    throw Refusal(error.what());
+vam::Answer GetHackInformation(CaVamInterfaceSp& interface, const Request& request) {
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(request.size));
+  vam::Answer answer = AnswerOfCode(interface.vam_getHackInfo(bytes.data(), request.size));
+  if (answer.code == 0) {
+    answer.bytes = bytes;
   }
+  return answer;
 }
 
-void AddRecordCommand(CLI::App& app, const RecordCommand& record, Request& request) {
-  CLI::App* command = AddCommand(app, record.name, record.description, request);
-  CLI::Option* file = command->add_option("FILE", request.file, "File with the record's bytes");
-  CLI::Option* digits =
-      command->add_option("--hex", request.digits, "The record's bytes as hexadecimal digits");
-  file->excludes(digits);
-  command->callback([&record, &request, file, digits] {
-    if (file->empty() && digits->empty()) {
-      throw CLI::RequiredError("FILE or --hex");
-    }
-    request.send = [&record, bytes = AkRecord(request, digits->empty())](CaVamInterfaceSp& vam) {
-      return vam::Answer{record.name, (vam.*record.method)(
-                                          bytes.data(), static_cast<std::uint32_t>(bytes.size()))};
-    };
-  });
-}
-
-void AddInformationCommand(CLI::App& app, const InformationCommand& information, Request& request) {
-  CLI::App* command = AddCommand(app, information.name, information.description, request);
-  command
-      ->add_option("--count", request.count,
-                   "How many words to show; those that the chip does not send are 0")
-      ->capture_default_str()
-      ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{vam::kBlockSize / sizeof(std::uint32_t)}));
-  command->callback([&information, &request] {
-    request.send = [&information, &request](CaVamInterfaceSp& vam) {
-      std::vector<std::uint32_t> words(request.count);
-      const std::int32_t code = (vam.*information.method)(words.data(), request.count);
-      vam::Answer answer{information.name, static_cast<std::uint32_t>(code)};
-      if (code == 0) {
-        answer.words = words;
-      }
-      return answer;
-    };
-  });
-}
-
-void AddHackInformation(CLI::App& app, Request& request) {
-  CLI::App* command = AddCommand(app, "get-hack-info", "Show the hack information record", request);
-  command
-      ->add_option("--size", request.size,
-                   "How many bytes to show; a longer record is cut, a shorter one ends in zeros")
-      ->required()
-      ->check(CLI::Range(std::int32_t{0}, std::int32_t{vam::kBlockSize}));
-  command->callback([&request] {
-    request.send = [&request](CaVamInterfaceSp& vam) {
-      std::vector<std::uint8_t> bytes(static_cast<std::size_t>(request.size));
-      vam::Answer answer{"get-hack-info", vam.vam_getHackInfo(bytes.data(), request.size)};
-      if (answer.code == 0) {
-        answer.bytes = bytes;
-      }
-      return answer;
-    };
-  });
-}
-
-vam::Answer Update(CaVamInterfaceSp& vam, std::int32_t mode) {
+vam::Answer Update(CaVamInterfaceSp& interface, const Request& request) {
   // Codes that no trusted application sends: they are still there when no record came.
   constexpr std::int32_t kUntouched = std::numeric_limits<std::int32_t>::min();
   VamResult record{kUntouched, kUntouched};
   vam::FirmwareVersions versions;
-  vam::Answer answer{"update-fw"};
-  answer.mode = mode;
-  answer.code =
-      static_cast<std::uint32_t>(vam.vm_updateFW(mode, versions.system, versions.app, &record));
+  vam::Answer answer = AnswerOfCode(static_cast<std::uint32_t>(
+      interface.vm_updateFW(request.mode, versions.system, versions.app, &record)));
+  answer.mode = request.mode;
   if (record.vamCode != kUntouched || record.fwCode != kUntouched) {
     answer.record = record;
   }
@@ -205,51 +148,136 @@ vam::Answer Update(CaVamInterfaceSp& vam, std::int32_t mode) {
   return answer;
 }
 
-vam::Answer OlderUpdate(CaVamInterfaceSp& vam, std::int32_t mode) {
-  vam::Answer answer{"older-update-fw"};
-  answer.mode = mode;
-  answer.code = static_cast<std::uint32_t>(vam.vam_updateFW(mode));
+vam::Answer OlderUpdate(CaVamInterfaceSp& interface, const Request& request) {
+  vam::Answer answer =
+      AnswerOfCode(static_cast<std::uint32_t>(interface.vam_updateFW(request.mode)));
+  answer.mode = request.mode;
   return answer;
 }
 
-void AddUpdate(CLI::App& app, const char* name, const char* description,
-               vam::Answer (*update)(CaVamInterfaceSp&, std::int32_t), Request& request) {
-  CLI::App* command = AddCommand(app, name, description, request);
-  AddConfirmation(command, request);
-  command
-      ->add_option("MODE", request.mode,
-                   "3 updates the chip, 7 reports the image's versions, 11 the chip's; any other "
-                   "number is sent as it is")
-      ->required();
-  command->callback([update, &request] {
-    request.danger = [&request] {
-      return request.mode == vam::kUpdateAll ? "writes the chip's firmware" : nullptr;
-    };
-    request.send = [update, &request](CaVamInterfaceSp& vam) { return update(vam, request.mode); };
+constexpr Command kCommands[] = {
+    {"get-info", "Ask for a report on the VAM; the result code is the answer", Arguments::kNone,
+     nullptr, &SendPlain<&CaVamInterfaceSp::vam_getInfo>},
+    {"get-app-info", "Ask for a report on the chip's application; the result code is the answer",
+     Arguments::kNone, nullptr, &SendPlain<&CaVamInterfaceSp::vam_getAppInfo>},
+    {"self-test-all", "Run the chip's self test; the result code is the answer", Arguments::kNone,
+     nullptr, &SendPlain<&CaVamInterfaceSp::vam_selfTestAll>},
+    {"get-public-key-status", "Ask whether the chip holds its public key", Arguments::kNone,
+     nullptr, &SendPlain<&CaVamInterfaceSp::vam_getPublicKeyStatus>},
+    {"ak-provision-rpmb", "Provision the AK record kept in the replay-protected memory block",
+     Arguments::kNone, &kReplacesRecord, &SendPlain<&CaVamInterfaceSp::vam_akProvisionRPMB>},
+    {"remove-ak-keys", "Remove the provisioned AK keys", Arguments::kNone, &kRemovesKeys,
+     &SendPlain<&CaVamInterfaceSp::vam_removeAkKeys>},
+    {"force-recovery", "Force the recovery of the chip", Arguments::kNone, &kErasesFirmware,
+     &SendPlain<&CaVamInterfaceSp::vam_forceRecovery>},
+    {"force-recovery-sp", "Force the recovery of the system part", Arguments::kNone,
+     &kErasesSystemPart, &SendPlain<&CaVamInterfaceSp::vam_forceRecoverySP>},
+    {"ak-provision", "Provision an AK record", Arguments::kRecord, &kReplacesRecord,
+     &SendRecord<&CaVamInterfaceSp::vam_akProvision>},
+    {"check-vam-ak", "Check an AK record against the provisioned one", Arguments::kRecord, nullptr,
+     &SendRecord<&CaVamInterfaceSp::vam_checkVamAk>},
+    {"get-hack-info", "Show the hack information record", Arguments::kSize, nullptr,
+     &GetHackInformation},
+    {"update-fw", "Run the update command in a mode", Arguments::kMode, &kWritesFirmware, &Update},
+    {"older-update-fw", "The same by the command's older form, vam_updateFW", Arguments::kMode,
+     &kWritesFirmware, &OlderUpdate},
+    {"get-fw-info", "Show the firmware information words", Arguments::kCount, nullptr,
+     &GetInformation<&CaVamInterfaceSp::vm_getFWInfo>},
+    {"older-get-fw-info", "The same by the command's older form, vam_getFWInfo", Arguments::kCount,
+     nullptr, &GetInformation<&CaVamInterfaceSp::vam_getFWInfo>},
+};
+
+CLI::App* AddSubcommand(CLI::App& app, const char* name, const char* description,
+                        Request& request) {
+  CLI::App* subcommand = app.add_subcommand(name, description);
+  subcommand->add_flag("--json", request.asJson,
+                       "Answer with one JSON object; the console lines go to standard error");
+  return subcommand;
+}
+
+void AddRecord(CLI::App* subcommand, Request& request) {
+  CLI::Option* file = subcommand->add_option("FILE", request.file, "File with the record's bytes");
+  CLI::Option* digits =
+      subcommand->add_option("--hex", request.digits, "The record's bytes as hexadecimal digits");
+  file->excludes(digits);
+  subcommand->callback([&request, file, digits] {
+    if (file->empty() && digits->empty()) {
+      throw CLI::RequiredError("FILE or --hex");
+    }
+    try {
+      request.record =
+          digits->empty() ? vam::ReadAkRecord(request.file) : vam::DecodeAkRecord(request.digits);
+    } catch (const std::runtime_error& error) {
+      throw Refusal(error.what());
+    }
   });
 }
 
+void AddArguments(CLI::App* subcommand, Arguments arguments, Request& request) {
+  switch (arguments) {
+    case Arguments::kNone:
+      break;
+    case Arguments::kRecord:
+      AddRecord(subcommand, request);
+      break;
+    case Arguments::kMode:
+      subcommand
+          ->add_option("MODE", request.mode,
+                       "3 updates the chip, 7 reports the image's versions, 11 the chip's; any "
+                       "other number is sent as it is")
+          ->required();
+      break;
+    case Arguments::kCount:
+      subcommand
+          ->add_option("--count", request.count,
+                       "How many words to show; those that the chip does not send are 0")
+          ->capture_default_str()
+          ->check(CLI::Range(std::uint32_t{1},
+                             std::uint32_t{vam::kSharedBlockSize / sizeof(std::uint32_t)}));
+      break;
+    case Arguments::kSize:
+      subcommand
+          ->add_option(
+              "--size", request.size,
+              "How many bytes to show; a longer record is cut, a shorter one ends in zeros")
+          ->required()
+          ->check(CLI::Range(std::int32_t{0}, std::int32_t{vam::kSharedBlockSize}));
+      break;
+  }
+}
+
+void AddCommand(CLI::App& app, const Command& command, Request& request) {
+  CLI::App* subcommand = AddSubcommand(app, command.name, command.description, request);
+  if (command.danger != nullptr) {
+    subcommand->add_flag("--yes", request.confirmed, "Do not ask whether the chip may be changed");
+  }
+  AddArguments(subcommand, command.arguments, request);
+}
+
 /// Throws Refusal unless the user agrees to what `request` does to the chip.
-void RequireConfirmation(const std::string& command, const Request& request) {
-  const char* danger = request.danger ? request.danger() : nullptr;
-  if (danger == nullptr || request.confirmed) {
+void RequireConfirmation(const Request& request) {
+  const Danger* danger = request.command->danger;
+  if (danger == nullptr || request.confirmed || !danger->applies(request)) {
     return;
   }
+  const std::string change = std::string(request.command->name) + " " + danger->description;
   if (!vam::OnTerminal()) {
-    throw Refusal(command + " " + danger + "; give --yes, or answer on a terminal");
+    throw Refusal(change + "; give --yes, or answer on a terminal");
   }
-  if (!vam::Confirmed("vamctl: " + command + " " + danger + ". Go on?")) {
+  if (!vam::Confirmed("vamctl: " + change + ". Go on?")) {
     throw Refusal("nothing was done");
   }
 }
 
 vam::Answer Send(const Request& request) {
-  std::optional<vam::StandardOutputOnError> console;
+  std::optional<vam::StandardOutputMoved> console;
   if (request.asJson) {
-    console.emplace();
+    console.emplace(STDERR_FILENO);
   }
-  CaVamInterfaceSp vam(vam::TrustedApplicationUuid());
-  return request.send(vam);
+  CaVamInterfaceSp interface(vam::TrustedApplicationUuid());
+  vam::Answer answer = request.command->send(interface, request);
+  answer.command = request.command->name;
+  return answer;
 }
 
 int TellVerdict(bool asJson) {
@@ -269,20 +297,10 @@ int Perform(int argc, char** argv) {
   });
 
   Request request;
-  for (const PlainCommand& command : kPlainCommands) {
-    AddPlainCommand(app, command, request);
+  for (const Command& command : kCommands) {
+    AddCommand(app, command, request);
   }
-  for (const RecordCommand& command : kRecordCommands) {
-    AddRecordCommand(app, command, request);
-  }
-  AddHackInformation(app, request);
-  AddUpdate(app, "update-fw", "Run the update command in a mode", &Update, request);
-  AddUpdate(app, "older-update-fw", "The same by the command's older form, vam_updateFW",
-            &OlderUpdate, request);
-  for (const InformationCommand& command : kInformationCommands) {
-    AddInformationCommand(app, command, request);
-  }
-  const CLI::App* verdict = AddCommand(
+  const CLI::App* verdict = AddSubcommand(
       app, "verdict", "Say in words what the update tool left in its status files", request);
 
   try {
@@ -297,7 +315,10 @@ int Perform(int argc, char** argv) {
   if (verdict->parsed()) {
     return TellVerdict(request.asJson);
   }
-  RequireConfirmation(app.get_subcommands().front()->get_name(), request);
+  request.command =
+      std::find_if(std::begin(kCommands), std::end(kCommands),
+                   [&app](const Command& command) { return app.got_subcommand(command.name); });
+  RequireConfirmation(request);
   const vam::Answer answer = Send(request);
   vam::PrintLine(request.asJson ? vam::AnswerAsJson(answer) : vam::AnswerAsText(answer));
   return vam::Succeeded(answer) ? 0 : kFailed;

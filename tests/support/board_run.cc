@@ -28,7 +28,7 @@ std::map<std::string, std::string> BoardEnvironment() {
 
 std::string UpdateTool() { return VAM_UPDATE_TOOL; }
 
-std::string BenchConsole() { return VAM_VAMCTL; }
+std::string Vamctl() { return VAM_VAMCTL; }
 
 std::string BoardLauncher() { return VAM_BOARD_PROGRAM; }
 

@@ -20,7 +20,7 @@ namespace vam {
 
 /// Paths of the programs under test.
 [[nodiscard]] std::string UpdateTool();
-[[nodiscard]] std::string BenchConsole();
+[[nodiscard]] std::string Vamctl();
 [[nodiscard]] std::string BoardLauncher();
 
 }  // namespace vam

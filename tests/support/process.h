@@ -39,6 +39,9 @@ struct Output {
 /// Returns the bytes of a regular file; none when there is no such file.
 [[nodiscard]] std::optional<std::string> ReadFile(const std::string& path);
 
+/// Makes `path` a file of `bytes`.
+void WriteFile(const std::string& path, const std::string& bytes);
+
 }  // namespace vam
 
 #endif  // TESTS_SUPPORT_PROCESS_H_
