@@ -253,6 +253,10 @@ TEST_F(DeviceNodeTest, Ioctl_OtherRequest_IsNoneOfTheDrivers) {
   }
 }
 
+TEST_F(DeviceNodeTest, Ioctl_ProgramThatClearedItsEnvironment_FindsNoDriver) {
+  EXPECT_EQ(Probe({"without-environment"}), "without-environment: ioctl ENOTTY, closed\n");
+}
+
 TEST_F(DeviceNodeTest, Ioctl_Answers_AsTheBoardSays) {
   EXPECT_EQ(Probe({"open"}, "flag-two"), "open: flag 2, closed\n");
   EXPECT_EQ(Probe({"open"}, "flag-untouched"), "open: flag -7, closed\n");
@@ -336,6 +340,8 @@ TEST_F(DeviceNodeTest, RestOfDevAndSys_AreTheMachines) {
 TEST_F(DeviceNodeTest, ProgramsOwnPreload_IsKeptAndChildrenHaveBoth) {
   std::map<std::string, std::string> environment = BoardEnvironment();
   environment["LD_PRELOAD"] = "libdl.so.2";
+  // For the launcher, where it is sanitized.
+  environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   const Output output = Capture(
       OnBoard("update-needed", {"/bin/sh", "-c", "/bin/sh -c 'echo $LD_PRELOAD'"}), environment);
   EXPECT_THAT(output.standardOutput, testing::EndsWith("/libvam_device_node.so:libdl.so.2\n"));

@@ -205,6 +205,15 @@ TEST_F(SignalTest, SignalThatTheCallerIgnores_IsIgnored) {
   EXPECT_EQ(launcher.Status(), 0);
 }
 
+TEST_F(SignalTest, CallerThatIgnoresTheEndOfChildren_GetsTheStatusAllTheSame) {
+  const auto ignore = [] { std::signal(SIGCHLD, SIG_IGN); };
+  RunningLauncher failing(OnNoVam(Shell("exit 3")), ignore);
+  EXPECT_EQ(failing.Status(), 3);
+  // The program finds it ignored, as without the launcher.
+  RunningLauncher looking(OnNoVam({"grep", "-q", "^SigIgn:.*1....$", "/proc/self/status"}), ignore);
+  EXPECT_EQ(looking.Status(), 0);
+}
+
 TEST_F(SignalTest, SignalAfterTheProgramsEnd_EndsTheWaiting) {
   // The fifo is read by what the program leaves behind, until the test has seen the launcher's end.
   const std::string fifo = PrivateTmp::Folder() + "/fifo";

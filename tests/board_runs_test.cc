@@ -113,6 +113,18 @@ TEST_F(BoardLauncherTest, ProgramThatCannotBeStarted) {
   ExpectNothingLeft();
 }
 
+TEST_F(BoardLauncherTest, ProgramThatIsNotInPath) {
+  fs::create_directories(Path("folder/program"));
+  fs::create_directory(Path("other"));
+  std::map<std::string, std::string> environment = BoardEnvironment();
+  environment["PATH"] = Path("folder") + ":" + Path("other");
+  ExpectRefused(Capture(OnBoard("no-vam", {"program"}), environment), 127,
+                "vam-board: program: cannot be run: No such file or directory");
+  Write("other/program", "");
+  ExpectRefused(Capture(OnBoard("no-vam", {"program"}), environment), 126,
+                "vam-board: program: cannot be run: Permission denied");
+}
+
 TEST_F(BoardLauncherTest, WrongUsageIsOneLineThatLeadsToTheHelp) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
                                                     {"fly"},
@@ -189,6 +201,11 @@ TEST_F(BoardLauncherTest, FaultThatNeverFiredIsTold) {
   EXPECT_EQ(output.status, 3);
   EXPECT_THAT(output.standardError, StartsWith("vam-board: fault 1 ("));
   EXPECT_THAT(output.standardError, EndsWith(") never fired\n"));
+  // Whatever the status: these are also what a shell gives for a program that it does not find.
+  for (const char* end : {"exit 126", "exit 127"}) {
+    EXPECT_EQ(Capture(OnBoard(board, {"/bin/sh", "-c", end}), BoardEnvironment()).standardError,
+              output.standardError);
+  }
 }
 
 TEST_F(BoardLauncherTest, ChipIsKeptInTheStateFolderAndNewWithoutOne) {

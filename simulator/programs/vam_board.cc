@@ -106,9 +106,7 @@ int RunProgram(const std::string& board, const std::string& state, const std::st
 
   const int status =
       vam::RunOnBoard({command, folder.Path(), LibrariesFolder(), description.probe});
-  if (status != vam::kNotFound && status != vam::kNotExecutable) {
-    ReportFaultsThatNeverFired(vam::Run(folder.Path()));
-  }
+  ReportFaultsThatNeverFired(vam::Run(folder.Path()));
   return status;
 }
 
@@ -196,7 +194,7 @@ int Perform(int argc, char** argv) {
   run->add_option("--state", state,
                   "Folder that keeps the chip's memory from run to run; a new chip by default");
   run->add_option("--journal", journal, "File for a line on every platform call");
-  run->add_option("PROGRAM", command, "The program and its arguments, behind --")->required();
+  run->add_option("PROGRAM", command, "The program and its arguments, after --")->required();
 
   CLI::App* show = app.add_subcommand("show", "Show a board and its chip in words");
   show->add_option("--board", board, "A board file, or the name of a board that ships")->required();
@@ -229,6 +227,9 @@ int main(int argc, char** argv) {
   HoldClosedStandardStreams();
   try {
     return Perform(argc, argv);
+  } catch (const vam::NotStarted& error) {
+    std::fprintf(stderr, "vam-board: %s\n", error.what());
+    return error.status;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vam-board: %s\n", error.what());
     return kFailed;

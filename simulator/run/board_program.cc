@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -29,6 +28,8 @@ namespace vam {
 namespace {
 
 constexpr char kNodeLibrary[] = "libvam_device_node.so";
+constexpr int kNotExecutable = 126;
+constexpr int kNotFound = 127;
 constexpr int kPassedOn[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
 
 [[noreturn]] void FailOn(const std::string& what) {
@@ -52,6 +53,8 @@ void PutUpNode(const std::string& runFolder) {
 class Signals {
  public:
   Signals() {
+    // Where the caller ignores it, there would be no exit statuses.
+    childActionBefore = std::signal(SIGCHLD, SIG_DFL);
     sigemptyset(&set);
     sigaddset(&set, SIGCHLD);
     for (const int signal : kPassedOn) {
@@ -61,7 +64,7 @@ class Signals {
         sigaddset(&set, signal);
       }
     }
-    sigprocmask(SIG_BLOCK, &set, &before);
+    sigprocmask(SIG_BLOCK, &set, &blockedBefore);
     descriptor = signalfd(-1, &set, SFD_CLOEXEC);
     if (descriptor < 0) {
       FailOn("no signals");
@@ -81,12 +84,17 @@ class Signals {
   }
 
   int Descriptor() const { return descriptor; }
-  /// What was blocked before.
-  const sigset_t& Before() const { return before; }
+
+  /// In a child: makes everything as it was before.
+  void Restore() const {
+    std::signal(SIGCHLD, childActionBefore);
+    sigprocmask(SIG_SETMASK, &blockedBefore, nullptr);
+  }
 
  private:
   sigset_t set;
-  sigset_t before;
+  sigset_t blockedBefore;
+  sighandler_t childActionBefore = SIG_DFL;
   int descriptor = -1;
 };
 
@@ -121,7 +129,7 @@ bool IsInPath(const std::string& name) {
 }
 
 /// In the child: becomes the program. Returns the error number when it cannot.
-int BecomeProgram(const BoardProgram& program, pid_t launcher, const sigset_t& blocked) {
+int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& signals) {
   // A board does not outlive its launcher.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != launcher) {
@@ -133,15 +141,17 @@ int BecomeProgram(const BoardProgram& program, pid_t launcher, const sigset_t& b
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
   arguments.push_back(nullptr);
-  sigprocmask(SIG_SETMASK, &blocked, nullptr);
+  signals.Restore();
   execvp(arguments[0], arguments.data());
+  const int error = errno;
   // A folder of PATH that cannot be searched makes this of a program that is in none.
   const std::string& name = program.command[0];
-  return errno == EACCES && name.find('/') == std::string::npos && !IsInPath(name) ? ENOENT : errno;
+  const bool isMissing = error == EACCES && name.find('/') == std::string::npos && !IsInPath(name);
+  return isMissing ? ENOENT : error;
 }
 
-/// Starts the program. Returns its process, or 0 with `error` set when it cannot be executed.
-pid_t Start(const BoardProgram& program, const sigset_t& blocked, int& error) {
+/// Starts the program. Returns its process.
+pid_t Start(const BoardProgram& program, const Signals& signals) {
   int report[2];
   if (pipe2(report, O_CLOEXEC) != 0) {
     FailOn("no pipe");
@@ -152,17 +162,19 @@ pid_t Start(const BoardProgram& program, const sigset_t& blocked, int& error) {
     FailOn("no process");
   }
   if (child == 0) {
-    const int why = BecomeProgram(program, launcher, blocked);
+    const int why = BecomeProgram(program, launcher, signals);
     // The parent takes a pipe that was closed without a word for a success.
     _exit(write(report[1], &why, sizeof why) == sizeof why ? 0 : kNotExecutable);
   }
   close(report[1]);
+  int error = 0;
   const bool failed = read(report[0], &error, sizeof error) == sizeof error;
   close(report[0]);
   if (failed) {
     waitpid(child, nullptr, 0);
+    throw NotStarted(program.command[0], error);
   }
-  return failed ? 0 : child;
+  return child;
 }
 
 /// The program that was started, and everything that it started: all children of the launcher,
@@ -241,6 +253,10 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness& witnes
 
 }  // namespace
 
+NotStarted::NotStarted(const std::string& program, int errorNumber)
+    : std::runtime_error(program + ": cannot be run: " + std::strerror(errorNumber)),
+      status(errorNumber == ENOENT ? kNotFound : kNotExecutable) {}
+
 int RunOnBoard(const BoardProgram& program) {
   if (program.libraries.find_first_of(":;") != std::string::npos) {
     throw std::runtime_error(program.libraries +
@@ -256,13 +272,7 @@ int RunOnBoard(const BoardProgram& program) {
   // Before the program starts: from then on it may expect them to be passed on.
   const Signals signals;
   const GroupWitness witness;
-  int error = 0;
-  Programs programs(Start(program, signals.Before(), error));
-  if (!programs.ProgramRuns()) {
-    std::fprintf(stderr, "vam-board: %s: cannot be run: %s\n", program.command[0].c_str(),
-                 std::strerror(error));
-    return error == ENOENT ? kNotFound : kNotExecutable;
-  }
+  Programs programs(Start(program, signals));
   Wait(programs, signals, witness, power);
   return programs.ExitStatus();
 }

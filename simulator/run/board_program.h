@@ -1,6 +1,7 @@
 #ifndef SIMULATOR_RUN_BOARD_PROGRAM_H_
 #define SIMULATOR_RUN_BOARD_PROGRAM_H_
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -8,9 +9,14 @@
 
 namespace vam {
 
-/// Exit statuses beyond the program's own.
-constexpr int kNotExecutable = 126;
-constexpr int kNotFound = 127;
+/// A program that does not exist, or that cannot be executed.
+class NotStarted : public std::runtime_error {
+ public:
+  NotStarted(const std::string& program, int errorNumber);
+
+  /// The exit status that shells give to it: 127 or 126.
+  const int status;
+};
 
 /// How a program is put on a board.
 struct BoardProgram {
@@ -26,8 +32,7 @@ struct BoardProgram {
 /// unless it got them with the whole process group. Once the program has ended, these signals end
 /// the waiting for what it left behind. They stay blocked afterwards. When the board loses power,
 /// everything is killed. Returns the program's exit status, or 128 and the number of the signal
-/// that killed it; kNotFound or kNotExecutable, with a line on standard error, when it could not be
-/// started. Throws std::runtime_error.
+/// that killed it. Throws NotStarted, and std::runtime_error for what else goes wrong.
 [[nodiscard]] int RunOnBoard(const BoardProgram& program);
 
 }  // namespace vam

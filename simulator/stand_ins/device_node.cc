@@ -268,7 +268,7 @@ FILE* OpenStream(const char* path, const char* mode, Proceed proceed) {
   return stream;
 }
 
-/// Does the same for a stream that is open. It is closed in any case.
+/// Does the same with a stream that is open, which is closed first in any case.
 template <typename Proceed>
 FILE* ReopenStream(const char* path, const char* mode, FILE* stream, Proceed proceed) {
   bool proceeded = false;
@@ -327,13 +327,18 @@ int AnswerIoctl(const vam::ProbeSection& probe, unsigned long request, void* arg
   return 0;
 }
 
-/// Performs an ioctl on the opening `opening` of the node.
+/// Performs an ioctl on the opening `opening` of the node. A program that has taken the run from
+/// its environment finds no driver.
 int NodeIoctl(std::uint32_t opening, unsigned long request, void* argument) {
   const int errorBefore = errno;
   vam::Run* run = vam::Run::Current();
   const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kIoctl);
-  const int error = fault == nullptr ? AnswerIoctl(run->Description().probe, request, argument)
-                                     : fault->errorNumber;
+  int error = ENOTTY;
+  if (fault != nullptr) {
+    error = fault->errorNumber;
+  } else if (run != nullptr) {
+    error = AnswerIoctl(run->Description().probe, request, argument);
+  }
   const int result = error == 0 ? 0 : -1;
   {
     vam::JournalLine line(vam::PlatformCall::kIoctl);
