@@ -191,7 +191,7 @@ struct RefusedRow {
 };
 
 constexpr RefusedRow kRefused[] = {
-    {"more behind it", "}\n", "}\n\n"},
+    {"more after it", "}\n", "}\n\n"},
     {"no newline", "]}\n", "]}"},
     {"another format", "\"format\":1", "\"format\":2"},
     {"a blank", "{\"format\"", "{ \"format\""},

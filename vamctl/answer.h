@@ -19,8 +19,7 @@ struct FirmwareVersions {
   std::string app;
 };
 
-/// Answer to one command. Members that the command does not bring back, or did not this time, are
-/// left out.
+/// Answer to one command. A member that the command brought nothing for is left out.
 struct Answer {
   /// The subcommand's name.
   std::string command;

@@ -20,8 +20,8 @@ namespace vam {
 [[nodiscard]] nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code);
 
 /// Returns the two lines of a record, "VAM: 7 VAM_RET_INVALID_PARAM" and
-/// "firmware: -11 -ZELK_INVALID_PARAMETER", each after `indent` and without a newline at the end.
-/// A code without a name is shown as the number alone.
+/// "firmware: -11 -ZELK_INVALID_PARAMETER", each indented by `indent`. No newline ends the second
+/// one. A code without a name is shown as the number alone.
 [[nodiscard]] std::string RecordAsText(const VamResult& record, const std::string& indent);
 
 /// Returns {"vam": {"code": 7, "name": ...}, "firmware": {"code": -11, "name": ...}}.

@@ -78,8 +78,8 @@ bool Always(const Request& /*request*/) { return true; }
 
 bool UpdatesChip(const Request& request) { return request.mode == vam::kUpdateAll; }
 
-/// Returns false where the trusted application says that the chip holds no AK record. The lines of
-/// this question are not shown.
+/// Asks the trusted application whether the chip holds an AK record. Returns false only when it
+/// says that there is none. The lines that the exchange prints are not shown.
 bool MayReplaceRecord(const Request& /*request*/) {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   const vam::StandardOutputMoved hidden(nowhere);
