@@ -95,6 +95,6 @@ diff "$work/answer" - <<'TEXT'
 system version: 1.0,17/7,3
 app version: 2.0,10
 TEXT
-for page in vam-update.8 vamctl.1 vam-board.1 vam-image.1; do
+for page in vam-update.8 vam-verdict.1 vamctl.1 vam-board.1 vam-image.1; do
   gunzip --test "$prefix/share/man/man${page#*.}/$page.gz"
 done

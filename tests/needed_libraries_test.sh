@@ -1,9 +1,11 @@
 #!/bin/sh
-# The update tool links libteec, the marshalling library, the C++ runtime and libc, nothing else.
-# Usage: needed_libraries_test.sh TOOL
+# A program links the libraries named here, the C++ runtime and libc, nothing else.
+# Usage: needed_libraries_test.sh PROGRAM [LIBRARY...]
 set -eu
-needed=$(readelf -d "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort | tr '\n' ' ')
-expected="libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1 "
+program=$1
+shift
+needed=$(readelf -d "$program" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | LC_ALL=C sort)
+expected=$(printf '%s\n' libc.so.6 libgcc_s.so.1 libstdc++.so.6 "$@" | LC_ALL=C sort)
 if [ "$needed" != "$expected" ]; then
   echo "needed:   $needed"
   echo "expected: $expected"
