@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything for one ARM architecture and checks the update tool as it would go into an
-# image: its size, its hardening, and the libraries that it asks for. Runs a program of that
-# architecture with the installed library on files that are too large and too late for 32 bits. Then
-# makes the architecture's Debian packages and has lintian judge them.
+# Builds everything for one ARM architecture and checks the update tool and its recorder as they
+# would go into an image: their size, their hardening, and the libraries that they ask for. Runs a
+# program of that architecture with the installed library on files that are too large and too late for
+# 32 bits. Then makes the architecture's Debian packages and has lintian judge them.
 # Usage: arm_test.sh SOURCE IN-PRIVATE-TMP PRESET COMPILER INTERPRETER EMULATOR FLAG...
 # Every compile line must have the flags.
 set -euo pipefail
@@ -21,31 +21,38 @@ cd "$source"
 
 "$source/tests/compile_lines_test.sh" "$source" "$build" "$@"
 
-tool=$build/sbin/vam-update
 # at_most LIMIT NUMBER WHAT
 at_most() {
-  echo "$preset: vam-update $3 $2 bytes"
+  echo "$preset: $3 $2 bytes"
   [ "$2" -le "$1" ] || { echo "more than $1" && exit 1; }
 }
-at_most "$file_limit" "$(stat --format %s "$tool")" "is a file of"
-at_most "${memory_limit[$preset]}" "$(size "$tool" | awk 'NR == 2 { print $4 }')" "takes in memory"
+# expects NAME PATTERN, refuses NAME PATTERN: the program's ELF has, or has not, a line that matches.
+expects() { grep -qE -- "$2" "$build/readelf" || { echo "$program: no $1" && exit 1; }; }
+refuses() { ! grep -E -- "$2" "$build/readelf" || { echo "$program: $1" && exit 1; }; }
 
-readelf --wide --file-header --program-headers --section-headers --dynamic --dyn-syms "$tool" \
-  >"$build/readelf"
-# expects NAME PATTERN, refuses NAME PATTERN: the tool's ELF has, or has not, a line that matches.
-expects() { grep -qE -- "$2" "$build/readelf" || { echo "vam-update: no $1" && exit 1; }; }
-refuses() { ! grep -E -- "$2" "$build/readelf" || { echo "vam-update: $1" && exit 1; }; }
-expects "position-independent code" 'Type: +DYN .*Position-Independent Executable'
-expects "$interpreter" "interpreter: /lib/$interpreter\]"
-expects "relocations made read-only" 'GNU_RELRO'
-expects "binding at start" '\(FLAGS\) +BIND_NOW'
-expects "stack protector" '__stack_chk_fail'
-refuses "an executable stack" 'GNU_STACK.* RWE'
-refuses "symbols that strip removes" '\.symtab'
-
-needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | LC_ALL=C sort | xargs)
-expected="$interpreter libc.so.6 libgcc_s.so.1 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1"
-[ "$needed" = "$expected" ] || { echo "vam-update needs: $needed" && exit 1; }
+# check PROGRAM LIBRARY...: the program is small, hardened, and needs the C++ runtime, libc, these
+# libraries and no other.
+check() {
+  local program=$1 needed
+  shift
+  at_most "$file_limit" "$(stat --format %s "$build/$program")" "$program is a file of"
+  readelf --wide --file-header --program-headers --section-headers --dynamic --dyn-syms \
+    "$build/$program" >"$build/readelf"
+  expects "position-independent code" 'Type: +DYN .*Position-Independent Executable'
+  expects "$interpreter" "interpreter: /lib/$interpreter\]"
+  expects "relocations made read-only" 'GNU_RELRO'
+  expects "binding at start" '\(FLAGS\) +BIND_NOW'
+  expects "stack protector" '__stack_chk_fail'
+  refuses "an executable stack" 'GNU_STACK.* RWE'
+  refuses "symbols that strip removes" '\.symtab'
+  needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$build/readelf" | LC_ALL=C sort | xargs)
+  # What never unwinds leaves libgcc_s to the rest of the C++ runtime.
+  [ "${needed/ libgcc_s.so.1/}" = "$*" ] || { echo "$program needs: $needed" && exit 1; }
+}
+check sbin/vam-update "$interpreter" libc.so.6 libnolv_utility_nwd.so libstdc++.so.6 libteec.so.1
+at_most "${memory_limit[$preset]}" "$(size "$build/sbin/vam-update" | awk 'NR == 2 { print $4 }')" \
+  "vam-update takes in memory"
+check bin/vam-verdict "$interpreter" libc.so.6 libstdc++.so.6
 
 # The update tool calls nothing that FORTIFY guards; the console, built with the same flags, does.
 readelf --wide --dyn-syms "$build/bin/vamctl" >"$build/readelf"
@@ -84,8 +91,8 @@ for name in libvam-dev vam-simulator vam-update vamctl; do
   }
 done
 dpkg-deb --contents "$build"/packages/vam-update_*.deb >"$build/contents"
-for file in usr/sbin/vam-update usr/lib/systemd/system/vam-update.service \
-  usr/share/man/man8/vam-update.8.gz; do
+for file in usr/sbin/vam-update usr/bin/vam-verdict usr/lib/systemd/system/vam-update.service \
+  usr/share/man/man8/vam-update.8.gz usr/share/man/man1/vam-verdict.1.gz; do
   grep -qE " \./$file\$" "$build/contents" || { echo "vam-update has no /$file" && exit 1; }
 done
 lintian --allow-root --fail-on error "$build"/packages/*.deb >"$build/lintian" 2>&1 || {
