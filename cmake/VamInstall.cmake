@@ -1,13 +1,13 @@
-# What is installed where. Components: runtime (the tool), development (libraries and headers),
-# vamctl, simulator (the simulated board).
+# What is installed where, in four components: runtime (the tool), development (libraries and
+# headers), vamctl, and simulator (the simulated board).
 
 set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
 # The stand-ins have the names of a device's libraries, so they stay out of the loader's way.
 set(VAM_SIMULATOR_FOLDER ${CMAKE_INSTALL_LIBDIR}/vam-simulator)
 
 # vam_install_library(TARGET [HEADERS path...])
-# Installs a target for development, as vam::<target without vam_>, with the headers, given from
-# the repository's root, that its users include.
+# Installs a target vam_NAME for development as vam::NAME, with the headers that its users include.
+# They are given from the repository's root.
 function(vam_install_library target)
   cmake_parse_arguments(arg "" "" "HEADERS" ${ARGN})
   string(REGEX REPLACE "^vam_" "" name ${target})
@@ -22,7 +22,7 @@ function(vam_install_library target)
 endfunction()
 
 # vam_install_program(TARGET COMPONENT FOLDER)
-# Installs a program that finds the stand-ins that it was linked with.
+# Installs a program so that it finds the stand-ins that it links.
 function(vam_install_program target component folder)
   if(VAM_ANY_SIMULATED)
     file(RELATIVE_PATH simulator ${CMAKE_INSTALL_FULL_SBINDIR}
@@ -33,8 +33,8 @@ function(vam_install_program target component folder)
 endfunction()
 
 # vam_install_stand_in(TARGET HEADER)
-# Installs a library of the simulated board, and for development the header that stands in for a
-# device's.
+# Installs a stand-in for a device's library, and for development the header that stands in for the
+# library's.
 function(vam_install_stand_in target header)
   string(REGEX REPLACE "^vam_" "" name ${target})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
@@ -51,8 +51,8 @@ function(vam_install_stand_in target header)
 endfunction()
 
 # vam_install_package()
-# Installs what leads to the libraries: headers, CMake package, pkg-config files. Called when every
-# target has been made.
+# Installs what users of the libraries need: the headers, the CMake package and the pkg-config files.
+# REQUIRES: every target has been added.
 function(vam_install_package)
   include(CMakePackageConfigHelpers)
 
@@ -88,7 +88,7 @@ function(vam_install_package)
     DESTINATION ${VAM_PACKAGE_FOLDER}
     COMPONENT development)
 
-  # pkg-config knows the folders from the place of its own file, so that a prefix can be moved.
+  # The pkg-config files name the folders relative to their own, so that a prefix can be moved.
   file(RELATIVE_PATH vam_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   string(REGEX REPLACE "/$" "" vam_prefix ${vam_prefix})
   vam_pkg_config(vam MARSHALLER TEEC)
@@ -98,8 +98,7 @@ function(vam_install_package)
 endfunction()
 
 # vam_pkg_config(NAME LIBRARY...)
-# Installs the pkg-config file of that name, with what the platform libraries ask of a compiler and
-# a linker.
+# Installs the pkg-config file NAME.pc. It passes on the flags that the platform libraries need.
 function(vam_pkg_config name)
   set(platform_flags "")
   set(platform_libraries "")
@@ -123,7 +122,8 @@ function(vam_pkg_config name)
           COMPONENT development)
 endfunction()
 
-# Makes FILE.gz of a file of the current binary folder, the same bytes each time.
+# vam_compress(FILE)
+# Makes FILE.gz of a file in the current binary folder. The same file gives the same bytes.
 function(vam_compress file)
   execute_process(COMMAND gzip -9 --no-name --force --keep ${file}
                   WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE result)

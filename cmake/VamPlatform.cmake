@@ -1,5 +1,5 @@
-# Where a build takes the closed platform libraries from: the simulated board, or
-# a device's SDK. Each library can be chosen on its own.
+# Where a build takes the closed platform libraries from: the simulated board, or a device's SDK.
+# Each library can be chosen on its own.
 
 set(VAM_PLATFORM simulated CACHE STRING "Platform libraries: simulated, or device (from an SDK)")
 set_property(CACHE VAM_PLATFORM PROPERTY STRINGS simulated device)
@@ -31,8 +31,8 @@ option(VAM_UPDATE_TOOL_ONLY
 include(VamPlatformLibrary)
 
 # vam_platform_library(TARGET LIBRARY TITLE HEADER LIBRARY_NAME)
-# Defines the interface target of one closed library, simulated or found in the SDK under the names
-# VAM_<LIBRARY>_HEADER and VAM_<LIBRARY>_LIBRARY.
+# Adds the interface target of one closed library: the stand-in, or what the SDK has under the names
+# VAM_<LIBRARY>_HEADER and VAM_<LIBRARY>_LIBRARY, which default to HEADER and LIBRARY_NAME.
 function(vam_platform_library target library title header name)
   add_library(${target} INTERFACE)
   set(VAM_${library}_HEADER ${header} CACHE STRING "Header of the ${title}")

@@ -1,8 +1,8 @@
 # vam_find_platform_library(LIBRARY TITLE)
-# Looks for the header VAM_<LIBRARY>_HEADER and the library VAM_<LIBRARY>_LIBRARY of a device's SDK
-# in CMAKE_PREFIX_PATH and the sysroot. VAM_<LIBRARY>_INCLUDE_DIR and VAM_<LIBRARY>_LIBRARY_FILE
-# hold what was found and may be given instead. VAM_<LIBRARY>_MISSING tells what is missing and what
-# to do, and is empty when nothing is. The installed CMake package looks in the same way.
+# Looks in CMAKE_PREFIX_PATH and the sysroot for the header VAM_<LIBRARY>_HEADER and the library
+# VAM_<LIBRARY>_LIBRARY of a device's SDK. VAM_<LIBRARY>_INCLUDE_DIR and VAM_<LIBRARY>_LIBRARY_FILE
+# hold what was found, and may be given instead. VAM_<LIBRARY>_MISSING says what is missing and what
+# to do; it is empty when nothing is. The installed CMake package calls this function too.
 function(vam_find_platform_library library title)
   set(missing "")
   find_path(VAM_${library}_INCLUDE_DIR NAMES ${VAM_${library}_HEADER}

@@ -1,10 +1,10 @@
-# The ways in which this project makes its targets: one place for the language
-# level, the warnings and the include roots.
+# How this project adds its targets: one place for the language level, the warnings and the include
+# roots.
 
-# Makes the given paths of the repository (folders or single headers) the only
-# ones that `target` and whoever links it can include from here. Every target
-# has an include root of its own, filled with links, so an include of a folder
-# whose target is not linked does not build.
+# vam_expose(TARGET path...)
+# Lets TARGET, and the targets that link it, include the given folders or single headers of this
+# repository. Every target has an include root of its own, filled with links, so an include from a
+# folder whose target is not linked does not build.
 function(vam_expose target)
   get_target_property(type ${target} TYPE)
   set(scope PUBLIC)
@@ -12,7 +12,8 @@ function(vam_expose target)
     set(scope INTERFACE)
   endif()
   set(root ${PROJECT_BINARY_DIR}/include-roots/${target})
-  # An older link to a folder would lead the links below it into the source tree.
+  # A link to a folder may remain from an earlier configuration. Links made below it would end up in
+  # the source tree.
   file(REMOVE_RECURSE ${root})
   foreach(path IN LISTS ARGN)
     get_filename_component(parent ${root}/${path} DIRECTORY)
@@ -22,8 +23,9 @@ function(vam_expose target)
   target_include_directories(${target} ${scope} $<BUILD_INTERFACE:${root}>)
 endfunction()
 
-# Compiles a target as C++17, whatever the compiler's default is, with warnings as errors. Users of a
-# library may take a later standard.
+# vam_strict(TARGET)
+# Compiles TARGET as C++17, whatever the compiler's default is, with warnings as errors. A library's
+# users may take a later standard.
 function(vam_strict target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(
@@ -31,8 +33,8 @@ function(vam_strict target)
                          POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    # Without these, stat fails for a file of 2 GiB or with a time after 2038. The C library refuses
-    # the second without the first, and one older than glibc 2.34 ignores it.
+    # Without these, stat fails for a file of 2 GiB and for a time after 2038. glibc takes the second
+    # only with the first, and ignores it before 2.34.
     target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
   endif()
 endfunction()
@@ -59,7 +61,7 @@ function(vam_add_executable name)
 endfunction()
 
 # vam_add_test(NAME SOURCES ... [EXPOSE path...] [LINK lib...])
-# A GoogleTest program that CTest runs under its own name.
+# Adds a GoogleTest program, which CTest runs under its own name.
 function(vam_add_test name)
   if(NOT BUILD_TESTING)
     return()

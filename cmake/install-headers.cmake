@@ -1,5 +1,5 @@
-# Fills ${staging}/vam with the headers of the list ${headers}, given from the repository's root
-# ${source}. Installed headers include each other from the folder "vam".
+# Copies the headers of the list ${headers} from the repository's root ${source} to ${staging}/vam.
+# Installed headers include each other from the folder "vam".
 cmake_policy(VERSION 3.18)
 file(REMOVE_RECURSE ${staging})
 foreach(header IN LISTS headers)

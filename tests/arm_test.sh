@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything for one ARM architecture and checks the update tool and its recorder as they
 # would go into an image: their size, their hardening, and the libraries that they ask for. Runs a
-# program of that architecture with the installed library on files that are too large and too late for
-# 32 bits. Then makes the architecture's Debian packages and has lintian judge them.
+# program that links the installed library, in an emulator, on a file whose size and one whose time
+# exceeds 32 bits. Then makes the architecture's Debian packages and has lintian judge them.
 # Usage: arm_test.sh SOURCE IN-PRIVATE-TMP PRESET COMPILER INTERPRETER EMULATOR FLAG...
 # Every compile line must have the flags.
 set -euo pipefail
@@ -54,7 +54,7 @@ at_most "${memory_limit[$preset]}" "$(size "$build/sbin/vam-update" | awk 'NR ==
   "vam-update takes in memory"
 check bin/vam-verdict "$interpreter" libc.so.6 libstdc++.so.6
 
-# The update tool calls nothing that FORTIFY guards; the console, built with the same flags, does.
+# The update tool calls nothing that FORTIFY guards. vamctl does, and is built with the same flags.
 readelf --wide --dyn-syms "$build/bin/vamctl" >"$build/readelf"
 grep -qE '__v?(f|sn)printf_chk' "$build/readelf" || { echo "vamctl: no FORTIFY" && exit 1; }
 
@@ -83,7 +83,7 @@ cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.lo
   exit 1
 }
 for name in libvam-dev vam-simulator vam-update vamctl; do
-  # Not its like in the folder where CPack staged it.
+  # The folder in which CPack stages it has one of the same name.
   package=$(find "$build/packages" -maxdepth 1 -name "${name}_*.deb")
   [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || {
     echo "no $name of $preset"

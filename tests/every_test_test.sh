@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Every *_test.cc and *_test.sh of the tree is run by CTest: a test that nobody builds passes
-# unnoticed.
+# CTest runs every *_test.cc and *_test.sh of the tree. Otherwise nobody would notice a test that is
+# not built.
 # Usage: every_test_test.sh SOURCE BUILD CTEST
 set -euo pipefail
 

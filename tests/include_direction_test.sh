@@ -132,12 +132,14 @@ while IFS=';' read -r room target folders; do
         break
       fi
     done
-    [ "$allowed" = yes ] || fail "tests/rooms does not let $room include $header, and the build lets $target"
+    [ "$allowed" = yes ] ||
+      fail "tests/rooms does not let $room include $header, and the build lets $target"
   done
 done <"$targets"
 for room in "${!found[@]}"; do
   for included in ${direct[$room]}; do
-    [[ "${found[$room]} " == *" $included "* ]] || fail "$room includes $included, and the build lets no target of it"
+    [[ "${found[$room]} " == *" $included "* ]] ||
+      fail "$room includes $included, and the build lets no target of it"
   done
 done
 [ "${#found[@]}" -ge 10 ] || fail "only ${#found[@]} rooms have targets"

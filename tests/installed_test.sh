@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build, moves the prefix, builds a program against it through find_package and again
-# through pkg-config, and runs both, and the installed tool, on a simulated board.
+# Installs a build and moves the prefix. Builds a program against it through find_package and again
+# through pkg-config. Runs both programs and the installed tools on a simulated board.
 # Usage: installed_test.sh SOURCE BUILD WORK COMPILER IN-PRIVATE-TMP
 set -euo pipefail
 source=$1 build=$2 work=$3 compiler=$4 in_private_tmp=$5
@@ -57,8 +57,7 @@ mkdir "$work/by-pkg-config"
 eval "$compiler -std=c++17 -Wall -Wextra -Wpedantic -Werror $work/consumer/*.cc" \
   "$(pkg-config --cflags --libs vam-util vam)" -o "$work/by-pkg-config/consumer"
 
-# on_board PROGRAM...: runs it where its status files do not meet this machine's; they are listed
-# behind its console.
+# on_board PROGRAM...: runs it with a /tmp of its own, and shows the status files after its console.
 on_board() {
   PREFIX=$prefix "$in_private_tmp" bash -euc '
     "$PREFIX/bin/vam-board" run --board update-needed -- "$@"

@@ -2,7 +2,7 @@
 # Checks the manual pages: they format without a warning, bear the release's version and date, and
 # name the commands and options that the programs' own help names, no more and no less.
 # Usage: man_pages_test.sh SOURCE PAGES VERSION DATE PROGRAM...
-# Each program besides the first, which takes no arguments, has a --help.
+# Each program has a --help, but for the first, which takes no arguments.
 set -euo pipefail
 pages=$2 version=$3 date=$4
 shift 4
@@ -12,7 +12,7 @@ fail() {
   exit 1
 }
 
-# format PAGE: as text without hyphenation, a paragraph a line.
+# format PAGE: shows it as text without hyphenation, a paragraph a line.
 format() {
   LC_ALL=C MANROFFSEQ='' MANWIDTH=1000 man --warnings=w -E ascii --nh --nj -P cat -l "$1"
 }
@@ -43,7 +43,7 @@ for program in "$@"; do
   while read -r command; do
     "$program" "$command" --help >>"$work/help"
   done <"$work/commands"
-  # The page's own options; those of other programs stand in its examples.
+  # The examples also have the options of other programs.
   sed '/^EXAMPLES/,$d' "$work/$name" >"$work/page"
   diff <(options "$work/help") <(options "$work/page") || fail "$name: options differ from the help"
   sed -n '/^COMMANDS/,/^[A-Z]/s/^       \([a-z-]\{2,\}\).*/\1/p' "$work/page" | LC_ALL=C sort -u \

@@ -1,5 +1,5 @@
 #!/bin/sh
-# A program links the libraries named here, the C++ runtime and libc, nothing else.
+# A program needs the libraries named here, the C++ runtime and libc, nothing else.
 # Usage: needed_libraries_test.sh PROGRAM [LIBRARY...]
 set -eu
 program=$1

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages of this machine's architecture, has lintian judge them, and installs,
-# runs and purges them in a bare system.
+# Builds the Debian packages of this machine's architecture and has lintian judge them. Installs, runs
+# and purges them in a bare system.
 # Usage: packages_test.sh SOURCE WORK IN-PRIVATE-TMP
 set -euo pipefail
 source=$1 work=$2 in_private_tmp=$3
@@ -18,7 +18,7 @@ lintian --allow-root --fail-on error "$work"/packages/*.deb >"$work/lintian" 2>&
   exit 1
 }
 
-# The bare system: Debian's essential packages, and what the packages name as their needs.
+# The bare system has Debian's essential packages and what these packages need by their own account.
 needs=$(for package in "$work"/packages/*.deb; do dpkg-deb --field "$package" Depends; done |
   tr ',' '\n' | sed 's/(.*//; s/ //g' | grep -vxE 'vam-simulator|lib.*-dev' | sort -u | paste -sd ,)
 bare=$work/bare-$(echo "$needs" | md5sum | cut -c 1-8).tar

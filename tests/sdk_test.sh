@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Ports the system to a made-up device: makes an SDK in a folder of its own, checks that whatever is
-# missing from it is named, then builds the tool against it with the preset `device` and runs it.
+# Ports the system to a made-up device. Makes an SDK in a folder of its own, and checks that the
+# configuration names whatever the SDK lacks. Then builds the tool against it with the preset `device`
+# and runs it.
 # Usage: sdk_test.sh SOURCE WORK COMPILER IN-PRIVATE-TMP
 set -euo pipefail
 source=$1 work=$2 compiler=$3 in_private_tmp=$4
@@ -15,8 +16,8 @@ for library in teec nolv_utility_nwd; do
 done
 "$compiler" -std=c++17 -Wall -Werror -shared -fPIC "$source/tests/sdk/node.cc" -o "$work/libnode.so"
 
-# configure BUILD ROOT OPTION... : from the beginning, except for what is known of the compiler.
-# Nothing of this machine is looked at, as with a real SDK.
+# configure BUILD ROOT OPTION... : from the beginning, but for what is known of the compiler. As with
+# a real SDK, CMake looks at nothing of this machine.
 configure() {
   rm -f "$1/CMakeCache.txt"
   cmake -S "$source" -B "$1" --preset device -DCMAKE_CXX_COMPILER="$compiler" \
@@ -76,7 +77,7 @@ configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_cli
   cat "$work/configure.log"
   exit 1
 }
-# What a header lacks fails in the seam check, before anything else that needs it is compiled.
+# A gap in a header fails in the seam check, before anything else that needs the header is compiled.
 sed -i.whole 's/PrepareReset/Rewind/' "$sdk/include/CNolvWsm.h"
 if cmake --build "$build" --parallel 2 -- -k 0 >"$work/broken.log" 2>&1; then
   echo "the tool builds with a marshaller without PrepareReset"
@@ -146,7 +147,7 @@ TEXT
 diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
 [ "$status" = 0 ]
 
-# The header's name reaches who uses the installed libraries, and so does what the SDK must have.
+# The installed CMake package asks for the SDK too, and knows the header's name.
 cmake --install "$build" --prefix "$work/installed" --component development >"$work/install.log"
 rm -rf "$work/consumer"
 consume() {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks the boot service as systemd reads it, and the condition that docs/service.md gives to
-# services that depend on it.
+# Has systemd check the boot service, and tries the condition that docs/service.md gives to services
+# that depend on it.
 # Usage: service_test.sh SOURCE BUILD WORK
 set -euo pipefail
 source=$1 build=$2 work=$3
@@ -24,12 +24,12 @@ systemd-analyze security --offline=true --threshold=11 "$unit" >"$work/security"
 }
 tail -n 1 "$work/security"
 
-# The documented condition, on files of this test in place of the real ones.
+# The documented condition, with files of this test in place of the real ones.
 condition=$(sed -n "s/^ExecCondition=.*sh -c '\(.*\)'$/\1/p" "$source/docs/service.md")
 [ -n "$condition" ] || { echo "docs/service.md has no ExecCondition" && exit 1; }
 condition=${condition//\/tmp\/VAM_OK/$work/VAM_OK}
 condition=${condition//\/run\/vam-update/$work/runtime}
-# judged NAME EXPECTED: what the condition says of the files as they stand.
+# judged NAME EXPECTED: tries the condition on the files as they are now.
 judged() {
   local verdict=refused
   if sh -c "$condition"; then verdict=verified; fi

@@ -1,5 +1,5 @@
-# What the toolchain files of Debian's cross compilers share: the libraries are those of Debian's
-# packages for the architecture, in a folder of their own beside the builds.
+# What the toolchain files of Debian's cross compilers share. The libraries come from Debian's packages
+# for the architecture, which are unpacked in a folder beside the builds.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
 
@@ -14,7 +14,7 @@ if(NOT in_try_compile)
       optee-client-dev ${more_packages}
     RESULT_VARIABLE result)
   if(NOT result EQUAL 0)
-    message(FATAL_ERROR "Debian's ${debian_architecture} packages could not be fetched; see above.")
+    message(FATAL_ERROR "Debian's packages for ${debian_architecture} could not be fetched; the reason is above.")
   endif()
 endif()
 
@@ -23,5 +23,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-# Headers that differ between architectures, which the compiler expects in its own root.
+# Debian keeps the headers that differ between architectures here. The compiler looks for them in its
+# own root only.
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${packages_root}/usr/include/${triplet})

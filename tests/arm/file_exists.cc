@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-// Says of each of its arguments whether the installed library sees such a file.
+// Says for each argument whether the installed library sees a file of that name.
 
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {

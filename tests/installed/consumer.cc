@@ -13,7 +13,7 @@
 #include <iostream>
 #include <string>
 
-// A program of somebody else's that uses each of the installed libraries once.
+// Somebody else's program, which uses each of the installed libraries once.
 
 int main() {
   std::cout << IsVamSupported() << std::endl;

@@ -5,7 +5,7 @@
 #include <cstdarg>
 #include <cstring>
 
-// Preloaded before the tool: the made-up device's kernel driver, on a descriptor of /dev/null.
+// Preloaded into the tool: the made-up device's kernel driver, on a descriptor of /dev/null.
 
 namespace {
 int node = -1;

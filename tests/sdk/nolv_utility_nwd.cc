@@ -3,7 +3,7 @@
 #include "CNolvWsm.h"
 #include "tee_client_api.h"
 
-// Values stand one behind the other in the block, without tags.
+// The block holds the values one after the other, without tags.
 
 CNolvWsm::CNolvWsm(void* sharedMemory, int version) : position(0) {
   const auto* record = static_cast<const TEEC_SharedMemory*>(sharedMemory);

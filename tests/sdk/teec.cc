@@ -4,8 +4,8 @@
 
 #include "tee_client_api.h"
 
-// The made-up SDK's TEE client, with its trusted application behind it. Whatever arrives in another
-// place or with another value than the API says is refused.
+// The made-up SDK's TEE client and trusted application. They refuse whatever arrives in another
+// place or with another value than the API says.
 
 namespace {
 

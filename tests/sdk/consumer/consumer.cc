@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// A program for the made-up device. The application is not the VAM's, which the SDK refuses.
+// A program for the made-up device. It asks for another application than the VAM's, and is refused.
 
 int main() {
   TEEC_UUID uuid{};

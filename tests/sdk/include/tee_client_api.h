@@ -1,5 +1,5 @@
 /* TEE client API of a made-up SDK: the standard's names, and records that are laid out unlike any
- * other's, with members of its own before, between and behind the standard's. */
+ * other's, with members of its own before, between and after the standard's. */
 #ifndef SDK_TEE_CLIENT_API_H_
 #define SDK_TEE_CLIENT_API_H_
 
