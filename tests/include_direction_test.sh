@@ -23,23 +23,32 @@ room_of() {
   echo "${BASH_REMATCH[1]}"
 }
 
-# The list: entries[ROOM] is what the room may include.
-declare -A entries
+# The list: entries[ROOM] is what the room may include. The build lets it include the contract when
+# contracted[ROOM] is set, because of itself or of a room that it includes.
+contract=" $(sed -n 's/^contract = //p' tests/rooms) "
+declare -A entries contracted
 rooms=()
 while IFS=: read -r room list; do
-  [[ $room != \#* ]] || continue
   for entry in $list; do
-    [ -n "${entries[$(room_of "$entry")]+listed}" ] || fail "tests/rooms: $room stands above $entry"
+    if [ "$entry" = contract ] || [ -n "${contracted[$entry]-}" ]; then
+      contracted[$room]=yes
+    fi
+    [ "$entry" = contract ] || [ -n "${entries[$(room_of "$entry")]+listed}" ] ||
+      fail "tests/rooms: $room stands above $entry"
   done
   entries[$room]=$list
   rooms+=("$room")
-done <tests/rooms
+done < <(grep '^[a-z_/]*:' tests/rooms)
+for room in $(for file in */*.cc */*/*.cc; do room_of "$file"; done | sort -u); do
+  [[ $room =~ ^(bench|build|fuzz|tests)$ ]] || [ -n "${entries[$room]+listed}" ] ||
+    fail "tests/rooms does not list $room"
+done
 
 # entry_for ROOM PATH: the entry that lets the room include the path, or nothing.
 entry_for() {
   local entry
   for entry in ${entries[$1]}; do
-    if [[ $2 == "$entry" || $2 == "$entry"/* ]]; then
+    if [[ $2 == "$entry" || $2 == "$entry"/* || $entry == contract && $contract == *" $2 "* ]]; then
       echo "$entry"
       return
     fi
@@ -65,23 +74,6 @@ along() {
   done
 }
 
-# The single headers of the list and what comes with them are one contract. The build lets the whole
-# contract in where a room includes of it, and where it includes such a room.
-contract=" "
-declare -A contracted
-for room in "${rooms[@]}"; do
-  for entry in ${entries[$room]}; do
-    if [ -f "$entry" ]; then
-      reached=([$entry]=yes)
-      along "$entry"
-      contract+="${!reached[*]} "
-      contracted[$room]=yes
-    elif [ -n "${contracted[$entry]-}" ]; then
-      contracted[$room]=yes
-    fi
-  done
-done
-
 # direct[ROOM] is what its sources include of other rooms, and visible[ROOM] what comes with it.
 declare -A direct visible
 for room in "${rooms[@]}"; do
@@ -99,7 +91,9 @@ for room in "${rooms[@]}"; do
       reached=([$included]=yes)
       along "$included"
       for header in "${!reached[@]}"; do
-        if [ -z "${contracted[$room]-}" ] || [[ $contract != *" $header "* ]]; then
+        if [ -f "$entry" ]; then
+          visible[$room]+=" $header"
+        elif [ -z "${contracted[$room]-}" ] || [[ $contract != *" $header "* ]]; then
           visible[$room]+=" $(room_of "$header")"
         fi
       done
@@ -116,6 +110,7 @@ for header in $(find "${rooms[@]}" tests -name '*.h' | LC_ALL=C sort -u); do
 done >"$work/every_header"
 declare -A found
 while IFS=';' read -r room target folders; do
+  [ -n "${entries[$room]+listed}" ] || continue
   options=()
   IFS=';' read -ra list <<<"$folders"
   for folder in "${list[@]}"; do
