@@ -374,6 +374,17 @@ TEST_F(DeviceNodeTest, ClosedStandardStreams_ChangeNothing) {
   }
 }
 
+/// What the launcher prints there goes nowhere, and not into its own files.
+TEST_F(DeviceNodeTest, ClosedStandardStreams_AreNoneOfTheLaunchersFiles) {
+  const std::string look =
+      "for i in 0 1 2; do readlink /proc/$PPID/fd/$i; done >" + Path("descriptors");
+  Words command = {"/bin/sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"};
+  const Words launch = OnBoard("update-needed", {"/bin/sh", "-c", look});
+  command.insert(command.end(), launch.begin(), launch.end());
+  EXPECT_EQ(Capture(command, BoardEnvironment()).status, 0);
+  EXPECT_EQ(ReadFile(Path("descriptors")), "/dev/null\n/dev/null\n/dev/null\n");
+}
+
 TEST_F(DeviceNodeTest, ClosedStandardOutput_TakesNothingIntoTheJournal) {
   const std::string probe = std::string(VAM_NODE_PROBE) + " " + kNode + " open open";
   RunShell(probe);

@@ -111,6 +111,15 @@ void WaitUntil(const std::function<bool()>& holds) {
   }
 }
 
+/// Returns what /proc says of a process under `name`.
+std::string Status(pid_t process, const std::string& name) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/status");
+  std::string line;
+  while (std::getline(file, line) && line.rfind(name + ":\t", 0) != 0) {
+  }
+  return line.substr(std::min(line.size(), name.size() + 2));
+}
+
 bool Runs(pid_t process) { return fs::exists("/proc/" + std::to_string(process)); }
 
 void OwnGroup() { setpgid(0, 0); }
@@ -187,22 +196,30 @@ TEST_F(SignalTest, ProgramThatWaitsInOpen_IsEnded) {
   const std::string file = PrivateTmp::Folder() + "/process";
   RunningLauncher launcher(OnNoVam(Shell("echo $$ >" + file + "; echo started; exec cat " + fifo)));
   ASSERT_EQ(launcher.ReadLine(), "started");
-  const std::string status = "/proc/" + std::to_string(std::stol(*ReadFile(file))) + "/stat";
+  const auto program = static_cast<pid_t>(std::stol(*ReadFile(file)));
   WaitUntil([&] {
-    std::ifstream stat(status);
-    std::string line;
-    std::getline(stat, line);
-    return line.find(" (cat) S ") != std::string::npos;
+    return Status(program, "Name") == "cat" && Status(program, "State") == "S (sleeping)";
   });
   kill(launcher.Process(), SIGTERM);
   EXPECT_EQ(launcher.Status(), 128 + SIGTERM);
 }
 
 TEST_F(SignalTest, SignalThatTheCallerIgnores_IsIgnored) {
-  RunningLauncher launcher(OnNoVam(Shell("kill -HUP $$; kill -HUP $PPID; echo unharmed")),
+  const std::string fifo = PrivateTmp::Folder() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  RunningLauncher launcher(OnNoVam(Shell("kill -HUP $$; echo $$; cat " + fifo + " & exit 3")),
                            [] { std::signal(SIGHUP, SIG_IGN); });
-  EXPECT_EQ(launcher.ReadLine(), "unharmed");
-  EXPECT_EQ(launcher.Status(), 0);
+  const auto program = static_cast<pid_t>(std::stol(launcher.ReadLine()));
+  WaitUntil([&] { return !Runs(program); });
+  // It does not end the waiting for what the program left behind either.
+  kill(launcher.Process(), SIGHUP);
+  WaitUntil([&] {
+    return Status(launcher.Process(), "ShdPnd") == "0000000000000000" &&
+           Status(launcher.Process(), "State").front() != 'R';
+  });
+  EXPECT_EQ(Status(launcher.Process(), "State"), "S (sleeping)");
+  std::ofstream(fifo) << "";
+  EXPECT_EQ(launcher.Status(), 3);
 }
 
 TEST_F(SignalTest, CallerThatIgnoresTheEndOfChildren_GetsTheStatusAllTheSame) {
@@ -227,6 +244,24 @@ TEST_F(SignalTest, SignalAfterTheProgramsEnd_EndsTheWaiting) {
   kill(launcher.Process(), SIGTERM);
   EXPECT_EQ(launcher.Status(), 3);
   std::ofstream(fifo) << "";
+}
+
+TEST_F(SignalTest, SignalsThatComeWithTheProgramsEnd_KeepTheStatusAndTheFolderIsRemoved) {
+  const std::string fifo = PrivateTmp::Folder() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  RunningLauncher launcher(OnNoVam(Shell("echo $$; cat " + fifo + "; exit 4")));
+  const auto program = static_cast<pid_t>(std::stol(launcher.ReadLine()));
+  kill(launcher.Process(), SIGSTOP);
+  WaitUntil([&] { return Status(launcher.Process(), "State") == "T (stopped)"; });
+  kill(launcher.Process(), SIGHUP);
+  kill(launcher.Process(), SIGINT);
+  kill(launcher.Process(), SIGTERM);
+  std::ofstream(fifo) << "";
+  WaitUntil([&] { return Status(program, "State") == "Z (zombie)"; });
+  kill(launcher.Process(), SIGCONT);
+  EXPECT_EQ(launcher.Status(), 4);
+  fs::remove(fifo);
+  EXPECT_TRUE(fs::is_empty(PrivateTmp::Folder()));
 }
 
 TEST(PowerCutTest, EndsEveryProgramOfTheRun) {
