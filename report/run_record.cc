@@ -240,19 +240,6 @@ std::string CodeInWords(const char* label, std::int32_t code, const std::string&
   return Formatted("%s%d%s%s", label, code, name.empty() ? "" : " ", Printable(name).c_str());
 }
 
-/// Says what the entries do not.
-std::string EndInWords(const RunRecord& record) {
-  if (record.outcome == RunOutcome::kVerified) {
-    return Formatted("the chip runs the image's firmware, system version %s.",
-                     Printable(record.version).c_str());
-  }
-  if (record.outcome == RunOutcome::kFilesNotWritten) {
-    return "the run ended, and the status files do not hold its verdict.";
-  }
-  return record.signal == 0 ? Formatted("the run ended with status %d.", record.status)
-                            : Formatted("signal %d ended the run.", record.signal);
-}
-
 }  // namespace
 
 const char* RunOutcomeName(RunOutcome outcome) { return kOutcomeNames[static_cast<int>(outcome)]; }
@@ -280,9 +267,21 @@ bool ReadRunRecord(const std::string& json, RunRecord& record) {
   return text.IsWhole() && RunRecordAsJson(record) == json;
 }
 
+std::string RunEndInWords(const RunRecord& record) {
+  const char* name = RunOutcomeName(record.outcome);
+  if (record.outcome == RunOutcome::kVerified) {
+    return Formatted("%s: the chip runs the image's firmware, system version %s.", name,
+                     Printable(record.version).c_str());
+  }
+  if (record.outcome == RunOutcome::kFilesNotWritten) {
+    return Formatted("%s: the run ended, and the status files do not hold its verdict.", name);
+  }
+  return record.signal == 0 ? Formatted("%s: the run ended with status %d.", name, record.status)
+                            : Formatted("%s: signal %d ended the run.", name, record.signal);
+}
+
 std::string RunRecordInWords(const RunRecord& record) {
-  std::string words =
-      Formatted("%s: %s", RunOutcomeName(record.outcome), EndInWords(record).c_str());
+  std::string words = RunEndInWords(record);
   for (const StatusEntry& entry : record.entries) {
     words += ' ';
     words += Printable(entry.meaning);

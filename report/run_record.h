@@ -87,6 +87,9 @@ struct RunRecord {
 [[nodiscard]] std::string NoRecordAsJson(const std::string& reason);
 
 /// Returns how the run ended in one line of printable ASCII, without a newline at the end.
+[[nodiscard]] std::string RunEndInWords(const RunRecord& record);
+
+/// The same with what each entry says, in the same line.
 [[nodiscard]] std::string RunRecordInWords(const RunRecord& record);
 
 }  // namespace vam

@@ -13,11 +13,14 @@
 
 #include "tests/support/board_run.h"
 #include "tests/support/outcome.h"
-#include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
+#include "tests/support/recorded_run.h"
 
 namespace vam {
 namespace {
+
+constexpr char kFromFiles[] =
+    "vamctl: no run was recorded in this boot; this is what the status files say\n";
 
 struct VerdictRow {
   const char* name;
@@ -152,17 +155,17 @@ class VerdictCommand : public ::testing::TestWithParam<VerdictRow> {};
 
 TEST_P(VerdictCommand, AfterRuns_SaysWhatTheyLeft) {
   const VerdictRow& row = GetParam();
-  const PrivateTmp tmp;
+  const PrivateRun run;
   for (const std::string& board : row.runs) {
     ASSERT_NE(Capture(OnBoard(board, {UpdateTool()}), BoardEnvironment()).status, 125);
   }
   const Output text = Capture({Vamctl(), "verdict"}, BoardEnvironment());
   EXPECT_EQ(text.standardOutput, row.text);
-  EXPECT_EQ(text.standardError, "");
+  EXPECT_EQ(text.standardError, kFromFiles);
   EXPECT_EQ(text.status, 0);
   const Output json = Capture({Vamctl(), "verdict", "--json"}, BoardEnvironment());
   EXPECT_EQ(json.standardOutput, row.json);
-  EXPECT_EQ(json.standardError, "");
+  EXPECT_EQ(json.standardError, kFromFiles);
   EXPECT_EQ(json.status, 0);
 }
 
@@ -173,7 +176,7 @@ TEST(VerdictOfFiles, EveryBoardsFiles_AreUnderstood) {
   int boards = 0;
   for (const auto& board : std::filesystem::directory_iterator(VAM_EXPECTATIONS)) {
     SCOPED_TRACE(board.path());
-    const PrivateTmp tmp;
+    const PrivateRun run;
     const Outcome left = ExpectedOutcome(board.path().stem());
     if (left.errorFile) {
       WriteFile("/tmp/VAM_FAIL", *left.errorFile);
@@ -196,14 +199,14 @@ TEST(VerdictOfFiles, EveryBoardsFiles_AreUnderstood) {
 std::string UnclearVerdict() {
   const Output output = Capture({Vamctl(), "verdict"}, BoardEnvironment());
   EXPECT_EQ(output.status, 1);
-  EXPECT_EQ(output.standardError, "");
+  EXPECT_EQ(output.standardError, kFromFiles);
   const std::string start = "verdict: unclear: the files do not tell how the last run ended\n";
   EXPECT_EQ(output.standardOutput.substr(0, start.size()), start);
   return output.standardOutput.substr(std::min(start.size(), output.standardOutput.size()));
 }
 
 TEST(VerdictOfFiles, Directories_AreUnclear) {
-  const PrivateTmp tmp;
+  const PrivateRun run;
   ASSERT_EQ(mkdir("/tmp/VAM_OK", 0777), 0);
   ASSERT_EQ(mkdir("/tmp/VAM_FAIL", 0777), 0);
   EXPECT_EQ(UnclearVerdict(),
@@ -212,13 +215,13 @@ TEST(VerdictOfFiles, Directories_AreUnclear) {
 }
 
 TEST(VerdictOfFiles, Pipe_IsUnclearAtOnce) {
-  const PrivateTmp tmp;
+  const PrivateRun run;
   ASSERT_EQ(mkfifo("/tmp/VAM_FAIL", 0666), 0);
   EXPECT_EQ(UnclearVerdict(), "problem: /tmp/VAM_FAIL: cannot be read: not a regular file\n");
 }
 
 TEST(VerdictOfFiles, OtherContents_AreUnclearAndEscaped) {
-  const PrivateTmp tmp;
+  const PrivateRun run;
   WriteFile("/tmp/VAM_OK", "");
   WriteFile("/tmp/VAM_FAIL", std::string("\0\x1b]0;title\a\n", 11));
   EXPECT_EQ(UnclearVerdict(),
@@ -229,7 +232,7 @@ TEST(VerdictOfFiles, OtherContents_AreUnclearAndEscaped) {
 }
 
 TEST(VerdictOfFiles, HugeLine_IsCutInText) {
-  const PrivateTmp tmp;
+  const PrivateRun run;
   WriteFile("/tmp/VAM_FAIL", "");
   ASSERT_EQ(truncate("/tmp/VAM_FAIL", off_t{1} << 40), 0);
   std::string shown;
@@ -244,7 +247,7 @@ TEST(VerdictOfFiles, HugeLine_IsCutInText) {
 }
 
 TEST(VerdictOfFiles, HugeLine_IsWholeInJson) {
-  const PrivateTmp tmp;
+  const PrivateRun run;
   const std::string line(60000, 'l');
   WriteFile("/tmp/VAM_FAIL", line + "\n");
   const Output output = Capture({Vamctl(), "verdict", "--json"}, BoardEnvironment());
@@ -252,6 +255,80 @@ TEST(VerdictOfFiles, HugeLine_IsWholeInJson) {
             R"({"verdict":"unclear","version":null,"entries":[{"message":")" + line +
                 R"(","meaning":"The update tool writes no such line."}],"problems":[]})"
                 "\n");
+  EXPECT_EQ(output.status, 1);
+}
+
+/// Runs `vamctl verdict` after a run that was recorded.
+Output RecordedVerdict(const std::vector<std::string>& options = {}) {
+  std::vector<std::string> command = {Vamctl(), "verdict"};
+  command.insert(command.end(), options.begin(), options.end());
+  return Capture(command, BoardEnvironment());
+}
+
+TEST(VerdictOfRecord, RecordedRun_SaysItsOutcomeAndItsEntriesAlone) {
+  if (!PrivateTmp::HasOtherUsers()) {
+    GTEST_SKIP() << "what root does not own is not trusted";
+  }
+  const PrivateRun run;
+  EXPECT_EQ(RecordOnBoard("no-vam").status, 0);
+  EXPECT_EQ(RecordOnBoard("mode-3-failing").status, 255);
+  // Written by hand since, and no part of the recorded run.
+  WriteFile("/tmp/VAM_OK", "Updated FW version: 9.9 \n");
+  const Output text = RecordedVerdict();
+  EXPECT_EQ(text.standardOutput,
+            "verdict: update failed: the run ended with status 255.\n"
+            "entries of this run:\n"
+            "- The update of the chip (mode 3) failed.\n"
+            "  vam_updateFW failed: \n"
+            "  code: -65536, 0xFFFF0000 TEEC_ERROR_GENERIC\n"
+            "  VAM: 0 VAM_RET_SUCCESS\n"
+            "  firmware: 0 ZELK_NO_ERROR\n");
+  EXPECT_EQ(text.standardError, "");
+  EXPECT_EQ(text.status, 0);
+  const Output json = RecordedVerdict({"--json"});
+  EXPECT_EQ(json.standardOutput,
+            R"({"verdict":"update failed","version":null,"entries":[)"
+            R"({"message":"vam_updateFW failed: ",)"
+            R"("meaning":"The update of the chip (mode 3) failed.","code":-65536,)"
+            R"("result":{"code":4294901760,"name":"TEEC_ERROR_GENERIC"},)"
+            R"("record":{"vam":{"code":0,"name":"VAM_RET_SUCCESS"},)"
+            R"("firmware":{"code":0,"name":"ZELK_NO_ERROR"}}}],"problems":[]})"
+            "\n");
+  EXPECT_EQ(json.standardError, "");
+}
+
+TEST(VerdictOfRecord, VerifiedRun_SaysWhatVamVerdictSays) {
+  if (!PrivateTmp::HasOtherUsers()) {
+    GTEST_SKIP() << "what root does not own is not trusted";
+  }
+  const PrivateRun run;
+  ASSERT_EQ(mkdir("/tmp/VAM_FAIL", 0755), 0);
+  EXPECT_EQ(RecordOnBoard("update-needed").status, 0);
+  const std::string said = RecordedVerdict().standardOutput;
+  const std::string start = "verdict: " + Ask().standardOutput;
+  EXPECT_EQ(said.substr(0, start.size()), start);
+  EXPECT_EQ(
+      said.substr(start.size()).rfind("problem: /tmp/VAM_FAIL was a folder of user 0; moved", 0),
+      0U);
+  EXPECT_EQ(
+      RecordedVerdict({"--json"})
+          .standardOutput.rfind(
+              R"({"verdict":"verified","version":"1.1,04/7,3","entries":[],"problems":["/tmp/VAM_FAIL)",
+              0),
+      0U);
+}
+
+TEST(VerdictOfRecord, RecordThatIsNotTrusted_IsSaidAndFails) {
+  if (!PrivateTmp::HasOtherUsers()) {
+    GTEST_SKIP() << "what root does not own is not trusted";
+  }
+  const PrivateRun run;
+  EXPECT_EQ(RecordOnBoard("update-needed").status, 0);
+  ASSERT_EQ(chmod("/run/vam-update/verdict.json", 0666), 0);
+  const Output output = RecordedVerdict();
+  EXPECT_EQ(output.standardError,
+            "vamctl: /run/vam-update/verdict.json: others may write to it; this is what the status "
+            "files say\n");
   EXPECT_EQ(output.status, 1);
 }
 

@@ -19,6 +19,7 @@
 
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
+#include "report/last_run.h"
 #include "report/status_reader.h"
 #include "report/tee_codes.h"
 #include "util/console_line.h"
@@ -280,10 +281,20 @@ vam::Answer Send(const Request& request) {
   return answer;
 }
 
+/// Tells the record of this boot's last run. Without one, tells what the status files say, and that
+/// it does.
 int TellVerdict(bool asJson) {
+  const vam::LastRun run = vam::ReadLastRun();
+  if (run.state == vam::LastRun::State::kEnded) {
+    vam::PrintLine(asJson ? vam::VerdictAsJson(run.record) : vam::VerdictAsText(run.record));
+    return 0;
+  }
+  const bool isNone = run.state == vam::LastRun::State::kNone;
+  std::fprintf(stderr, "vamctl: %s; this is what the status files say\n",
+               isNone ? "no run was recorded in this boot" : run.problem.c_str());
   const vam::Verdict verdict = vam::ReadVerdict();
   vam::PrintLine(asJson ? vam::VerdictAsJson(verdict) : vam::VerdictAsText(verdict));
-  return verdict.outcome == vam::Outcome::kUnclear ? kFailed : 0;
+  return isNone && verdict.outcome != vam::Outcome::kUnclear ? 0 : kFailed;
 }
 
 int Perform(int argc, char** argv) {

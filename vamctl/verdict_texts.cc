@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "report/status_reader.h"
 #include "report/texts.h"
@@ -41,11 +43,16 @@ std::string OutcomeInWords(const Verdict& verdict) {
   }
 }
 
+/// Whether the entry's code is of the TEE. Of an entry in a record only the code's name tells it.
+bool HasTeeCode(const StatusEntry& entry) {
+  return entry.hasTeeCode || entry.codeName.rfind("TEEC_", 0) == 0;
+}
+
 std::string EntryInWords(const StatusEntry& entry) {
   std::string text = "\n- " + entry.meaning + "\n  " + Printable(entry.message);
   if (entry.code) {
     text += "\n  code: " + std::to_string(*entry.code);
-    if (entry.hasTeeCode) {
+    if (HasTeeCode(entry)) {
       text += ", " + TeeCodeAsText(static_cast<std::uint32_t>(*entry.code));
     }
   }
@@ -59,7 +66,7 @@ nlohmann::ordered_json EntryAsJson(const StatusEntry& entry) {
   nlohmann::ordered_json json = {{"message", Escaped(entry.message)}, {"meaning", entry.meaning}};
   if (entry.code) {
     json["code"] = *entry.code;
-    if (entry.hasTeeCode) {
+    if (HasTeeCode(entry)) {
       json["result"] = TeeCodeAsJson(static_cast<std::uint32_t>(*entry.code));
     }
   }
@@ -69,33 +76,69 @@ nlohmann::ordered_json EntryAsJson(const StatusEntry& entry) {
   return json;
 }
 
-}  // namespace
-
-std::string VerdictAsText(const Verdict& verdict) {
-  std::string text = "verdict: " + OutcomeInWords(verdict);
-  for (const std::string& problem : verdict.problems) {
+std::string AsText(const std::string& verdict, const std::vector<std::string>& problems,
+                   const char* heading, const std::vector<StatusEntry>& entries) {
+  std::string text = "verdict: " + verdict;
+  for (const std::string& problem : problems) {
     text += "\nproblem: " + problem;
   }
-  if (!verdict.entries.empty()) {
-    text += "\nlast entries, the newest last:";
-    for (const StatusEntry& entry : verdict.entries) {
+  if (!entries.empty()) {
+    text += heading;
+    for (const StatusEntry& entry : entries) {
       text += EntryInWords(entry);
     }
   }
   return text;
 }
 
-std::string VerdictAsJson(const Verdict& verdict) {
-  nlohmann::ordered_json json = {{"verdict", OutcomeName(verdict.outcome)}, {"version", nullptr}};
-  if (verdict.version) {
-    json["version"] = Escaped(*verdict.version);
+std::string AsJson(const char* verdict, const std::optional<std::string>& version,
+                   const std::vector<std::string>& problems,
+                   const std::vector<StatusEntry>& entries) {
+  nlohmann::ordered_json json = {{"verdict", verdict}, {"version", nullptr}};
+  if (version) {
+    json["version"] = Escaped(*version);
   }
   json["entries"] = nlohmann::ordered_json::array();
-  for (const StatusEntry& entry : verdict.entries) {
+  for (const StatusEntry& entry : entries) {
     json["entries"].push_back(EntryAsJson(entry));
   }
-  json["problems"] = verdict.problems;
+  json["problems"] = problems;
   return json.dump();
+}
+
+/// Returns the record's problems, and what was moved out of the tool's way.
+std::vector<std::string> ProblemsOf(const RunRecord& record) {
+  std::vector<std::string> problems;
+  for (const MovedFile& moved : record.moved) {
+    problems.push_back(Escaped(moved.path + " was " + moved.was + "; moved to " + moved.movedTo));
+  }
+  for (const std::string& problem : record.problems) {
+    problems.push_back(Escaped(problem));
+  }
+  return problems;
+}
+
+}  // namespace
+
+std::string VerdictAsText(const Verdict& verdict) {
+  return AsText(OutcomeInWords(verdict), verdict.problems,
+                "\nlast entries, the newest last:", verdict.entries);
+}
+
+std::string VerdictAsJson(const Verdict& verdict) {
+  return AsJson(OutcomeName(verdict.outcome), verdict.version, verdict.problems, verdict.entries);
+}
+
+std::string VerdictAsText(const RunRecord& record) {
+  return AsText(RunEndInWords(record), ProblemsOf(record),
+                "\nentries of this run:", record.entries);
+}
+
+std::string VerdictAsJson(const RunRecord& record) {
+  const bool isVerified = record.outcome == RunOutcome::kVerified;
+  return AsJson(RunOutcomeName(record.outcome),
+                isVerified ? std::optional<std::string>(record.version) : std::nullopt,
+                ProblemsOf(record), record.entries);
 }
 
 }  // namespace vam

@@ -3,10 +3,11 @@
 
 #include <string>
 
+#include "report/run_record.h"
 #include "report/status_reader.h"
 
-// The verdict of the status files as vamctl shows it: as text for people, and as one line of JSON
-// for programs.
+// The verdict of a run, from its record or from the status files alone, as vamctl shows it: as text
+// for people, and as one line of JSON for programs.
 
 namespace vam {
 
@@ -15,6 +16,10 @@ namespace vam {
 
 /// Returns `verdict` as one JSON object on one line, without a newline at the end.
 [[nodiscard]] std::string VerdictAsJson(const Verdict& verdict);
+
+/// Return the same of a run's record. The outcome is the record's.
+[[nodiscard]] std::string VerdictAsText(const RunRecord& record);
+[[nodiscard]] std::string VerdictAsJson(const RunRecord& record);
 
 }  // namespace vam
 
