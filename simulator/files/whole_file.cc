@@ -50,13 +50,13 @@ bool WriteAll(int descriptor, const char* bytes, std::size_t size) {
   return true;
 }
 
-/// Writes a new file that outlives a power failure.
-bool WriteDraft(const std::string& path, const void* bytes, std::size_t size) {
+bool WriteDraft(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (descriptor < 0) {
     return false;
   }
-  if (!WriteAll(descriptor, static_cast<const char*>(bytes), size) || fsync(descriptor) != 0) {
+  if (!WriteAll(descriptor, static_cast<const char*>(bytes), size) ||
+      (keeping == Keeping::kThroughPowerFailure && fsync(descriptor) != 0)) {
     return FailAfter([&] {
       close(descriptor);
       unlink(path.c_str());
@@ -84,9 +84,9 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   return bytes;
 }
 
-bool ReplaceFile(const std::string& path, const void* bytes, std::size_t size) {
+bool ReplaceFile(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
   const std::string draft = path + ".new";
-  if (!WriteDraft(draft, bytes, size)) {
+  if (!WriteDraft(draft, bytes, size, keeping)) {
     return false;
   }
   if (std::rename(draft.c_str(), path.c_str()) != 0) {

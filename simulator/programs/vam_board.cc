@@ -100,7 +100,9 @@ int RunProgram(const std::string& board, const std::string& state, const std::st
   const vam::TemporaryFolder folder(kRunFolders);
   const std::string stateFolder =
       state.empty() ? folder.Path() + "/chip" : fs::absolute(state).string();
-  vam::PrepareStateFolder(stateFolder, description, FolderOf(file));
+  vam::PrepareStateFolder(
+      stateFolder, description, FolderOf(file),
+      state.empty() ? vam::Keeping::kWhilePowered : vam::Keeping::kThroughPowerFailure);
   const std::string journalFile = journal.empty() ? "" : StartJournal(journal);
   vam::Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
 
@@ -160,7 +162,8 @@ void ShowBoard(const std::string& board, const std::string& state) {
   std::string memory = vam::ChipMemoryIn(state);
   if (state.empty() || !fs::exists(memory)) {
     // The chip as a first run would find it.
-    vam::PrepareStateFolder(folder.Path(), description, FolderOf(file));
+    vam::PrepareStateFolder(folder.Path(), description, FolderOf(file),
+                            vam::Keeping::kWhilePowered);
     memory = vam::ChipMemoryIn(folder.Path());
   }
   text += vam::DescribeChip(memory);

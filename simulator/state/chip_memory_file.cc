@@ -5,8 +5,6 @@
 #include <optional>
 #include <string>
 
-#include "simulator/files/whole_file.h"
-
 namespace vam {
 
 bool ChipMemoryFile::Load(void* bytes, std::uint32_t size) {
@@ -19,7 +17,7 @@ bool ChipMemoryFile::Load(void* bytes, std::uint32_t size) {
 }
 
 bool ChipMemoryFile::Save(const void* bytes, std::uint32_t size) {
-  return ReplaceFile(path, bytes, size);
+  return ReplaceFile(path, bytes, size, keeping);
 }
 
 }  // namespace vam

@@ -5,14 +5,17 @@
 #include <string>
 #include <utility>
 
+#include "simulator/files/whole_file.h"
 #include "simulator/model/environment.h"
 
 namespace vam {
 
-/// The chip's memory in a file. Each write replaces the whole file or leaves it as it was.
+/// The chip's memory in a file. Each write replaces the whole file or leaves it as it was, also
+/// through a power failure unless `kept` says otherwise.
 class ChipMemoryFile final : public ChipMemoryStore {
  public:
-  explicit ChipMemoryFile(std::string file) : path(std::move(file)) {}
+  explicit ChipMemoryFile(std::string file, Keeping kept = Keeping::kThroughPowerFailure)
+      : path(std::move(file)), keeping(kept) {}
 
   bool Load(void* bytes, std::uint32_t size) override;
   /// When it returns false, errno tells why.
@@ -20,6 +23,7 @@ class ChipMemoryFile final : public ChipMemoryStore {
 
  private:
   std::string path;
+  Keeping keeping;
 };
 
 }  // namespace vam

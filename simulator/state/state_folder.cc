@@ -23,8 +23,8 @@ namespace vam {
 
 namespace {
 
-void Write(const std::string& path, const void* bytes, std::size_t size) {
-  if (!ReplaceFile(path, bytes, size)) {
+void Write(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
+  if (!ReplaceFile(path, bytes, size, keeping)) {
     throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno) +
                              "; give a folder that you can write to with --state");
   }
@@ -87,9 +87,9 @@ void MarkAsUpdated(ChipMemory& memory, const std::string& imageFile, Digest& dig
 }
 
 void MakeChip(const ChipSection& section, const std::string& memoryFile,
-              const std::string& imageFile) {
+              const std::string& imageFile, Keeping keeping) {
   if (section.state == ChipSection::State::kDamaged) {
-    Write(memoryFile, "damaged", 7);
+    Write(memoryFile, "damaged", 7, keeping);
     return;
   }
   Sha256Digest digest;
@@ -110,7 +110,7 @@ void MakeChip(const ChipSection& section, const std::string& memoryFile,
   } else {
     MarkAsUpdated(memory, imageFile, digest);
   }
-  ChipMemoryFile store(memoryFile);
+  ChipMemoryFile store(memoryFile, keeping);
   if (!SaveChipMemory(store, digest, *stored)) {
     throw std::runtime_error(memoryFile + ": cannot be written: " + std::strerror(errno) +
                              "; give a folder that you can write to with --state");
@@ -124,7 +124,7 @@ std::string ChipMemoryIn(const std::string& folder) { return folder + "/chip.mem
 std::string FirmwareImageIn(const std::string& folder) { return folder + "/firmware.img"; }
 
 void PrepareStateFolder(const std::string& folder, const Board& board,
-                        const std::string& boardFolder) {
+                        const std::string& boardFolder, Keeping keeping) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) {
@@ -137,10 +137,11 @@ void PrepareStateFolder(const std::string& folder, const Board& board,
     std::filesystem::remove(imageFile, error);
   } else {
     const std::vector<std::uint8_t> image = MakeImage(board.image, boardFolder);
-    Write(imageFile, image.data(), image.size());
+    // Every run makes it anew.
+    Write(imageFile, image.data(), image.size(), Keeping::kWhilePowered);
   }
   if (!std::filesystem::exists(memoryFile, error)) {
-    MakeChip(board.chip, memoryFile, imageFile);
+    MakeChip(board.chip, memoryFile, imageFile, keeping);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "simulator/board/board.h"
+#include "simulator/files/whole_file.h"
 
 namespace vam {
 
@@ -15,9 +16,11 @@ namespace vam {
 
 /// Prepares `folder`, created when missing, for a run on `board`: writes the firmware image as the
 /// board has it, and the chip's memory where there is none yet. An image file of the board is
-/// looked up relative to `boardFolder`. Throws std::runtime_error, with a line for the user.
+/// looked up relative to `boardFolder`. A chip that is made is kept as `keeping` says. Throws
+/// std::runtime_error, with a line for the user.
 void PrepareStateFolder(const std::string& folder, const Board& board,
-                        const std::string& boardFolder);
+                        const std::string& boardFolder,
+                        Keeping keeping = Keeping::kThroughPowerFailure);
 
 }  // namespace vam
 
