@@ -11,33 +11,33 @@ namespace vam {
 namespace {
 
 struct NamedCall {
-  PlatformCall call;
   std::string_view name;
+  PlatformCall call;
   CallFailure failure;
 };
 
 constexpr NamedCall kCalls[] = {
-    {PlatformCall::kInitializeContext, "TEEC_InitializeContext", CallFailure::kTeeResult},
-    {PlatformCall::kFinalizeContext, "TEEC_FinalizeContext", CallFailure::kNone},
-    {PlatformCall::kOpenSession, "TEEC_OpenSession", CallFailure::kTeeResultAndOrigin},
-    {PlatformCall::kCloseSession, "TEEC_CloseSession", CallFailure::kNone},
-    {PlatformCall::kAllocateSharedMemory, "TEEC_AllocateSharedMemory", CallFailure::kTeeResult},
-    {PlatformCall::kReleaseSharedMemory, "TEEC_ReleaseSharedMemory", CallFailure::kNone},
-    {PlatformCall::kInvokeCommand, "TEEC_InvokeCommand", CallFailure::kTeeResultAndOrigin},
-    {PlatformCall::kMakeMarshaller, "CNolvWsm::CNolvWsm", CallFailure::kNone},
-    {PlatformCall::kDestroyMarshaller, "CNolvWsm::~CNolvWsm", CallFailure::kNone},
-    {PlatformCall::kPutInt, "CNolvWsm::PutInt", CallFailure::kWithoutReason},
-    {PlatformCall::kPutUint, "CNolvWsm::PutUint", CallFailure::kWithoutReason},
-    {PlatformCall::kPutBlob, "CNolvWsm::PutBlob", CallFailure::kWithoutReason},
-    {PlatformCall::kPrepareReset, "CNolvWsm::PrepareReset", CallFailure::kNone},
-    {PlatformCall::kGetInt, "CNolvWsm::GetInt", CallFailure::kWithoutReason},
-    {PlatformCall::kGetUint, "CNolvWsm::GetUint", CallFailure::kWithoutReason},
-    {PlatformCall::kGetBlob, "CNolvWsm::GetBlob", CallFailure::kWithoutReason},
-    {PlatformCall::kOpen, "open", CallFailure::kErrorNumber},
-    {PlatformCall::kIoctl, "ioctl", CallFailure::kErrorNumber},
-    {PlatformCall::kClose, "close", CallFailure::kNone},
-    {PlatformCall::kVconfGetStr, "vconf_get_str", CallFailure::kWithoutReason},
-    {PlatformCall::kSystemInfoGetValueString, "system_info_get_value_string",
+    {"TEEC_InitializeContext", PlatformCall::kInitializeContext, CallFailure::kTeeResult},
+    {"TEEC_FinalizeContext", PlatformCall::kFinalizeContext, CallFailure::kNone},
+    {"TEEC_OpenSession", PlatformCall::kOpenSession, CallFailure::kTeeResultAndOrigin},
+    {"TEEC_CloseSession", PlatformCall::kCloseSession, CallFailure::kNone},
+    {"TEEC_AllocateSharedMemory", PlatformCall::kAllocateSharedMemory, CallFailure::kTeeResult},
+    {"TEEC_ReleaseSharedMemory", PlatformCall::kReleaseSharedMemory, CallFailure::kNone},
+    {"TEEC_InvokeCommand", PlatformCall::kInvokeCommand, CallFailure::kTeeResultAndOrigin},
+    {"CNolvWsm::CNolvWsm", PlatformCall::kMakeMarshaller, CallFailure::kNone},
+    {"CNolvWsm::~CNolvWsm", PlatformCall::kDestroyMarshaller, CallFailure::kNone},
+    {"CNolvWsm::PutInt", PlatformCall::kPutInt, CallFailure::kWithoutReason},
+    {"CNolvWsm::PutUint", PlatformCall::kPutUint, CallFailure::kWithoutReason},
+    {"CNolvWsm::PutBlob", PlatformCall::kPutBlob, CallFailure::kWithoutReason},
+    {"CNolvWsm::PrepareReset", PlatformCall::kPrepareReset, CallFailure::kNone},
+    {"CNolvWsm::GetInt", PlatformCall::kGetInt, CallFailure::kWithoutReason},
+    {"CNolvWsm::GetUint", PlatformCall::kGetUint, CallFailure::kWithoutReason},
+    {"CNolvWsm::GetBlob", PlatformCall::kGetBlob, CallFailure::kWithoutReason},
+    {"open", PlatformCall::kOpen, CallFailure::kErrorNumber},
+    {"ioctl", PlatformCall::kIoctl, CallFailure::kErrorNumber},
+    {"close", PlatformCall::kClose, CallFailure::kNone},
+    {"vconf_get_str", PlatformCall::kVconfGetStr, CallFailure::kWithoutReason},
+    {"system_info_get_value_string", PlatformCall::kSystemInfoGetValueString,
      CallFailure::kNegativeNumber},
 };
 

@@ -28,8 +28,9 @@
 #include <vector>
 
 extern "C" {
-// The C library has no declarations of these.
+// The C library does not declare all of these without FORTIFY.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(readability-redundant-declaration): headers differ in which of them they declare
 int __open_2(const char*, int);
 int __open64_2(const char*, int);
 int __openat_2(int, const char*, int);
@@ -37,6 +38,7 @@ int __openat64_2(int, const char*, int);
 ssize_t __readlink_chk(const char*, char*, size_t, size_t);
 ssize_t __readlinkat_chk(int, const char*, char*, size_t, size_t);
 char* __realpath_chk(const char*, char*, size_t);
+// NOLINTEND(readability-redundant-declaration)
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 }
 
@@ -181,7 +183,7 @@ std::string Link(ssize_t length, const char* target) {
 }
 
 std::string Resolved(char* resolved) {
-  const std::string text = resolved == nullptr ? ErrorName() : resolved;
+  std::string text = resolved == nullptr ? ErrorName() : resolved;
   free(resolved);
   return text;
 }
@@ -311,6 +313,7 @@ std::string WithoutOpening() {
 std::string InThreads() {
   std::atomic<int> right{0};
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 100; ++round) {
@@ -564,9 +567,10 @@ int main(int argc, char** argv) {
     std::for_each(std::begin(kSteps), std::end(kSteps), &Perform);
   }
   for (int i = 2; i < argc; ++i) {
-    int descriptor = -1;
-    if (sscanf(argv[i], "use-%d", &descriptor) == 1) {
-      printf("inherited: %s\n", FlagOf(descriptor).c_str());
+    constexpr char kUse[] = "use-";
+    if (strncmp(argv[i], kUse, strlen(kUse)) == 0) {
+      const long descriptor = strtol(argv[i] + strlen(kUse), nullptr, 10);
+      printf("inherited: %s\n", FlagOf(static_cast<int>(descriptor)).c_str());
     } else if (!PerformByName(argv[i])) {
       fprintf(stderr, "node_probe: no step %s\n", argv[i]);
       return 2;
