@@ -16,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Returns the number of a process that starts `text`; 0 where there is none.
+pid_t NumberAt(const char* text) { return static_cast<pid_t>(std::strtol(text, nullptr, 10)); }
+
 /// Returns the parent of the process whose folder in /proc is `folder`, or 0.
 pid_t ParentOf(const fs::path& folder) {
   std::ifstream file(folder / "stat");
@@ -23,7 +26,7 @@ pid_t ParentOf(const fs::path& folder) {
   std::getline(file, status);
   // The number, the name in parentheses, which may hold anything, the state, the parent.
   const std::size_t nameEnd = status.rfind(") ");
-  return nameEnd == std::string::npos ? 0 : std::atoi(status.c_str() + nameEnd + 4);
+  return nameEnd == std::string::npos ? 0 : NumberAt(status.c_str() + nameEnd + 4);
 }
 
 }  // namespace
@@ -33,7 +36,7 @@ std::vector<pid_t> DescendantsOf(pid_t ancestor) {
   std::error_code ignored;
   for (fs::directory_iterator entry("/proc", ignored), end; entry != end;
        entry.increment(ignored)) {
-    const pid_t process = std::atoi(entry->path().filename().c_str());
+    const pid_t process = NumberAt(entry->path().filename().c_str());
     if (process != 0) {
       children.emplace(ParentOf(entry->path()), process);
     }

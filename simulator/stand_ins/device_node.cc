@@ -119,7 +119,7 @@ struct NodeFile {
     if (folder == nullptr || strlen(folder) + sizeof vam::kNodeFile > sizeof path) {
       return;
     }
-    strcat(strcpy(path, folder), vam::kNodeFile);
+    snprintf(path, sizeof path, "%s%s", folder, vam::kNodeFile);
     onBoard = true;
     present = Next().fstatat(AT_FDCWD, path, &status, 0) == 0;
   }
@@ -153,7 +153,8 @@ bool LiesInDev(int folder, const char* path, const char* name) {
   if (length >= sizeof parent) {
     return false;
   }
-  strcpy(static_cast<char*>(mempcpy(parent, path, length)), length == 0 ? "." : "");
+  snprintf(parent, sizeof parent, "%.*s", static_cast<int>(length == 0 ? 1 : length),
+           length == 0 ? "." : path);
   struct stat found;
   struct stat dev;
   return Next().fstatat(folder, parent, &found, 0) == 0 &&
@@ -388,7 +389,10 @@ char* RealPath(const char* path, Proceed proceed) {
   }
   char* resolved = proceed(Node().path);
   // The run's file has the longer name.
-  return resolved == nullptr ? nullptr : strcpy(resolved, kVamDeviceNode);
+  if (resolved != nullptr) {
+    memcpy(resolved, kVamDeviceNode, sizeof kVamDeviceNode);
+  }
+  return resolved;
 }
 
 }  // namespace
@@ -572,7 +576,7 @@ ssize_t llistxattr(const char* path, char* names, size_t size) noexcept {
 
 // What programs call that were built with _FORTIFY_SOURCE, and, after them, what programs call that
 // were built before version 2.33 of the C library.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 int __open_2(const char* path, int flags) {
   return OpenAt(AT_FDCWD, path, flags,
                 [=](const char* place) { return Next().openChecked(place, flags); });
@@ -637,7 +641,7 @@ int __fxstatat(int /*version*/, int folder, const char* path, struct stat* statu
 int __fxstatat64(int /*version*/, int folder, const char* path, struct stat64* status, int flags) {
   return StatAt(folder, path, status, flags);
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 }  // extern "C"
 #pragma GCC visibility pop
