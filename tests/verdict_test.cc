@@ -185,7 +185,7 @@ TEST_F(VerdictTest, Record_OfARun_HasItsModesAndClocks) {
   EXPECT_TRUE(Has(RecordText(), "\"boot_id\":\"" + bootId + "\""));
   const std::string text = RecordText();
   const auto numberAfter = [&text](const std::string& label, std::size_t from) {
-    return std::atoll(text.c_str() + text.find(label, from) + label.size());
+    return std::strtoll(text.c_str() + text.find(label, from) + label.size(), nullptr, 10);
   };
   const std::size_t end = text.find("\"end\":");
   double uptime = 0;

@@ -48,8 +48,8 @@ TEST_F(JournalLineTest, Line_IsOneObject) {
 }
 
 TEST_F(JournalLineTest, CallOfAMethod_IsNamedWithoutItsClass) {
-  JournalLine(&journal, PlatformCall::kPutInt);
-  JournalLine(&journal, PlatformCall::kDestroyMarshaller);
+  JournalLine(&journal, PlatformCall::kPutInt).ChangedBy(nullptr);
+  JournalLine(&journal, PlatformCall::kDestroyMarshaller).ChangedBy(nullptr);
   EXPECT_EQ(Written(), "{\"call\":\"PutInt\"}\n{\"call\":\"~CNolvWsm\"}\n");
 }
 
