@@ -362,6 +362,7 @@ TEST_F(LeftOverTest, AnotherUsersFolder_Stays) {
 /// Runs that begin and end at the same time remove nothing of each other's.
 TEST_F(LeftOverTest, ManyRunsAtOnce_AllSucceed) {
   std::vector<std::thread> threads;
+  threads.reserve(4);
   std::atomic<int> succeeded{0};
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {

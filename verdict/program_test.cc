@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "report/run_record.h"
+#include "report/texts.h"
 #include "tests/support/private_tmp.h"
 
 namespace vam {
@@ -17,6 +18,7 @@ namespace {
 
 RunRecord RunWords(std::vector<std::string> words, int blocked = 0) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) {
     arguments.push_back(word.data());
   }
@@ -86,12 +88,11 @@ TEST(RunProgramTest, End_WhereChildrenAreIgnored_IsSeen) {
 
 TEST(RunProgramTest, Signal_ThatEndsAProcess_IsSentOnAndEndsNothingHere) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-    const std::string name = std::to_string(signal);
     // The program has this process as its parent.
-    const RunRecord caught = RunScript("trap 'exit 7' " + name + "; kill -" + name +
-                                       " $PPID; while :; do sleep 0.01; done");
+    const std::string script = Formatted("kill -%d $PPID; while :; do sleep 0.01; done", signal);
+    const RunRecord caught = RunScript(Formatted("trap 'exit 7' %d; %s", signal, script.c_str()));
     EXPECT_EQ(caught.status, 7) << signal;
-    const RunRecord ended = RunScript("kill -" + name + " $PPID; while :; do sleep 0.01; done");
+    const RunRecord ended = RunScript(script);
     EXPECT_EQ(ended.signal, signal);
   }
 }

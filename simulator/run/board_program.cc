@@ -120,8 +120,9 @@ bool IsInPath(const std::string& name) {
   std::istringstream folders(path == nullptr ? "" : path);
   std::string folder;
   while (std::getline(folders, folder, ':')) {
+    folder += "/" + name;
     struct stat status;
-    if (stat((folder + "/" + name).c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+    if (stat(folder.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
       return true;
     }
   }
