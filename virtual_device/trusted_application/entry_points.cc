@@ -72,11 +72,11 @@ class TeeDigest final : public Digest {
   TEE_OperationHandle operation = TEE_HANDLE_NULL;
 };
 
-TEE_Result Invoke(uint32_t command, uint32_t types, TEE_Param* parameters) {
+TEE_Result Invoke(uint32_t command, uint32_t types, TEE_Param* params) {
   if (command >= kFirstTestCommand) {
-    return RunTestCommand(command, types, parameters);
+    return RunTestCommand(command, types, params);
   }
-  const auto& block = parameters[0].memref;
+  const auto& block = params[0].memref;
   if (types != TEE_PARAM_TYPES(TEE_PARAM_TYPE_MEMREF_INOUT, TEE_PARAM_TYPE_NONE,
                                TEE_PARAM_TYPE_NONE, TEE_PARAM_TYPE_NONE) ||
       block.size < kFirstValue) {
@@ -101,16 +101,15 @@ TEE_Result TA_CreateEntryPoint() { return TEE_SUCCESS; }
 
 void TA_DestroyEntryPoint() {}
 
-TEE_Result TA_OpenSessionEntryPoint(uint32_t /*types*/, TEE_Param* /*parameters*/,
-                                    void** /*session*/) {
+TEE_Result TA_OpenSessionEntryPoint(uint32_t /*types*/, TEE_Param* /*params*/, void** /*session*/) {
   return TEE_SUCCESS;
 }
 
 void TA_CloseSessionEntryPoint(void* /*session*/) {}
 
 TEE_Result TA_InvokeCommandEntryPoint(void* /*session*/, uint32_t command, uint32_t types,
-                                      TEE_Param* parameters) {
-  return vam::Invoke(command, types, parameters);
+                                      TEE_Param* params) {
+  return vam::Invoke(command, types, params);
 }
 
 /// The compiler names this function in every abstract class; nothing calls it.
