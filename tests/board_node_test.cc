@@ -164,7 +164,7 @@ TEST_F(DeviceNodeTest, OtherSpellingsOfThePath_AreTheNode) {
         << path;
   }
   EXPECT_EQ(
-      RunShell(std::string("cd /dev && ") + VAM_NODE_PROBE + " zelkshield open").standardOutput,
+      RunShell(std::string("cd /dev && '") + VAM_NODE_PROBE + "' zelkshield open").standardOutput,
       "open: flag 1, closed\n");
 }
 
@@ -344,7 +344,7 @@ TEST_F(DeviceNodeTest, ProgramsOwnPreload_IsKeptAndChildrenHaveBoth) {
   environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   const Output output = Capture(
       OnBoard("update-needed", {"/bin/sh", "-c", "/bin/sh -c 'echo $LD_PRELOAD'"}), environment);
-  EXPECT_THAT(output.standardOutput, testing::EndsWith("/libvam_device_node.so:libdl.so.2\n"));
+  EXPECT_THAT(output.standardOutput, testing::EndsWith("libvam_device_node.so:libdl.so.2\n"));
 }
 
 /// Every combination of standard streams that a caller may have closed.
@@ -386,7 +386,7 @@ TEST_F(DeviceNodeTest, ClosedStandardStreams_AreNoneOfTheLaunchersFiles) {
 }
 
 TEST_F(DeviceNodeTest, ClosedStandardOutput_TakesNothingIntoTheJournal) {
-  const std::string probe = std::string(VAM_NODE_PROBE) + " " + kNode + " open open";
+  const std::string probe = "'" + std::string(VAM_NODE_PROBE) + "' " + kNode + " open open";
   RunShell(probe);
   const std::string journal = Journal();
   RunShell("exec " + probe + " <&- >&- 2>&-");

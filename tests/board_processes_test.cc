@@ -269,8 +269,8 @@ TEST(PowerCutTest, EndsEveryProgramOfTheRun) {
   // One sibling in the program's group, one in a session of its own whose parent has ended.
   const Output output =
       Capture(OnBoard("power-cut-during-update",
-                      Shell("sleep 20 & (setsid sh -c 'sleep 20; echo apart' &) ; " + UpdateTool() +
-                            " >/dev/null; echo survived")),
+                      Shell("sleep 20 & (setsid sh -c 'sleep 20; echo apart' &) ; '" +
+                            UpdateTool() + "' >/dev/null; echo survived")),
               BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGKILL);
   EXPECT_EQ(output.standardOutput, "");
@@ -280,7 +280,7 @@ TEST(PowerCutTest, ReachesAProgramThatHasEndedTooLate) {
   const PrivateTmp tmp;
   const Output output =
       Capture(OnBoard("power-cut-during-update",
-                      Shell("(" + UpdateTool() + " >/dev/null; echo survived) & exit 4")),
+                      Shell("('" + UpdateTool() + "' >/dev/null; echo survived) & exit 4")),
               BoardEnvironment());
   EXPECT_EQ(output.status, 4);
   EXPECT_EQ(output.standardOutput, "");

@@ -54,8 +54,9 @@ export PKG_CONFIG_PATH
   "$(sed -n 's/.*PACKAGE_VERSION "\(.*\)".*/\1/p' "$(find "$prefix" -name vam-config-version.cmake)" | sed -n 1p)" ]
 mkdir "$work/by-pkg-config"
 # The flags are words of a command line, quotes included.
-eval "$compiler -std=c++17 -Wall -Wextra -Wpedantic -Werror $work/consumer/*.cc" \
-  "$(pkg-config --cflags --libs vam-util vam)" -o "$work/by-pkg-config/consumer"
+flags=$(pkg-config --cflags --libs vam-util vam)
+(cd "$work/consumer" && eval "$compiler -std=c++17 -Wall -Wextra -Wpedantic -Werror *.cc $flags" \
+  -o ../by-pkg-config/consumer)
 
 # on_board PROGRAM...: runs it with a /tmp of its own, and shows the status files after its console.
 on_board() {

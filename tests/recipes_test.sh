@@ -42,7 +42,7 @@ TEXT
 work=$1 source=$2
 mount -t tmpfs -o mode=755 none /run
 export PATH=$work/prefix/bin:$work/prefix/sbin:$PATH
-sed -i "s#^/usr/bin/#$work/prefix/bin/#" "$work/condition"
+sed -i "s#^/usr/bin/\([^ ]*\)#\"$work/prefix/bin/\1\"#" "$work/condition"
 
 # expect STATE CONDITION SHELL C++ PYTHON: what each recipe says, the condition by its exit status.
 expect() {

@@ -16,9 +16,9 @@ unit() {
   local folder=$work/$1
   shift
   mkdir -p "$folder/vam-update.service.d"
-  sed "s#^ExecStart=[^ ]*/vam-verdict #ExecStart=$build/bin/vam-verdict #; s# -- .*/vam-update\$# -- $build/sbin/vam-update#" \
+  sed "s#^ExecStart=[^ ]*/vam-verdict #ExecStart=\"$build/bin/vam-verdict\" #; s# -- .*/vam-update\$# -- \"$build/sbin/vam-update\"#" \
     "$build/packaging/vam-update.service" >"$folder/vam-update.service"
-  grep -q "^ExecStart=$build/bin/vam-verdict run --journal -- $build/sbin/vam-update\$" \
+  grep -qxF "ExecStart=\"$build/bin/vam-verdict\" run --journal -- \"$build/sbin/vam-update\"" \
     "$folder/vam-update.service" || fail "the service does not start the recorder"
   # One by one: a drop-in replaces an earlier one of its name, as one in /etc does.
   local file
