@@ -21,21 +21,33 @@ namespace {
 constexpr std::uint32_t kEvents =
     IN_CREATE | IN_MOVED_TO | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
-/// Watches `path` or, where it does not exist, the nearest folder above that does. Returns whether
-/// anything is watched.
-bool Watch(const Descriptor& events, std::string path) {
+/// Watches `path` or, where it does not exist, the nearest folder above that does. Returns which;
+/// empty when it cannot, with the reason in errno.
+std::string WatchNearest(const Descriptor& events, std::string path) {
   while (inotify_add_watch(events.Number(), path.c_str(), kEvents) < 0) {
     const bool maySoonBeThere = errno == ENOENT || errno == EACCES;
     const std::size_t end = path.rfind('/');
     if (!maySoonBeThere || path == "/" || path == ".") {
-      return false;
+      return "";
     }
     path.resize(end == std::string::npos ? 0 : end == 0 ? 1 : end);
     if (path.empty()) {
       path = ".";
     }
   }
-  return true;
+  return path;
+}
+
+/// Watches the same so that whatever comes into being is seen: a folder may have come between the
+/// look for it and the watch on the one above. Returns whether anything is watched.
+bool Watch(const Descriptor& events, const char* folder) {
+  std::string watched;
+  std::string before;
+  do {
+    before = watched;
+    watched = WatchNearest(events, folder);
+  } while (watched != before);
+  return !watched.empty();
 }
 
 }  // namespace

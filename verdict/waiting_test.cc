@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -92,6 +93,30 @@ TEST_F(WaitingTest, Folder_ThatGoesAndComesBack_IsWaitedFor) {
     PutRecord(BootId());
   });
   EXPECT_EQ(run.state, LastRun::State::kEnded);
+}
+
+TEST_F(WaitingTest, Folder_ThatComesInTheSameMoment_IsNotMissed) {
+  for (int i = 0; i < 300; ++i) {
+    std::filesystem::remove_all("/mnt/above");
+    std::atomic<bool> isWaiting = false;
+    const LastRun run = [&] {
+      std::thread other([&] {
+        while (!isWaiting) {
+        }
+        // Somewhere within the first looks of the waiting one.
+        for (volatile int spin = 0; spin < i * 100; spin = spin + 1) {
+        }
+        mkdir("/mnt/above", 0755);
+        mkdir(kFolder, 0755);
+        PutRecord(BootId());
+      });
+      isWaiting = true;
+      EXPECT_EQ(WaitForRun(kFolder, kLong), nullptr);
+      other.join();
+      return ReadLastRun(kFolder);
+    }();
+    ASSERT_EQ(run.state, LastRun::State::kEnded);
+  }
 }
 
 TEST_F(WaitingTest, Record_OfAnotherBoot_DoesNotEndTheWait) {
