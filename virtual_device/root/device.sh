@@ -14,7 +14,7 @@ failures=0
 # Usage: await COMMAND...
 await() {
   until "$@" 2>/dev/null; do
-    usleep 100000
+    usleep 20000
   done
 }
 
