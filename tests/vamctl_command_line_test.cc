@@ -119,7 +119,7 @@ TEST(CommandLine, Help_KnowsEveryCommand) {
 TEST(CommandLine, Version_IsTheProjects) {
   const PrivateTmp tmp;
   const Output output = Capture({Vamctl(), "--version"}, BoardEnvironment());
-  EXPECT_EQ(output.standardOutput, VAM_VERSION "\n");
+  EXPECT_EQ(output.standardOutput, "vamctl " VAM_VERSION "\n");
   EXPECT_EQ(output.status, 0);
 }
 
@@ -128,10 +128,15 @@ TEST(CommandLine, ClosedPipe_DoesNotEndTheCommand) {
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
   close(ends[0]);
-  EXPECT_EQ(RunProcess({VamctlOnBoard("update-needed", {"update-fw", "3", "--yes"}),
-                        BoardEnvironment(), ends[1], STDERR_FILENO}),
-            0);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  // It is carried out whole, and only its answer is lost.
+  EXPECT_EQ(RunProcess({VamctlOnBoard("update-needed", {"update-fw", "3", "--yes"}, "/tmp/chip"),
+                        BoardEnvironment(), ends[1], nowhere}),
+            1);
   close(ends[1]);
+  close(nowhere);
+  const Output versions = RunVamctl("update-needed", {"update-fw", "11"}, "/tmp/chip");
+  EXPECT_NE(versions.standardOutput.find("system version: 1.1,04/7,3\n"), std::string::npos);
 }
 
 struct QuestionRow {

@@ -517,7 +517,7 @@ TEST_F(VerdictTest, Usage_ThatIsWrong_IsSaid) {
   const Output help = Ask({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_TRUE(Has(help.standardOutput, "/run/vam-update"));
-  EXPECT_EQ(Ask({"--version"}).standardOutput, std::string(VAM_VERSION) + "\n");
+  EXPECT_EQ(Ask({"--version"}).standardOutput, "vam-verdict " VAM_VERSION "\n");
 }
 
 /// A program that runs beside the test.

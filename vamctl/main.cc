@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,13 +18,13 @@
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
 #include "interface/ca_vam_interface_sp.h"
 #include "interface/trusted_application.h"
 #include "report/last_run.h"
 #include "report/status_reader.h"
 #include "report/tee_codes.h"
-#include "util/console_line.h"
-#include "util/standard_streams.h"
+#include "util/standard_output.h"
 #include "vamctl/ak_record.h"
 #include "vamctl/answer.h"
 #include "vamctl/console_streams.h"
@@ -286,26 +287,23 @@ vam::Answer Send(const Request& request) {
 int TellVerdict(bool asJson) {
   const vam::LastRun run = vam::ReadLastRun();
   if (run.state == vam::LastRun::State::kEnded) {
-    vam::PrintLine(asJson ? vam::VerdictAsJson(run.record) : vam::VerdictAsText(run.record));
+    vam::Print((asJson ? vam::VerdictAsJson(run.record) : vam::VerdictAsText(run.record)) + "\n");
     return 0;
   }
   const bool isNone = run.state == vam::LastRun::State::kNone;
   std::fprintf(stderr, "vamctl: %s; this is what the status files say\n",
                isNone ? "no run was recorded in this boot" : run.problem.c_str());
   const vam::Verdict verdict = vam::ReadVerdict();
-  vam::PrintLine(asJson ? vam::VerdictAsJson(verdict) : vam::VerdictAsText(verdict));
+  vam::Print((asJson ? vam::VerdictAsJson(verdict) : vam::VerdictAsText(verdict)) + "\n");
   return isNone && verdict.outcome != vam::Outcome::kUnclear ? 0 : kFailed;
 }
 
 int Perform(int argc, char** argv) {
   CLI::App app(
       "Runs single commands of the VAM's trusted application.\n"
-      "Exit status: 0 success, 1 the command failed, 2 nothing was done.");
-  app.set_version_flag("--version", VAM_VERSION);
-  app.require_subcommand(0, 1);
-  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-    return std::string("vamctl: ") + error.what() + "; see vamctl --help\n";
-  });
+      "Exit status: 0 success, 1 the command failed, 2 nothing was done.",
+      "vamctl");
+  app.set_version_flag("--version", "vamctl " VAM_VERSION);
 
   Request request;
   for (const Command& command : kCommands) {
@@ -314,14 +312,8 @@ int Perform(int argc, char** argv) {
   const CLI::App* verdict = AddSubcommand(
       app, "verdict", "Say in words what the update tool left in its status files", request);
 
-  try {
-    app.parse(argc, argv);
-    if (app.get_subcommands().empty()) {
-      throw CLI::RequiredError("A command");
-    }
-  } catch (const CLI::ParseError& error) {
-    const int status = app.exit(error);
-    return status == 0 ? 0 : kUsage;
+  if (!vam::Parse(app, argc, argv)) {
+    return 0;
   }
   if (verdict->parsed()) {
     return TellVerdict(request.asJson);
@@ -331,7 +323,7 @@ int Perform(int argc, char** argv) {
                    [&app](const Command& command) { return app.got_subcommand(command.name); });
   RequireConfirmation(request);
   const vam::Answer answer = Send(request);
-  vam::PrintLine(request.asJson ? vam::AnswerAsJson(answer) : vam::AnswerAsText(answer));
+  vam::Print((request.asJson ? vam::AnswerAsJson(answer) : vam::AnswerAsText(answer)) + "\n");
   return vam::Succeeded(answer) ? 0 : kFailed;
 }
 
@@ -339,8 +331,13 @@ int Perform(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    vam::SecureStandardStreams();
+    vam::HoldClosedStandardStreams();
+    // A reader that has gone must not end a command between its request and its reply.
+    std::signal(SIGPIPE, SIG_IGN);
     return Perform(argc, argv);
+  } catch (const vam::WrongUsage& error) {
+    std::fprintf(stderr, "vamctl: %s\n", error.what());
+    return kUsage;
   } catch (const Refusal& refusal) {
     std::fprintf(stderr, "vamctl: %s\n", refusal.what());
     return kUsage;

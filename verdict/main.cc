@@ -1,6 +1,7 @@
 // vam-verdict: records how a run of the update tool ended, and says it to whoever asks.
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "report/status_messages.h"
 #include "report/texts.h"
 #include "report/trusted_file.h"
+#include "util/standard_output.h"
 #include "util/standard_streams.h"
 #include "verdict/command_line.h"
 #include "verdict/judgement.h"
@@ -24,6 +26,7 @@ constexpr int kNotVerified = 1;
 constexpr int kWrongUsage = 2;
 constexpr int kNoRun = 3;
 constexpr int kNotTrusted = 4;
+constexpr int kOutputLost = 5;
 constexpr int kSignalled = 128;
 
 constexpr char kHelp[] =
@@ -31,7 +34,8 @@ constexpr char kHelp[] =
     "       vam-verdict run [OPTION...] -- PROGRAM [ARGUMENT...]\n"
     "\n"
     "Says how this boot's last run of the update tool ended. Status: 0 verified, 1 not\n"
-    "verified, 2 wrong usage, 3 no run has ended, 4 the record cannot be trusted.\n"
+    "verified, 2 wrong usage, 3 no run has ended, 4 the record cannot be trusted, 5 the\n"
+    "answer could not be written.\n"
     "  --json          print the record\n"
     "  --quiet         print nothing\n"
     "  --wait SECONDS  wait so long for a run to end\n"
@@ -63,6 +67,19 @@ void Tell(const vam::Request& request, Priority priority, const char* text) {
   const std::string line =
       vam::Formatted("%svam-verdict: %s\n", request.forJournal ? mark : "", text);
   std::fputs(line.c_str(), stderr);
+}
+
+/// Prints `text` and returns `status`; kOutputLost when it could not be written.
+int Print(const vam::Request& request, const std::string& text, int status) {
+  const int problem = vam::WriteToStandardOutput(text);
+  if (problem == 0) {
+    return status;
+  }
+  Tell(request, Priority::kError,
+       vam::Formatted("standard output cannot be written: %s; what it got is not complete",
+                      std::strerror(problem))
+           .c_str());
+  return kOutputLost;
 }
 
 vam::Moment Now() {
@@ -119,34 +136,39 @@ int Say(const vam::Request& request) {
   const bool hasEnded = run.state == vam::LastRun::State::kEnded;
   const bool isNone = run.state == vam::LastRun::State::kNone;
   const std::string reason = isNone ? "no run has ended in this boot" : run.problem;
+  const int status = isNone                                             ? kNoRun
+                     : !hasEnded                                        ? kNotTrusted
+                     : run.record.outcome == vam::RunOutcome::kVerified ? kVerified
+                                                                        : kNotVerified;
   if (request.asJson) {
-    std::fputs((hasEnded ? vam::RunRecordAsJson(run.record) : vam::NoRecordAsJson(reason)).c_str(),
-               stdout);
-  } else if (!request.isQuiet && hasEnded) {
-    std::fputs(vam::Formatted("%s\n", vam::RunRecordInWords(run.record).c_str()).c_str(), stdout);
-  } else if (!request.isQuiet) {
-    Tell(request, Priority::kError, reason.c_str());
+    return Print(request, hasEnded ? vam::RunRecordAsJson(run.record) : vam::NoRecordAsJson(reason),
+                 status);
   }
-  if (!hasEnded) {
-    return isNone ? kNoRun : kNotTrusted;
+  if (request.isQuiet) {
+    return status;
   }
-  return run.record.outcome == vam::RunOutcome::kVerified ? kVerified : kNotVerified;
+  if (hasEnded) {
+    return Print(request, vam::RunRecordInWords(run.record) + "\n", status);
+  }
+  Tell(request, Priority::kError, reason.c_str());
+  return status;
 }
 
 }  // namespace
 
 int main(int /*argc*/, char** argv) {
-  vam::FillStandardStreams();
   const vam::Request request = vam::ReadCommandLine(argv);
+  if (request.what == vam::Request::What::kRun) {
+    // The program gets them too.
+    vam::FillStandardStreams();
+    return Run(request);
+  }
+  vam::HoldClosedStandardStreams();
   switch (request.what) {
-    case vam::Request::What::kRun:
-      return Run(request);
     case vam::Request::What::kHelp:
-      std::fputs(vam::Formatted(kHelp, vam::VerdictFolder()).c_str(), stdout);
-      return 0;
+      return Print(request, vam::Formatted(kHelp, vam::VerdictFolder()), 0);
     case vam::Request::What::kVersion:
-      std::fputs(VAM_VERSION "\n", stdout);
-      return 0;
+      return Print(request, "vam-verdict " VAM_VERSION "\n", 0);
     case vam::Request::What::kWrong:
       Tell(
           request, Priority::kError,

@@ -12,10 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
 #include "simulator/files/whole_file.h"
 #include "simulator/model/firmware_image.h"
 #include "simulator/state/firmware_image_file.h"
 #include "simulator/state/sha256_digest.h"
+#include "util/standard_output.h"
 
 namespace {
 
@@ -50,17 +52,15 @@ void Show(const std::string& path) {
       break;
   }
   const vam::ImageHeader& header = image->header;
-  std::printf("system version: %s\n", Text(header.system).c_str());
-  std::printf("app version: %s\n", Text(header.app).c_str());
-  std::printf("system part: %u bytes, runs as %s\n", header.systemSize,
-              Text(header.runsSystem).c_str());
-  std::printf("app part: %u bytes, runs as %s\n", header.appSize, Text(header.runsApp).c_str());
+  vam::Print("system version: " + Text(header.system) + "\napp version: " + Text(header.app) +
+             "\nsystem part: " + std::to_string(header.systemSize) + " bytes, runs as " +
+             Text(header.runsSystem) + "\napp part: " + std::to_string(header.appSize) +
+             " bytes, runs as " + Text(header.runsApp) + "\n");
 }
 
 int Perform(int argc, char** argv) {
-  CLI::App app("Makes and shows firmware images for the simulated board.");
-  app.set_version_flag("--version", VAM_VERSION);
-  app.require_subcommand(1);
+  CLI::App app("Makes and shows firmware images for the simulated board.", "vam-image");
+  app.set_version_flag("--version", "vam-image " VAM_VERSION);
 
   vam::ImageContents contents;
   std::string systemFile;
@@ -84,14 +84,8 @@ int Perform(int argc, char** argv) {
   CLI::App* show = app.add_subcommand("show", "Verify an image and show it in words");
   show->add_option("FILE", shown, "The image")->required();
 
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) {
-      return app.exit(error);
-    }
-    std::fprintf(stderr, "vam-image: %s; see vam-image --help\n", error.what());
-    return kUsage;
+  if (!vam::Parse(app, argc, argv)) {
+    return 0;
   }
   if (*show) {
     Show(shown);
@@ -115,8 +109,12 @@ int Perform(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  vam::HoldClosedStandardStreams();
   try {
     return Perform(argc, argv);
+  } catch (const vam::WrongUsage& error) {
+    std::fprintf(stderr, "vam-image: %s\n", error.what());
+    return kUsage;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vam-image: %s\n", error.what());
     return kFailed;

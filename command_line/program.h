@@ -1,0 +1,29 @@
+#ifndef COMMAND_LINE_PROGRAM_H_
+#define COMMAND_LINE_PROGRAM_H_
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+
+// How a program with commands talks to its user. It prints through Print(), and its failures are
+// exceptions with one line that says what was wrong and what to do.
+
+namespace vam {
+
+/// A command line that asks for nothing that there is.
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Writes all of `text` to standard output. Throws std::runtime_error when some of it is lost.
+void Print(const std::string& text);
+
+/// Reads the command line of `program`, which bears its name, and carries out the callbacks of its
+/// commands. Prints the help or the version where the line asks for it, and returns whether it asks
+/// for anything else. Throws WrongUsage.
+[[nodiscard]] bool Parse(CLI::App& program, int argc, const char* const* argv);
+
+}  // namespace vam
+
+#endif  // COMMAND_LINE_PROGRAM_H_

@@ -1,0 +1,23 @@
+#ifndef SIMULATOR_PROGRAMS_BOARD_COMMANDS_H_
+#define SIMULATOR_PROGRAMS_BOARD_COMMANDS_H_
+
+#include <CLI/CLI.hpp>
+
+// The commands of vam-board. Each adds itself to the program's parser, which carries it out when
+// the command line asks for it. A failure is a std::runtime_error with a line for the user.
+
+namespace vam {
+
+/// Adds `run`, which puts a program on a board. Its exit status, or vam-board's own, goes to
+/// `status`, which outlives the parser.
+void AddRunCommand(CLI::App& program, int& status);
+
+/// Adds `show`, which shows a board and its chip in words.
+void AddShowCommand(CLI::App& program);
+
+/// Adds `list`, which lists the boards that ship.
+void AddListCommand(CLI::App& program);
+
+}  // namespace vam
+
+#endif  // SIMULATOR_PROGRAMS_BOARD_COMMANDS_H_

@@ -1,0 +1,87 @@
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <ios>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/board/board.h"
+#include "simulator/files/temporary_folder.h"
+#include "simulator/files/whole_file.h"
+#include "simulator/programs/board_commands.h"
+#include "simulator/programs/board_files.h"
+#include "simulator/run/board_program.h"
+#include "simulator/run/run.h"
+#include "simulator/state/state_folder.h"
+
+namespace vam {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct RunOptions {
+  std::string board;
+  std::string state;
+  std::string journal;
+  std::vector<std::string> command;
+};
+
+std::string LibrariesFolder() { return (Prefix() / VAM_SIMULATOR_LIBRARIES).string(); }
+
+/// Makes `path` an empty file and returns where it lies.
+std::string StartJournal(const std::string& path) {
+  std::ofstream journal(path, std::ios::trunc);
+  if (!journal) {
+    throw std::runtime_error(path + ": the journal cannot be written: " + std::strerror(errno));
+  }
+  return fs::absolute(path).string();
+}
+
+void ReportFaultsThatNeverFired(const Run& run) {
+  for (const Fault* fault : run.FaultsThatNeverFired()) {
+    std::fprintf(stderr, "vam-board: fault %u (%s) never fired\n", fault->number,
+                 fault->description.c_str());
+  }
+}
+
+int RunProgram(const RunOptions& options) {
+  const BoardFile file = LoadBoardFile(options.board);
+  const Board description = ReadBoardText(file.text, file.path);
+  RemoveLeftOverFolders(kRunFolders);
+  const TemporaryFolder folder(kRunFolders);
+  const std::string stateFolder =
+      options.state.empty() ? folder.Path() + "/chip" : fs::absolute(options.state).string();
+  PrepareStateFolder(
+      stateFolder, description, file.Folder(),
+      options.state.empty() ? Keeping::kWhilePowered : Keeping::kThroughPowerFailure);
+  const std::string journalFile = options.journal.empty() ? "" : StartJournal(options.journal);
+  Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
+
+  const int status =
+      RunOnBoard({options.command, folder.Path(), LibrariesFolder(), description.probe});
+  ReportFaultsThatNeverFired(Run(folder.Path()));
+  return status;
+}
+
+}  // namespace
+
+void AddRunCommand(CLI::App& program, int& status) {
+  const auto options = std::make_shared<RunOptions>();
+  CLI::App* run = program.add_subcommand("run", "Run a program on a board");
+  run->add_option("--board", options->board, "A board file, or the name of a board that ships")
+      ->required();
+  run->add_option("--state", options->state,
+                  "Folder that keeps the chip's memory from run to run; a new chip by default");
+  run->add_option("--journal", options->journal, "File for a line on every platform call");
+  run->add_option("PROGRAM", options->command, "The program and its arguments, after --")
+      ->required();
+  run->callback([options, &status] { status = RunProgram(*options); });
+}
+
+}  // namespace vam

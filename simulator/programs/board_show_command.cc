@@ -1,0 +1,91 @@
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "command_line/program.h"
+#include "simulator/board/board.h"
+#include "simulator/files/temporary_folder.h"
+#include "simulator/files/whole_file.h"
+#include "simulator/programs/board_commands.h"
+#include "simulator/programs/board_files.h"
+#include "simulator/state/chip_description.h"
+#include "simulator/state/state_folder.h"
+
+namespace vam {
+
+namespace {
+
+struct ShowOptions {
+  std::string board;
+  std::string state;
+};
+
+std::string ProbeInWords(const ProbeSection& probe) {
+  if (!probe.nodePresent) {
+    return "missing";
+  }
+  if (!probe.ioctlAnswers) {
+    return "present, its ioctl fails";
+  }
+  return probe.flag ? "present, answers " + std::to_string(*probe.flag)
+                    : "present, answers without writing the flag";
+}
+
+std::string ImageInWords(const ImageSection& image) {
+  if (!image.file.empty()) {
+    return "the file " + image.file;
+  }
+  switch (image.state) {
+    case ImageSection::State::kMissing:
+      return "missing";
+    case ImageSection::State::kDamaged:
+      return "damaged";
+    default:
+      return "system " + image.systemVersion + ", app " + image.appVersion;
+  }
+}
+
+std::string SecureWorldInWords(const SecureWorldSection& world) {
+  if (!world.present) {
+    return "absent";
+  }
+  return world.trustedApplication ? "present, with the trusted application"
+                                  : "present, without the trusted application";
+}
+
+void ShowBoard(const ShowOptions& options) {
+  const BoardFile file = LoadBoardFile(options.board);
+  const Board description = ReadBoardText(file.text, file.path);
+  std::string text = "Board: " + description.title + "\n";
+  if (!description.about.empty()) {
+    text += "  " + description.about + "\n";
+  }
+  text += "  device node: " + ProbeInWords(description.probe) + "\n";
+  text += "  secure world: " + SecureWorldInWords(description.secureWorld) + "\n";
+  text += "  image: " + ImageInWords(description.image) + "\n";
+  for (const Fault& fault : description.faults) {
+    text += "  fault " + std::to_string(fault.number) + ": " + fault.description + "\n";
+  }
+  const TemporaryFolder folder(kRunFolders);
+  std::string memory = ChipMemoryIn(options.state);
+  if (options.state.empty() || !std::filesystem::exists(memory)) {
+    // The chip as a first run would find it.
+    PrepareStateFolder(folder.Path(), description, file.Folder(), Keeping::kWhilePowered);
+    memory = ChipMemoryIn(folder.Path());
+  }
+  Print(text + DescribeChip(memory));
+}
+
+}  // namespace
+
+void AddShowCommand(CLI::App& program) {
+  const auto options = std::make_shared<ShowOptions>();
+  CLI::App* show = program.add_subcommand("show", "Show a board and its chip in words");
+  show->add_option("--board", options->board, "A board file, or the name of a board that ships")
+      ->required();
+  show->add_option("--state", options->state, "Folder that keeps the chip's memory");
+  show->callback([options] { ShowBoard(*options); });
+}
+
+}  // namespace vam
