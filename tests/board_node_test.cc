@@ -349,7 +349,7 @@ TEST_F(DeviceNodeTest, ProgramsOwnPreload_IsKeptAndChildrenHaveBoth) {
 
 /// Every combination of standard streams that a caller may have closed.
 TEST_F(DeviceNodeTest, ClosedStandardStreams_ChangeNothing) {
-  const Words tool = OnBoard("update-needed", {UpdateTool()}, "", JournalFile());
+  const Words tool = OnBoard("update-needed", {UpdateTool()}, Path("state"), JournalFile());
   const auto runWith = [&](const std::string& redirections) {
     std::string script = "exec \"$@\" " + redirections;
     Words command = {"/bin/sh", "-c", script, "sh"};
@@ -362,7 +362,7 @@ TEST_F(DeviceNodeTest, ClosedStandardStreams_ChangeNothing) {
   EXPECT_THAT(journal, StartsWith("{\"call\":\"open\""));
   for (const char* closed :
        {"<&-", ">&-", "2>&-", "<&- >&-", "<&- 2>&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
-    fs::remove("/tmp/VAM_OK");
+    fs::remove_all(Path("state"));
     const Output output = runWith(closed);
     EXPECT_EQ(output.status, 0) << closed;
     EXPECT_EQ(output.standardError, "") << closed;
@@ -370,7 +370,7 @@ TEST_F(DeviceNodeTest, ClosedStandardStreams_ChangeNothing) {
                        std::string(closed) == "2>&-" || std::string(closed) == "<&- 2>&-";
     EXPECT_EQ(output.standardOutput, shown ? whole.standardOutput : "") << closed;
     EXPECT_EQ(Journal(), journal) << closed;
-    EXPECT_EQ(ReadFile("/tmp/VAM_OK"), "Updated FW version: 1.1,04/7,3 \n") << closed;
+    EXPECT_EQ(ReadFile(Path("state/VAM_OK")), "Updated FW version: 1.1,04/7,3 \n") << closed;
   }
 }
 
@@ -416,10 +416,11 @@ TEST_F(DeviceNodeTest, LongFolderOfTemporaryFiles_ChangesNothing) {
     environment["TMPDIR"] += "/" + std::string(250, 'x');
   }
   fs::create_directories(environment["TMPDIR"]);
-  const Output output = Capture(OnBoard("update-needed", {UpdateTool()}), environment);
+  const Output output =
+      Capture(OnBoard("update-needed", {UpdateTool()}, Path("state")), environment);
   EXPECT_EQ(output.status, 0);
   EXPECT_EQ(output.standardError, "");
-  EXPECT_EQ(ReadFile("/tmp/VAM_OK"), "Updated FW version: 1.1,04/7,3 \n");
+  EXPECT_EQ(ReadFile(Path("state/VAM_OK")), "Updated FW version: 1.1,04/7,3 \n");
 }
 
 /// An installation in another folder.

@@ -283,10 +283,10 @@ TEST_F(BoardLauncherTest, ImageProgramMakesAndShowsImages) {
 
   const std::string board =
       Write("image.toml", "title = \"Image\"\n[image]\nfile = \"made.img\"\n[chip]\n");
-  const Output run = Capture(OnBoard(board, {UpdateTool()}), BoardEnvironment());
+  const Output run = Capture(OnBoard(board, {UpdateTool()}, Path("state")), BoardEnvironment());
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.standardOutput, HasSubstr("systemVersionIC: 1,0\n"));
-  EXPECT_EQ(ReadFile("/tmp/VAM_OK"), "Updated FW version: 1,0 \n");
+  EXPECT_EQ(ReadFile(Path("state/VAM_OK")), "Updated FW version: 1,0 \n");
 }
 
 TEST_F(BoardLauncherTest, ImageProgramRefusesInOneLineAndWritesNothing) {

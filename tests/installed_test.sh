@@ -61,7 +61,7 @@ flags=$(pkg-config --cflags --libs vam-util vam)
 # on_board PROGRAM...: runs it with a /tmp of its own, and shows the status files after its console.
 on_board() {
   PREFIX=$prefix "$in_private_tmp" bash -euc '
-    "$PREFIX/bin/vam-board" run --board update-needed -- "$@"
+    "$PREFIX/bin/vam-board" run --machine-tmp --board update-needed -- "$@"
     find /tmp -xdev -type f -printf "%f: " -exec cat {} +' bash "$@"
 }
 

@@ -46,11 +46,10 @@ dpkg --install $(ls /mnt/*.deb | grep -v libvam-dev) >/mnt/log
 dpkg --unpack /mnt/libvam-dev*.deb >>/mnt/log
 
 vam-board run --board update-needed --state /tmp/chip -- vam-update >/mnt/console
-cat /tmp/VAM_OK
-vam-board run --board no-vam -- vam-update
-cat /tmp/VAM_FAIL
+cat /tmp/chip/VAM_OK
+vam-board run --board no-vam --verdict -- vam-update
 vam-board show --board update-needed --state /tmp/chip | grep -E '(system|app) part:'
-rm -r /tmp/chip /tmp/VAM_OK /tmp/VAM_FAIL
+rm -r /tmp/chip
 
 dpkg --purge libvam-dev vamctl vam-update vam-simulator >>/mnt/log
 dpkg --list 'vam*' libvam-dev 2>/dev/null | grep -E '^[a-z][a-z] ' || echo "no package is left"
@@ -74,7 +73,9 @@ diff "$work/console" - <<'TEXT'
 Updated FW version: 1.1,04/7,3 
 isvam = 0
 Vam not supported
-VAM_RET_NOT_IMPLEMENTED 0 
+Status files:
+  /tmp/VAM_FAIL
+    VAM_RET_NOT_IMPLEMENTED 0 
   system part: 1.1,04/7,3 (4096 bytes)
   app part: 2.0,11 (4096 bytes)
 no package is left

@@ -53,7 +53,7 @@ expect() {
   diff <("$work/service/build/service" && echo ready) <(printf '%s\n' "$4") || { echo "$1: C++" && exit 1; }
   diff <(python3 "$work/recipe.py" 2>/dev/null) <(printf '%s\n' "$5") || { echo "$1: Python" && exit 1; }
 }
-on_board() { vam-verdict run -- vam-board run --board "$1" -- vam-update >/dev/null || true; }
+on_board() { vam-verdict run -- vam-board run --machine-tmp --board "$1" -- vam-update >/dev/null || true; }
 
 # Anybody can write this.
 echo "Updated FW version: 9.9 " >/tmp/VAM_OK
@@ -80,7 +80,7 @@ rm -r /run/vam-update
 mkdir /mnt/bin
 cat >/mnt/bin/vam-update <<TEXT
 #!/bin/sh
-exec "$work/prefix/bin/vam-board" run --board "\$(cat /mnt/board)" -- "$work/prefix/sbin/vam-update"
+exec "$work/prefix/bin/vam-board" run --machine-tmp --board "\$(cat /mnt/board)" -- "$work/prefix/sbin/vam-update"
 TEXT
 chmod +x /mnt/bin/vam-update
 PATH=/mnt/bin:$PATH

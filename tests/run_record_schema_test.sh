@@ -20,7 +20,7 @@ record() {
 "$verdict" --json >"$records/no-run" || true
 for board in update-needed mode-3-failing both-parts-differ no-vam no-device-node not-implemented \
   information-query-failing power-cut-during-update; do
-  record "$board" "$build/bin/vam-board" run --board "$board" -- "$build/sbin/vam-update"
+  record "$board" "$build/bin/vam-board" run --machine-tmp --board "$board" -- "$build/sbin/vam-update"
 done
 record killed sh -c 'kill -9 $$'
 record not-started /no/such/program
@@ -30,7 +30,7 @@ record many-lines sh -c 'yes "line 1 " | head -n 1000 >>/tmp/VAM_FAIL'
 rm /tmp/VAM_OK /tmp/VAM_FAIL
 mkdir /tmp/VAM_OK
 mkfifo /tmp/VAM_FAIL
-record moved "$build/bin/vam-board" run --board update-needed -- "$build/sbin/vam-update"
+record moved "$build/bin/vam-board" run --machine-tmp --board update-needed -- "$build/sbin/vam-update"
 chmod 666 /run/vam-update/verdict.json
 "$verdict" --json >"$records/not-trusted" || true
 

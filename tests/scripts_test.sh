@@ -39,12 +39,35 @@ cd boards
 diff "$work/printed" "$work/relative"
 cd ..
 
-# An entry of an earlier run is not this one's.
+# The machine's status files are none of this run's, and stay as they are.
 "$in_private_tmp" bash -euc '
-  echo "an older entry 1 " >/tmp/VAM_FAIL
-  echo "an older verdict" >/tmp/VAM_OK
-  ../scripts/run no-vam' >"$work/printed"
+  echo "an entry 1 " >/tmp/VAM_FAIL
+  echo "a verdict" >/tmp/VAM_OK
+  ../scripts/run no-vam
+  cat /tmp/VAM_FAIL /tmp/VAM_OK >/mnt/after
+  printf "an entry 1 \na verdict\n" | diff - /mnt/after' >"$work/printed"
 outcome "$work/printed" | diff - "$source/tests/boards/no-vam.txt"
+
+# Another user's run shows its verdict after root's, and root's again after that.
+if [ "$(id -u)" = 0 ]; then
+  "$in_private_tmp" bash -euc '
+    ../scripts/run no-vam >/mnt/root
+    mkdir -p /mnt/theirs/build/default/share/vam
+    cp -R ../scripts ../simulator /mnt/theirs
+    cp -R "$1/bin" "$1/sbin" "$1/lib" /mnt/theirs/build/default
+    ln -s /mnt/theirs/simulator/boards /mnt/theirs/build/default/share/vam/boards
+    chmod 755 /mnt
+    chown -R 65534:65534 /mnt/theirs
+    cd /mnt/theirs
+    TMPDIR=/tmp setpriv --reuid=65534 --regid=65534 --clear-groups scripts/run no-vam >/mnt/another
+    cd - >/dev/null
+    ../scripts/run no-vam >/mnt/again
+    [ -z "$(ls -A /tmp)" ] || { ls -l /tmp && exit 1; }
+    cp /mnt/root /mnt/another /mnt/again "$2"' bash "$build" "$work"
+  for printed in root another again; do
+    outcome "$work/$printed" | diff - "$source/tests/boards/no-vam.txt"
+  done
+fi
 
 # refused TEXT COMMAND...: a run that must fail and say this last.
 refused() {

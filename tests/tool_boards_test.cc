@@ -145,16 +145,32 @@ TEST_P(ToolOnBoard, OneRun_LeavesWhatIsExpected) {
   const Outcome expected = ExpectedOutcome(board);
   const PrivateTmp tmp;
   const std::string journal = PrivateTmp::Folder() + "/journal";
+  const std::string state = PrivateTmp::Folder() + "/state";
 
-  const Output output = Capture(OnBoard(board, {UpdateTool()}, "", journal), BoardEnvironment());
+  const Output output = Capture(OnBoard(board, {UpdateTool()}, state, journal), BoardEnvironment());
+
+  EXPECT_EQ(output.standardOutput, expected.console);
+  EXPECT_EQ(output.standardError, "");
+  EXPECT_EQ(output.status, expected.status);
+  EXPECT_EQ(ReadFile(state + "/VAM_OK"), expected.okFile);
+  EXPECT_EQ(ReadFile(state + "/VAM_FAIL"), expected.errorFile);
+  EXPECT_TRUE(fs::is_empty("/tmp"));
+  ASSERT_EQ(Journals().count(board), 1U) << "no journal is expected of this board";
+  EXPECT_EQ(ReadFile(journal), Journals().at(board));
+}
+
+TEST_P(ToolOnBoard, OneRunWithTheMachinesTmp_LeavesWhatIsExpectedThere) {
+  const Outcome expected = ExpectedOutcome(GetParam());
+  const PrivateTmp tmp;
+
+  const Output output =
+      Capture(OnBoardWithMachineTmp(GetParam(), {UpdateTool()}), BoardEnvironment());
 
   EXPECT_EQ(output.standardOutput, expected.console);
   EXPECT_EQ(output.standardError, "");
   EXPECT_EQ(output.status, expected.status);
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), expected.okFile);
   EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), expected.errorFile);
-  ASSERT_EQ(Journals().count(board), 1U) << "no journal is expected of this board";
-  EXPECT_EQ(ReadFile(journal), Journals().at(board));
 }
 
 INSTANTIATE_TEST_SUITE_P(AllBoards, ToolOnBoard, ::testing::ValuesIn(NamesIn(VAM_BOARDS)),

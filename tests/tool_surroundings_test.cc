@@ -35,13 +35,13 @@ void WriteFile(const std::string& path, const std::string& text) {
 }
 
 Output RunTool(const std::string& board, const std::string& state = "") {
-  return Capture(OnBoard(board, {UpdateTool()}, state), BoardEnvironment());
+  return Capture(OnBoardWithMachineTmp(board, {UpdateTool()}, state), BoardEnvironment());
 }
 
 /// Runs the tool with `descriptor` as its standard output, or with none.
 int RunToolInto(const std::string& board, std::optional<int> descriptor) {
-  return RunProcess(
-      {OnBoard(board, {UpdateTool()}), BoardEnvironment(), descriptor, STDERR_FILENO});
+  return RunProcess({OnBoardWithMachineTmp(board, {UpdateTool()}), BoardEnvironment(), descriptor,
+                     STDERR_FILENO});
 }
 
 TEST(StatusFilesTest, OkFile_OfAnotherRun_IsRewritten) {

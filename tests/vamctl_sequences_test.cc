@@ -155,8 +155,8 @@ void ExpectUpdateMakesWhole(const std::optional<std::string>& whole) {
   const Output update = RunOnChip("update-needed", {UpdateTool()});
   EXPECT_EQ(update.standardOutput, ExpectedOutcome("update-needed").console);
   EXPECT_EQ(update.status, 0);
-  EXPECT_EQ(ReadFile("/tmp/VAM_OK"), kVerified);
-  EXPECT_EQ(ReadFile("/tmp/VAM_FAIL"), std::nullopt);
+  EXPECT_EQ(ReadFile(StateFolder() + "/VAM_OK"), kVerified);
+  EXPECT_EQ(ReadFile(StateFolder() + "/VAM_FAIL"), std::nullopt);
   EXPECT_EQ(ChipMemory(), whole);
 }
 
@@ -260,7 +260,7 @@ TEST(DamagedChip, Update_NeedsTheWholeRecovery) {
                           {{"update-fw", "3", "--yes"}, "TEEC_ERROR_COMMUNICATION"},
                           {{"force-recovery", "--yes"}, "TEEC_SUCCESS"}});
   EXPECT_EQ(RunOnChip("chip-damaged", {UpdateTool()}).status, 0);
-  EXPECT_EQ(ReadFile("/tmp/VAM_OK"), kVerified);
+  EXPECT_EQ(ReadFile(StateFolder() + "/VAM_OK"), kVerified);
 }
 
 }  // namespace

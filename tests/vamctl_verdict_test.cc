@@ -157,7 +157,8 @@ TEST_P(VerdictCommand, AfterRuns_SaysWhatTheyLeft) {
   const VerdictRow& row = GetParam();
   const PrivateRun run;
   for (const std::string& board : row.runs) {
-    ASSERT_NE(Capture(OnBoard(board, {UpdateTool()}), BoardEnvironment()).status, 125);
+    ASSERT_NE(Capture(OnBoardWithMachineTmp(board, {UpdateTool()}), BoardEnvironment()).status,
+              125);
   }
   const Output text = Capture({Vamctl(), "verdict"}, BoardEnvironment());
   EXPECT_EQ(text.standardOutput, row.text);

@@ -18,7 +18,7 @@ printed=$("$in_private_tmp" bash -euc '
     rm -f /tmp/VAM_OK /tmp/VAM_FAIL
     printf "title = \"A row\"\n[image]\nsystem_version = \"%s\"\nruns_system_version = \"%s\"\n" \
       "$image" "$chip" >/mnt/row.toml
-    vam-board run --board /mnt/row.toml -- vam-update >/dev/null </dev/null
+    vam-board run --machine-tmp --board /mnt/row.toml -- vam-update >/dev/null </dev/null
     verdict=neither
     [ ! -e /tmp/VAM_OK ] || verdict=yes
     ! grep -qs "System part" /tmp/VAM_FAIL || verdict=no

@@ -10,12 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/programs/board_files.h"
 #include "simulator/run/board_program.h"
+#include "simulator/run/board_status.h"
 #include "simulator/run/run.h"
 #include "simulator/state/state_folder.h"
 
@@ -29,6 +31,8 @@ struct RunOptions {
   std::string board;
   std::string state;
   std::string journal;
+  bool sharesMachinesTmp = false;
+  bool showsVerdict = false;
   std::vector<std::string> command;
 };
 
@@ -62,10 +66,17 @@ int RunProgram(const RunOptions& options) {
       options.state.empty() ? Keeping::kWhilePowered : Keeping::kThroughPowerFailure);
   const std::string journalFile = options.journal.empty() ? "" : StartJournal(options.journal);
   Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
+  if (!options.sharesMachinesTmp) {
+    LeadToStatusFiles(folder.Path(), stateFolder);
+  }
+  const BoardStatus statusFiles(options.sharesMachinesTmp ? "/tmp" : stateFolder);
 
   const int status =
       RunOnBoard({options.command, folder.Path(), LibrariesFolder(), description.probe});
   ReportFaultsThatNeverFired(Run(folder.Path()));
+  if (options.showsVerdict) {
+    Print(statusFiles.DescribeChanges());
+  }
   return status;
 }
 
@@ -77,8 +88,14 @@ void AddRunCommand(CLI::App& program, int& status) {
   run->add_option("--board", options->board, "A board file, or the name of a board that ships")
       ->required();
   run->add_option("--state", options->state,
-                  "Folder that keeps the chip's memory from run to run; a new chip by default");
+                  "Folder that keeps the chip's memory and the status files from run to run; "
+                  "a new chip by default");
   run->add_option("--journal", options->journal, "File for a line on every platform call");
+  run->add_flag("--verdict", options->showsVerdict,
+                "Show the status files when the program has ended");
+  run->add_flag("--machine-tmp", options->sharesMachinesTmp,
+                "Let the program use the machine's /tmp/VAM_OK and /tmp/VAM_FAIL, and not the "
+                "board's own");
   run->add_option("PROGRAM", options->command, "The program and its arguments, after --")
       ->required();
   run->callback([options, &status] { status = RunProgram(*options); });

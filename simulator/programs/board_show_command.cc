@@ -9,6 +9,7 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/programs/board_files.h"
+#include "simulator/run/board_status.h"
 #include "simulator/state/chip_description.h"
 #include "simulator/state/state_folder.h"
 
@@ -74,7 +75,11 @@ void ShowBoard(const ShowOptions& options) {
     PrepareStateFolder(folder.Path(), description, file.Folder(), Keeping::kWhilePowered);
     memory = ChipMemoryIn(folder.Path());
   }
-  Print(text + DescribeChip(memory));
+  text += DescribeChip(memory);
+  if (!options.state.empty()) {
+    text += BoardStatus(options.state).Describe();
+  }
+  Print(text);
 }
 
 }  // namespace
@@ -84,7 +89,8 @@ void AddShowCommand(CLI::App& program) {
   CLI::App* show = program.add_subcommand("show", "Show a board and its chip in words");
   show->add_option("--board", options->board, "A board file, or the name of a board that ships")
       ->required();
-  show->add_option("--state", options->state, "Folder that keeps the chip's memory");
+  show->add_option("--state", options->state,
+                   "Folder that keeps the chip's memory and the status files");
   show->callback([options] { ShowBoard(*options); });
 }
 

@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "simulator/run/board_paths.h"
 #include "simulator/run/group_witness.h"
-#include "simulator/run/node_file.h"
 #include "simulator/run/power_line.h"
 #include "simulator/run/process_tree.h"
 #include "simulator/run/run.h"

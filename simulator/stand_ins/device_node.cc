@@ -1,10 +1,12 @@
-// Preloaded into the programs on a board: answers for the device node of the secure element.
+// Preloaded into the programs on a board: answers for the device node of the secure element, and
+// leads the status files to the board's own.
 //
 // The node is an empty file in the run's folder, which a board without a node does not have. The
-// functions below lead the node's path there and pass every other path on. So the kernel keeps the
-// node's descriptors as it keeps any other: through dup, fork and exec. A descriptor is the node's
-// when it refers to that file. Nothing else uses the file's offset, so it holds the number that the
-// journal gives to the opening.
+// functions below lead the node's path there, the paths of the status files to the folder that the
+// run names for them, and pass every other path on. So the kernel keeps the node's descriptors as
+// it keeps any other: through dup, fork and exec. A descriptor is the node's when it refers to that
+// file. Nothing else uses the file's offset, so it holds the number that the journal gives to the
+// opening.
 //
 // Every process of a run loads this library. It therefore contains the C++ library instead of
 // loading it, and reads the board only when a program uses the node.
@@ -21,22 +23,26 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/time.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utime.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
+#include "report/status_messages.h"
 #include "simulator/board/board.h"
 #include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/board_paths.h"
 #include "simulator/run/journal_line.h"
-#include "simulator/run/node_file.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -92,6 +98,35 @@ struct NextFunctions {
   decltype(&::lgetxattr) lgetxattr = Symbol{"lgetxattr"};
   decltype(&::listxattr) listxattr = Symbol{"listxattr"};
   decltype(&::llistxattr) llistxattr = Symbol{"llistxattr"};
+  decltype(&::unlink) unlink = Symbol{"unlink"};
+  decltype(&::unlinkat) unlinkat = Symbol{"unlinkat"};
+  decltype(&::remove) remove = Symbol{"remove"};
+  decltype(&::rename) rename = Symbol{"rename"};
+  decltype(&::renameat) renameat = Symbol{"renameat"};
+  decltype(&::renameat2) renameat2 = Symbol{"renameat2"};
+  decltype(&::link) link = Symbol{"link"};
+  decltype(&::linkat) linkat = Symbol{"linkat"};
+  decltype(&::symlink) symlink = Symbol{"symlink"};
+  decltype(&::symlinkat) symlinkat = Symbol{"symlinkat"};
+  decltype(&::mkdir) mkdir = Symbol{"mkdir"};
+  decltype(&::mkdirat) mkdirat = Symbol{"mkdirat"};
+  decltype(&::rmdir) rmdir = Symbol{"rmdir"};
+  decltype(&::mkfifo) mkfifo = Symbol{"mkfifo"};
+  decltype(&::mkfifoat) mkfifoat = Symbol{"mkfifoat"};
+  decltype(&::mknod) mknod = Symbol{"mknod"};
+  decltype(&::mknodat) mknodat = Symbol{"mknodat"};
+  decltype(&::truncate) truncate = Symbol{"truncate"};
+  decltype(&::truncate64) truncate64 = Symbol{"truncate64"};
+  decltype(&::chmod) chmod = Symbol{"chmod"};
+  decltype(&::fchmodat) fchmodat = Symbol{"fchmodat"};
+  decltype(&::chown) chown = Symbol{"chown"};
+  decltype(&::lchown) lchown = Symbol{"lchown"};
+  decltype(&::fchownat) fchownat = Symbol{"fchownat"};
+  decltype(&::utimensat) utimensat = Symbol{"utimensat"};
+  decltype(&::utime) utime = Symbol{"utime"};
+  decltype(&::utimes) utimes = Symbol{"utimes"};
+  decltype(&::lutimes) lutimes = Symbol{"lutimes"};
+  decltype(&::futimesat) futimesat = Symbol{"futimesat"};
 };
 
 const NextFunctions& Next() {
@@ -113,14 +148,8 @@ class ErrorNumberKept {
 
 /// The file that stands for the node.
 struct NodeFile {
-  NodeFile() {
-    const ErrorNumberKept kept;
-    const char* folder = getenv(vam::Run::kEnvironmentVariable);
-    if (folder == nullptr || strlen(folder) + sizeof vam::kNodeFile > sizeof path) {
-      return;
-    }
-    snprintf(path, sizeof path, "%s%s", folder, vam::kNodeFile);
-    onBoard = true;
+  explicit NodeFile(const char* runFolder) {
+    snprintf(path, sizeof path, "%s%s", runFolder, vam::kNodeFile);
     present = Next().fstatat(AT_FDCWD, path, &status, 0) == 0;
   }
 
@@ -129,24 +158,55 @@ struct NodeFile {
     return present && inode == status.st_ino && device == status.st_dev;
   }
 
-  /// Whether this process was started on a board, and whether that board has a node.
-  bool onBoard = false;
   bool present = false;
   char path[PATH_MAX] = "";
   struct stat status = {};
 };
 
-const NodeFile& Node() {
-  static const NodeFile kNode;
-  return kNode;
+/// Where the board keeps its status files.
+struct StatusFolder {
+  explicit StatusFolder(const char* runFolder) {
+    snprintf(path, sizeof path, "%s%s", runFolder, vam::kStatusFolder);
+    struct stat status;
+    present = Next().fstatat(AT_FDCWD, path, &status, 0) == 0;
+  }
+
+  /// Whether the board has status files of its own, and not the machine's.
+  bool present = false;
+  char path[PATH_MAX] = "";
+};
+
+/// The board of this process. A process that was not started on one finds all paths on the machine.
+struct BoardPaths {
+  BoardPaths() {
+    const ErrorNumberKept kept;
+    const char* folder = getenv(vam::Run::kEnvironmentVariable);
+    if (folder != nullptr && strlen(folder) <= vam::kLongestRunFolder) {
+      node.emplace(folder);
+      statusFolder.emplace(folder);
+    }
+  }
+
+  std::optional<NodeFile> node;
+  std::optional<StatusFolder> statusFolder;
+};
+
+const BoardPaths& Board() {
+  static const BoardPaths kBoard;
+  return kBoard;
 }
 
 /// Looks up everything before the program has threads: what a thread does at a fork, its child
 /// cannot wait for.
-[[gnu::constructor]] void FindEverything() { Node(); }
+[[gnu::constructor]] void FindEverything() { Board(); }
 
-/// Returns whether the folder of `path`, up to `name`, is /dev.
-bool LiesInDev(int folder, const char* path, const char* name) {
+/// Returns whether this device and inode are the node's.
+bool IsNodeAt(dev_t device, ino_t inode) {
+  return Board().node && Board().node->IsAt(device, inode);
+}
+
+/// Returns whether the folder of `path`, up to `name`, is `expected`.
+bool LiesIn(const char* expected, int folder, const char* path, const char* name) {
   const ErrorNumberKept kept;
   char parent[PATH_MAX];
   const auto length = static_cast<std::size_t>(name - path);
@@ -156,36 +216,104 @@ bool LiesInDev(int folder, const char* path, const char* name) {
   snprintf(parent, sizeof parent, "%.*s", static_cast<int>(length == 0 ? 1 : length),
            length == 0 ? "." : path);
   struct stat found;
-  struct stat dev;
+  struct stat wanted;
   return Next().fstatat(folder, parent, &found, 0) == 0 &&
-         Next().fstatat(AT_FDCWD, "/dev", &dev, 0) == 0 && found.st_ino == dev.st_ino &&
-         found.st_dev == dev.st_dev;
+         Next().fstatat(AT_FDCWD, expected, &wanted, 0) == 0 && found.st_ino == wanted.st_ino &&
+         found.st_dev == wanted.st_dev;
 }
 
-/// Returns whether `path`, relative to `folder`, is the node's.
-bool IsNodePath(int folder, const char* path) {
-  if (path == nullptr || !Node().onBoard) {
-    return false;
+/// Returns the last name in `path`, with the slashes that follow it.
+const char* LastName(const char* path) {
+  const char* end = path + strlen(path);
+  while (end > path && end[-1] == '/') {
+    --end;
   }
-  if (strcmp(path, kVamDeviceNode) == 0) {
-    return true;
+  while (end > path && end[-1] != '/') {
+    --end;
   }
-  const char* slash = strrchr(path, '/');
-  const char* name = slash == nullptr ? path : slash + 1;
-  return strcmp(name, strrchr(kVamDeviceNode, '/') + 1) == 0 && LiesInDev(folder, path, name);
+  return end;
 }
 
-/// Returns where the machine has what is at `path` on the board.
-const char* OnMachine(int folder, const char* path) {
-  return IsNodePath(folder, path) ? Node().path : path;
+/// Returns the last name in `path`, which no slash follows.
+constexpr const char* NameIn(const char* path) {
+  const char* name = path;
+  for (const char* place = path; *place != '\0'; ++place) {
+    name = *place == '/' ? place + 1 : name;
+  }
+  return name;
 }
+
+constexpr char kTmp[] = "/tmp";
+
+/// Returns whether `name` is a status file's, or that of one which vam-verdict or a user has put
+/// aside: the file's own name, a dot and more.
+bool IsStatusName(const char* name) {
+  for (const char* file : {vam::kOkFile, vam::kErrorFile}) {
+    const char* own = NameIn(file);
+    const std::size_t length = strlen(own);
+    if (strncmp(name, own, length) == 0 &&
+        (name[length] == '\0' || name[length] == '/' || name[length] == '.')) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// A path of the board, relative to a folder, and where the machine has what is there.
+class Place {
+ public:
+  Place(int folder, const char* path) : place(path) {
+    if (path == nullptr || !Board().node) {
+      return;
+    }
+    const char* name = LastName(path);
+    if (strcmp(name, NameIn(kVamDeviceNode)) == 0 && LiesIn("/dev", folder, path, name)) {
+      kind = Kind::kNode;
+      place = Board().node->path;
+    } else if (Board().statusFolder->present && IsStatusName(name) &&
+               LiesIn(kTmp, folder, path, name)) {
+      const int length =
+          snprintf(statusFile, sizeof statusFile, "%s/%s", Board().statusFolder->path, name);
+      // The kernel takes no name for which there is no room.
+      if (length < static_cast<int>(sizeof statusFile)) {
+        kind = Kind::kStatusFile;
+        place = statusFile;
+      }
+    }
+  }
+  ~Place() = default;
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+  const char* OnMachine() const { return place; }
+  bool IsNode() const { return kind == Kind::kNode; }
+  bool IsTheMachines() const { return kind == Kind::kTheMachines; }
+
+  /// Writes the path as the board's programs know it. REQUIRES: it is not the machine's.
+  void WriteBoardPath(char (&path)[PATH_MAX]) const {
+    if (IsNode()) {
+      snprintf(path, sizeof path, "%s", kVamDeviceNode);
+      return;
+    }
+    const char* name = LastName(statusFile);
+    snprintf(path, sizeof path, "%s/%.*s", kTmp, static_cast<int>(strcspn(name, "/")), name);
+  }
+
+ private:
+  enum class Kind { kTheMachines, kNode, kStatusFile };
+
+  Kind kind = Kind::kTheMachines;
+  const char* place;
+  /// Left as it is where it is not used: every call on a path comes here.
+  char statusFile[PATH_MAX];
+};
 
 /// Returns the journal's number of the opening that `descriptor` refers to; none for another file.
 std::optional<std::uint32_t> OpeningOf(int descriptor) {
   const ErrorNumberKept kept;
   struct stat status;
-  if (!Node().present || Next().fstat(descriptor, &status) != 0 ||
-      !Node().IsAt(status.st_dev, status.st_ino)) {
+  if (!Board().node || !Board().node->present || Next().fstat(descriptor, &status) != 0 ||
+      !IsNodeAt(status.st_dev, status.st_ino)) {
     return std::nullopt;
   }
   // Fails for a descriptor with O_PATH, which does not open the node.
@@ -227,8 +355,9 @@ int OpenNode(int flags, Proceed proceed) {
 /// Opens the file that `path` is on the board by `proceed`, which takes its place on the machine.
 template <typename Proceed>
 int OpenAt(int folder, const char* path, int flags, Proceed proceed) {
-  return IsNodePath(folder, path) ? OpenNode(flags, [&] { return proceed(Node().path); })
-                                  : proceed(path);
+  const Place place(folder, path);
+  return place.IsNode() ? OpenNode(flags, [&] { return proceed(place.OnMachine()); })
+                        : proceed(place.OnMachine());
 }
 
 /// The mode that follows the named arguments of open() and its kin, where there is one.
@@ -362,7 +491,7 @@ int NodeIoctl(std::uint32_t opening, unsigned long request, void* argument) {
 /// where `result` is 0. Returns `result`.
 int Shown(int result, void* status) {
   auto& found = *static_cast<struct stat*>(status);
-  if (result == 0 && Node().IsAt(found.st_dev, found.st_ino)) {
+  if (result == 0 && IsNodeAt(found.st_dev, found.st_ino)) {
     found.st_mode = (found.st_mode & ~mode_t{S_IFMT}) | S_IFCHR;
     found.st_rdev = makedev(kMiscellaneousMajor, kNodeMinor);
     found.st_size = 0;
@@ -373,7 +502,7 @@ int Shown(int result, void* status) {
 
 int StatAt(int folder, const char* path, void* status, int flags) {
   auto* found = static_cast<struct stat*>(status);
-  return Shown(Next().fstatat(folder, OnMachine(folder, path), found, flags), found);
+  return Shown(Next().fstatat(folder, Place(folder, path).OnMachine(), found, flags), found);
 }
 
 int StatDescriptor(int descriptor, void* status) {
@@ -381,17 +510,29 @@ int StatDescriptor(int descriptor, void* status) {
   return Shown(Next().fstat(descriptor, found), found);
 }
 
-/// Resolves `path` by `proceed`, which takes its place on the machine.
+/// Returns whether `place` is a symbolic link on the machine.
+bool IsLink(const char* place) {
+  const ErrorNumberKept kept;
+  struct stat status;
+  return Next().fstatat(AT_FDCWD, place, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISLNK(status.st_mode);
+}
+
+/// Resolves `path` into `resolved` by `proceed`, which takes its place on the machine.
 template <typename Proceed>
-char* RealPath(const char* path, Proceed proceed) {
-  if (!IsNodePath(AT_FDCWD, path)) {
-    return proceed(path);
+char* RealPath(const char* path, char* resolved, Proceed proceed) {
+  const Place place(AT_FDCWD, path);
+  char* found = proceed(place.OnMachine());
+  if (found == nullptr || place.IsTheMachines() || IsLink(place.OnMachine())) {
+    return found;
   }
-  char* resolved = proceed(Node().path);
-  // The run's file has the longer name.
-  if (resolved != nullptr) {
-    memcpy(resolved, kVamDeviceNode, sizeof kVamDeviceNode);
+  char onBoard[PATH_MAX];
+  place.WriteBoardPath(onBoard);
+  if (resolved == nullptr) {
+    free(found);
+    return strdup(onBoard);
   }
+  memcpy(resolved, onBoard, strlen(onBoard) + 1);
   return resolved;
 }
 
@@ -516,9 +657,9 @@ int fstatat64(int folder, const char* path, struct stat64* status, int flags) no
 }
 
 int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
-  const int result = Next().statx(folder, OnMachine(folder, path), flags, mask, status);
+  const int result = Next().statx(folder, Place(folder, path).OnMachine(), flags, mask, status);
   if (result == 0 &&
-      Node().IsAt(makedev(status->stx_dev_major, status->stx_dev_minor), status->stx_ino)) {
+      IsNodeAt(makedev(status->stx_dev_major, status->stx_dev_minor), status->stx_ino)) {
     status->stx_mode = static_cast<std::uint16_t>((status->stx_mode & ~S_IFMT) | S_IFCHR);
     status->stx_rdev_major = kMiscellaneousMajor;
     status->stx_rdev_minor = kNodeMinor;
@@ -529,49 +670,164 @@ int statx(int folder, const char* path, int flags, unsigned mask, struct statx* 
 }
 
 int access(const char* path, int mode) noexcept {
-  return Next().access(OnMachine(AT_FDCWD, path), mode);
+  return Next().access(Place(AT_FDCWD, path).OnMachine(), mode);
 }
 
 int euidaccess(const char* path, int mode) noexcept {
-  return Next().euidaccess(OnMachine(AT_FDCWD, path), mode);
+  return Next().euidaccess(Place(AT_FDCWD, path).OnMachine(), mode);
 }
 
 int eaccess(const char* path, int mode) noexcept {
-  return Next().euidaccess(OnMachine(AT_FDCWD, path), mode);
+  return Next().euidaccess(Place(AT_FDCWD, path).OnMachine(), mode);
 }
 
 int faccessat(int folder, const char* path, int mode, int flags) noexcept {
-  return Next().faccessat(folder, OnMachine(folder, path), mode, flags);
+  return Next().faccessat(folder, Place(folder, path).OnMachine(), mode, flags);
 }
 
 ssize_t readlink(const char* path, char* target, size_t size) noexcept {
-  return Next().readlink(OnMachine(AT_FDCWD, path), target, size);
+  return Next().readlink(Place(AT_FDCWD, path).OnMachine(), target, size);
 }
 
 ssize_t readlinkat(int folder, const char* path, char* target, size_t size) noexcept {
-  return Next().readlinkat(folder, OnMachine(folder, path), target, size);
+  return Next().readlinkat(folder, Place(folder, path).OnMachine(), target, size);
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
-  return RealPath(path, [=](const char* place) { return Next().realpath(place, resolved); });
+  return RealPath(path, resolved,
+                  [=](const char* place) { return Next().realpath(place, resolved); });
 }
 
 char* canonicalize_file_name(const char* path) noexcept { return realpath(path, nullptr); }
 
 ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {
-  return Next().getxattr(OnMachine(AT_FDCWD, path), name, value, size);
+  return Next().getxattr(Place(AT_FDCWD, path).OnMachine(), name, value, size);
 }
 
 ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) noexcept {
-  return Next().lgetxattr(OnMachine(AT_FDCWD, path), name, value, size);
+  return Next().lgetxattr(Place(AT_FDCWD, path).OnMachine(), name, value, size);
 }
 
 ssize_t listxattr(const char* path, char* names, size_t size) noexcept {
-  return Next().listxattr(OnMachine(AT_FDCWD, path), names, size);
+  return Next().listxattr(Place(AT_FDCWD, path).OnMachine(), names, size);
 }
 
 ssize_t llistxattr(const char* path, char* names, size_t size) noexcept {
-  return Next().llistxattr(OnMachine(AT_FDCWD, path), names, size);
+  return Next().llistxattr(Place(AT_FDCWD, path).OnMachine(), names, size);
+}
+
+int unlink(const char* path) noexcept { return Next().unlink(Place(AT_FDCWD, path).OnMachine()); }
+
+int unlinkat(int folder, const char* path, int flags) noexcept {
+  return Next().unlinkat(folder, Place(folder, path).OnMachine(), flags);
+}
+
+int remove(const char* path) noexcept { return Next().remove(Place(AT_FDCWD, path).OnMachine()); }
+
+int rename(const char* from, const char* to) noexcept {
+  return Next().rename(Place(AT_FDCWD, from).OnMachine(), Place(AT_FDCWD, to).OnMachine());
+}
+
+int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+  return Next().renameat(fromFolder, Place(fromFolder, from).OnMachine(), toFolder,
+                         Place(toFolder, to).OnMachine());
+}
+
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+              unsigned flags) noexcept {
+  return Next().renameat2(fromFolder, Place(fromFolder, from).OnMachine(), toFolder,
+                          Place(toFolder, to).OnMachine(), flags);
+}
+
+int link(const char* from, const char* to) noexcept {
+  return Next().link(Place(AT_FDCWD, from).OnMachine(), Place(AT_FDCWD, to).OnMachine());
+}
+
+int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
+  return Next().linkat(fromFolder, Place(fromFolder, from).OnMachine(), toFolder,
+                       Place(toFolder, to).OnMachine(), flags);
+}
+
+int symlink(const char* target, const char* path) noexcept {
+  return Next().symlink(target, Place(AT_FDCWD, path).OnMachine());
+}
+
+int symlinkat(const char* target, int folder, const char* path) noexcept {
+  return Next().symlinkat(target, folder, Place(folder, path).OnMachine());
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  return Next().mkdir(Place(AT_FDCWD, path).OnMachine(), mode);
+}
+
+int mkdirat(int folder, const char* path, mode_t mode) noexcept {
+  return Next().mkdirat(folder, Place(folder, path).OnMachine(), mode);
+}
+
+int rmdir(const char* path) noexcept { return Next().rmdir(Place(AT_FDCWD, path).OnMachine()); }
+
+int mkfifo(const char* path, mode_t mode) noexcept {
+  return Next().mkfifo(Place(AT_FDCWD, path).OnMachine(), mode);
+}
+
+int mkfifoat(int folder, const char* path, mode_t mode) noexcept {
+  return Next().mkfifoat(folder, Place(folder, path).OnMachine(), mode);
+}
+
+int mknod(const char* path, mode_t mode, dev_t device) noexcept {
+  return Next().mknod(Place(AT_FDCWD, path).OnMachine(), mode, device);
+}
+
+int mknodat(int folder, const char* path, mode_t mode, dev_t device) noexcept {
+  return Next().mknodat(folder, Place(folder, path).OnMachine(), mode, device);
+}
+
+int truncate(const char* path, off_t size) noexcept {
+  return Next().truncate(Place(AT_FDCWD, path).OnMachine(), size);
+}
+
+int truncate64(const char* path, off64_t size) noexcept {
+  return Next().truncate64(Place(AT_FDCWD, path).OnMachine(), size);
+}
+
+int chmod(const char* path, mode_t mode) noexcept {
+  return Next().chmod(Place(AT_FDCWD, path).OnMachine(), mode);
+}
+
+int fchmodat(int folder, const char* path, mode_t mode, int flags) noexcept {
+  return Next().fchmodat(folder, Place(folder, path).OnMachine(), mode, flags);
+}
+
+int chown(const char* path, uid_t user, gid_t group) noexcept {
+  return Next().chown(Place(AT_FDCWD, path).OnMachine(), user, group);
+}
+
+int lchown(const char* path, uid_t user, gid_t group) noexcept {
+  return Next().lchown(Place(AT_FDCWD, path).OnMachine(), user, group);
+}
+
+int fchownat(int folder, const char* path, uid_t user, gid_t group, int flags) noexcept {
+  return Next().fchownat(folder, Place(folder, path).OnMachine(), user, group, flags);
+}
+
+int utimensat(int folder, const char* path, const struct timespec times[2], int flags) noexcept {
+  return Next().utimensat(folder, Place(folder, path).OnMachine(), times, flags);
+}
+
+int utime(const char* path, const struct utimbuf* times) noexcept {
+  return Next().utime(Place(AT_FDCWD, path).OnMachine(), times);
+}
+
+int utimes(const char* path, const struct timeval times[2]) noexcept {
+  return Next().utimes(Place(AT_FDCWD, path).OnMachine(), times);
+}
+
+int lutimes(const char* path, const struct timeval times[2]) noexcept {
+  return Next().lutimes(Place(AT_FDCWD, path).OnMachine(), times);
+}
+
+int futimesat(int folder, const char* path, const struct timeval times[2]) noexcept {
+  return Next().futimesat(folder, Place(folder, path).OnMachine(), times);
 }
 
 // What programs call that were built with _FORTIFY_SOURCE, and, after them, what programs call that
@@ -598,16 +854,17 @@ int __openat64_2(int folder, const char* path, int flags) {
 }
 
 ssize_t __readlink_chk(const char* path, char* target, size_t size, size_t capacity) {
-  return Next().readlinkChecked(OnMachine(AT_FDCWD, path), target, size, capacity);
+  return Next().readlinkChecked(Place(AT_FDCWD, path).OnMachine(), target, size, capacity);
 }
 
 ssize_t __readlinkat_chk(int folder, const char* path, char* target, size_t size, size_t capacity) {
-  return Next().readlinkatChecked(folder, OnMachine(folder, path), target, size, capacity);
+  return Next().readlinkatChecked(folder, Place(folder, path).OnMachine(), target, size, capacity);
 }
 
 char* __realpath_chk(const char* path, char* resolved, size_t capacity) {
-  return RealPath(
-      path, [=](const char* place) { return Next().realpathChecked(place, resolved, capacity); });
+  return RealPath(path, resolved, [=](const char* place) {
+    return Next().realpathChecked(place, resolved, capacity);
+  });
 }
 
 int __xstat(int /*version*/, const char* path, struct stat* status) {

@@ -22,6 +22,14 @@ std::vector<std::string> OnBoard(const std::string& board, const std::vector<std
   return command;
 }
 
+std::vector<std::string> OnBoardWithMachineTmp(const std::string& board,
+                                               const std::vector<std::string>& program,
+                                               const std::string& state) {
+  std::vector<std::string> command = OnBoard(board, program, state);
+  command.insert(command.begin() + 2, "--machine-tmp");
+  return command;
+}
+
 std::map<std::string, std::string> BoardEnvironment() {
   return {{"TMPDIR", PrivateTmp::Folder()}, {"ASAN_OPTIONS", "detect_leaks=1"}};
 }

@@ -14,6 +14,12 @@ namespace vam {
                                                const std::string& state = "",
                                                const std::string& journal = "");
 
+/// Does the same where the program is to find the machine's status files in /tmp, and not the
+/// board's own.
+[[nodiscard]] std::vector<std::string> OnBoardWithMachineTmp(
+    const std::string& board, const std::vector<std::string>& program,
+    const std::string& state = "");
+
 /// Returns the environment for such a run: the launcher's own files stay out of the tested /tmp,
 /// and sanitized programs report leaks.
 [[nodiscard]] std::map<std::string, std::string> BoardEnvironment();

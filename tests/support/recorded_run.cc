@@ -39,7 +39,7 @@ Output Record(const std::vector<std::string>& program, const std::vector<std::st
 }
 
 Output RecordOnBoard(const std::string& board, const std::vector<std::string>& options) {
-  return Record(OnBoard(board, {UpdateTool()}), options);
+  return Record(OnBoardWithMachineTmp(board, {UpdateTool()}), options);
 }
 
 std::string RecordText() { return ReadFile("/run/vam-update/verdict.json").value_or(""); }

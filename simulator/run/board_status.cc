@@ -1,0 +1,96 @@
+#include "simulator/run/board_status.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "report/status_messages.h"
+#include "report/status_reader.h"
+#include "report/texts.h"
+#include "report/trusted_file.h"
+#include "simulator/run/board_paths.h"
+
+namespace vam {
+
+namespace {
+
+/// Of each file; a run adds nine at most.
+constexpr std::size_t kShownLines = 12;
+
+/// Returns the path in `folder` of the status file that the board knows as `path`.
+std::string In(const std::string& folder, const char* path) {
+  return folder + std::strrchr(path, '/');
+}
+
+std::string DescribeFile(const std::string& path, const char* pathOnBoard, bool isOld) {
+  const StatusFile file = ReadStatusFile(path);
+  if (!file.present) {
+    return "";
+  }
+  std::string text = std::string("  ") + pathOnBoard;
+  if (!file.problem.empty()) {
+    return text + ": cannot be read: " + file.problem + "\n";
+  }
+  text += isOld ? ", as it was before this run\n" : "\n";
+  std::size_t first = 0;
+  if (file.lines.size() > kShownLines) {
+    first = file.lines.size() - kShownLines;
+    text += "    ...\n";
+  }
+  for (std::size_t i = first; i < file.lines.size(); ++i) {
+    text += "    " + Printable(file.lines[i]) + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+void LeadToStatusFiles(const std::string& runFolder, const std::string& folder) {
+  if (runFolder.size() > kLongestRunFolder) {
+    throw std::runtime_error(runFolder + ": the path is too long; set TMPDIR to a shorter one");
+  }
+  const std::string link = runFolder + kStatusFolder;
+  if (symlink(folder.c_str(), link.c_str()) != 0) {
+    throw std::runtime_error(link + ": " + std::strerror(errno));
+  }
+}
+
+bool BoardStatus::Stamp::operator==(const Stamp& other) const {
+  return present == other.present && inode == other.inode && size == other.size &&
+         changed == other.changed;
+}
+
+BoardStatus::Stamp BoardStatus::StampOf(const std::string& path) {
+  struct stat status = {};
+  Stamp stamp;
+  stamp.present = lstat(path.c_str(), &status) == 0;
+  stamp.inode = status.st_ino;
+  stamp.size = status.st_size;
+  stamp.changed = Nanoseconds(status.st_mtim);
+  return stamp;
+}
+
+BoardStatus::BoardStatus(const std::string& folder)
+    : okFile(In(folder, kOkFile)),
+      errorFile(In(folder, kErrorFile)),
+      okBefore(StampOf(okFile)),
+      errorBefore(StampOf(errorFile)) {}
+
+std::string BoardStatus::Text(bool namesOldOnes) const {
+  std::string text =
+      DescribeFile(okFile, kOkFile, namesOldOnes && StampOf(okFile) == okBefore) +
+      DescribeFile(errorFile, kErrorFile, namesOldOnes && StampOf(errorFile) == errorBefore);
+  return text.empty() ? "Status files: none\n" : "Status files:\n" + text;
+}
+
+std::string BoardStatus::Describe() const { return Text(false); }
+
+std::string BoardStatus::DescribeChanges() const { return Text(true); }
+
+}  // namespace vam
