@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -31,6 +32,7 @@
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 #include "tests/support/recorded_run.h"
+#include "tests/support/terminal.h"
 
 namespace vam {
 namespace {
@@ -594,6 +596,101 @@ TEST_F(VerdictTest, Signal_SentToTheRecorder_ReachesTheProgramAndItsEndIsRecorde
     EXPECT_TRUE(Has(RecordText(), "\"signal\":" + std::to_string(signal)));
     ExpectOutcome("interrupted");
   }
+}
+
+/// The recorder, as the leader of a terminal's session, around a program that prints each signal
+/// that comes to it.
+class RecorderOnTerminal {
+ public:
+  explicit RecorderOnTerminal(const std::vector<std::string>& before = {})
+      : terminal(std::in_place) {
+    std::vector<std::string> words = {VerdictProgram(), "run", "--"};
+    words.insert(words.end(), before.begin(), before.end());
+    words.emplace_back(VAM_SIGNAL_PROBE);
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words) {
+      arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    lines = ends[0];
+    process = fork();
+    if (process == 0) {
+      setsid();
+      ioctl(terminal->Descriptor(), TIOCSCTTY, 0);
+      dup2(ends[1], STDOUT_FILENO);
+      execv(arguments[0], arguments.data());
+      _exit(127);
+    }
+    close(ends[1]);
+    EXPECT_EQ(ReadLine(), "ready");
+  }
+  ~RecorderOnTerminal() {
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+    close(lines);
+  }
+  RecorderOnTerminal(const RecorderOnTerminal&) = delete;
+  RecorderOnTerminal& operator=(const RecorderOnTerminal&) = delete;
+
+  void Type(const std::string& keys) const { terminal->Type(keys); }
+  void HangUp() { terminal.reset(); }
+  void Send(int signal) const { EXPECT_EQ(kill(process, signal), 0); }
+
+  /// Returns the next line that the program prints; empty when it has ended.
+  std::string ReadLine() const {
+    std::string line;
+    char byte = 0;
+    while (read(lines, &byte, 1) == 1 && byte != '\n') {
+      line += byte;
+    }
+    return line;
+  }
+
+ private:
+  std::optional<Terminal> terminal;
+  int lines = -1;
+  pid_t process = -1;
+};
+
+TEST_F(VerdictTest, KeyOfTheTerminal_ReachesTheProgramOnce) {
+  const RecorderOnTerminal recorder;
+  // What the recorder might send on comes after what the terminal sent.
+  recorder.Send(SIGSTOP);
+  recorder.Type("\x03");
+  EXPECT_EQ(recorder.ReadLine(), "INT");
+  recorder.Send(SIGCONT);
+  recorder.Send(SIGTERM);
+  EXPECT_EQ(recorder.ReadLine(), "TERM");
+  EXPECT_EQ(recorder.ReadLine(), "");
+}
+
+TEST_F(VerdictTest, KeyOfTheTerminal_ReachesAProgramThatLeftItsGroup) {
+  const RecorderOnTerminal recorder({"setsid"});
+  recorder.Type("\x03");
+  recorder.Send(SIGTERM);
+  EXPECT_EQ(recorder.ReadLine(), "INT");
+  EXPECT_EQ(recorder.ReadLine(), "TERM");
+}
+
+TEST_F(VerdictTest, SignalSentOnATerminal_ReachesTheProgramOnce) {
+  const RecorderOnTerminal recorder;
+  recorder.Send(SIGINT);
+  recorder.Send(SIGTERM);
+  EXPECT_EQ(recorder.ReadLine(), "INT");
+  EXPECT_EQ(recorder.ReadLine(), "TERM");
+  EXPECT_EQ(recorder.ReadLine(), "");
+}
+
+TEST_F(VerdictTest, HangUpOfTheTerminal_ReachesTheProgramOnce) {
+  RecorderOnTerminal recorder;
+  recorder.HangUp();
+  recorder.Send(SIGTERM);
+  EXPECT_EQ(recorder.ReadLine(), "HUP");
+  EXPECT_EQ(recorder.ReadLine(), "TERM");
+  EXPECT_EQ(recorder.ReadLine(), "");
 }
 
 TEST_F(VerdictTest, SecondRun_WhileItGoesOn_HasNoVerdict) {

@@ -29,18 +29,26 @@ int Start(char* const* arguments, const sigset_t& mask, pid_t& child) {
   return reason;
 }
 
-/// Sends on every signal that comes before the program ends. Returns how it ended, as waitpid()
-/// tells it.
+/// Whether the kernel sent the signal to the program too. A terminal's key reaches the whole
+/// foreground group. Its hang-up reaches the session's leader alone.
+bool HasReachedProgram(const siginfo_t& signal, pid_t child) {
+  return signal.si_code == SI_KERNEL && getpgid(child) == getpgrp() &&
+         (signal.si_signo != SIGHUP || getsid(0) != getpid());
+}
+
+/// Sends on every signal that comes before the program ends and comes here alone. Returns how it
+/// ended, as waitpid() tells it.
 int WaitForEnd(pid_t child, const sigset_t& awaited) {
   int end = 0;
+  siginfo_t signal = {};
   for (;;) {
-    const int signal = sigwaitinfo(&awaited, nullptr);
-    if (signal == SIGCHLD) {
+    const int number = sigwaitinfo(&awaited, &signal);
+    if (number == SIGCHLD) {
       if (waitpid(child, &end, WNOHANG) == child) {
         return end;
       }
-    } else if (signal > 0) {
-      kill(child, signal);
+    } else if (number > 0 && !HasReachedProgram(signal, child)) {
+      kill(child, number);
     }
   }
 }
