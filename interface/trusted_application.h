@@ -36,29 +36,45 @@ enum CommandIdentifier : uint32_t {
   kVamRemoveAkKeys = 44,
 };
 
-/// A command, and the method of CaVamInterfaceSp that sends it.
+/// A command, the method of CaVamInterfaceSp that sends it, and what crosses the border with it.
 struct NamedCommand {
   CommandIdentifier identifier;
   const char* method;
+  /// Whether its request starts with an update mode.
+  bool carriesMode;
+  /// Whether its reply starts with a result record.
+  bool repliesWithRecord;
+  /// The most items of its reply, the record included.
+  uint32_t replyItems;
 };
 
 constexpr NamedCommand kCommands[] = {
-    {kVmUpdateFw, "vm_updateFW"},
-    {kVmGetFwInfo, "vm_getFWInfo"},
-    {kVamCheckVamAk, "vam_checkVamAk"},
-    {kVamAkProvision, "vam_akProvision"},
-    {kVamAkProvisionRpmb, "vam_akProvisionRPMB"},
-    {kVamGetPublicKeyStatus, "vam_getPublicKeyStatus"},
-    {kVamGetInfo, "vam_getInfo"},
-    {kVamGetAppInfo, "vam_getAppInfo"},
-    {kVamUpdateFw, "vam_updateFW"},
-    {kVamSelfTestAll, "vam_selfTestAll"},
-    {kVamGetHackInfo, "vam_getHackInfo"},
-    {kVamGetFwInfo, "vam_getFWInfo"},
-    {kVamForceRecovery, "vam_forceRecovery"},
-    {kVamForceRecoverySp, "vam_forceRecoverySP"},
-    {kVamRemoveAkKeys, "vam_removeAkKeys"},
+    {kVmUpdateFw, "vm_updateFW", true, true, 5},
+    {kVmGetFwInfo, "vm_getFWInfo", false, false, 2},
+    {kVamCheckVamAk, "vam_checkVamAk", false, false, 0},
+    {kVamAkProvision, "vam_akProvision", false, false, 0},
+    {kVamAkProvisionRpmb, "vam_akProvisionRPMB", false, false, 0},
+    {kVamGetPublicKeyStatus, "vam_getPublicKeyStatus", false, false, 0},
+    {kVamGetInfo, "vam_getInfo", false, false, 0},
+    {kVamGetAppInfo, "vam_getAppInfo", false, false, 0},
+    {kVamUpdateFw, "vam_updateFW", true, false, 0},
+    {kVamSelfTestAll, "vam_selfTestAll", false, false, 0},
+    {kVamGetHackInfo, "vam_getHackInfo", false, false, 2},
+    {kVamGetFwInfo, "vam_getFWInfo", false, false, 2},
+    {kVamForceRecovery, "vam_forceRecovery", false, false, 0},
+    {kVamForceRecoverySp, "vam_forceRecoverySP", false, false, 0},
+    {kVamRemoveAkKeys, "vam_removeAkKeys", false, false, 0},
 };
+
+/// Returns the command of `identifier`, or null where there is none.
+constexpr const NamedCommand* FindCommand(uint32_t identifier) {
+  for (const NamedCommand& command : kCommands) {
+    if (command.identifier == identifier) {
+      return &command;
+    }
+  }
+  return nullptr;
+}
 
 /// Modes of the update commands. The interface passes any number; these are the ones that the
 /// trusted application knows.

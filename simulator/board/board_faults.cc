@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "interface/trusted_application.h"
 #include "report/tee_codes.h"
 #include "simulator/board/board.h"
 #include "simulator/board/board_section.h"
@@ -22,8 +23,6 @@ namespace {
 
 constexpr NumberRange kOrigins = {1, 4};
 constexpr NumberRange kNegative32 = {std::numeric_limits<std::int32_t>::min(), -1};
-/// More items than any reply has.
-constexpr NumberRange kItems = {1, 64};
 
 /// Returns 0 for every occurrence.
 std::uint32_t ReadOccurrence(const BoardSection& section) {
@@ -136,7 +135,11 @@ int Count(std::initializer_list<bool> changes) {
   return count;
 }
 
-void ReadRecord(const BoardSection& section, AnswerFault& answer) {
+void ReadRecord(const BoardSection& section, const NamedCommand& command, AnswerFault& answer) {
+  if (!command.repliesWithRecord) {
+    section.FailAt("record", std::string("the reply of ") + command.method +
+                                 " has no result record; that of vm_updateFW has");
+  }
   const std::vector<std::int64_t> codes =
       section.Numbers("record", {2, 2, kSigned32, "two numbers: [vamCode, fwCode]", "a code"});
   answer.kind = kReplaceRecord;
@@ -160,8 +163,17 @@ void ReadItemValue(const BoardSection& section, AnswerFault& answer) {
   std::memcpy(answer.bytes, text.data(), text.size());
 }
 
-void ReadItem(const BoardSection& section, AnswerFault& answer) {
-  answer.item = static_cast<std::uint32_t>(section.Number("item", kItems));
+void ReadItem(const BoardSection& section, const NamedCommand& command, AnswerFault& answer) {
+  const std::string reply = std::string("the reply of ") + command.method;
+  if (command.replyItems == 0) {
+    section.FailAt("item", reply + " has no items; give \"result\" instead");
+  }
+  const std::int64_t item = section.Number("item", kPositive32);
+  if (item > command.replyItems) {
+    section.FailAt("item", reply + " has " + std::to_string(command.replyItems) +
+                               " items; \"item\" is " + std::to_string(item));
+  }
+  answer.item = static_cast<std::uint32_t>(item);
   const bool missing = section.Truth("missing", false);
   const bool cut = section.Truth("cut", false);
   if (Count({missing, cut, section.Has("value")}) != 1) {
@@ -176,28 +188,49 @@ void ReadItem(const BoardSection& section, AnswerFault& answer) {
   }
 }
 
-/// Reads the command and the mode that the fault belongs to. Returns both in words.
-std::string ReadCommand(const BoardSection& section, AnswerFault& answer) {
-  std::string words;
-  if (section.HoldsNumber("command")) {
-    answer.command = static_cast<std::uint32_t>(section.Number("command", kUnsigned32));
-    words = "command " + std::to_string(answer.command);
+const NamedCommand& ReadCommand(const BoardSection& section) {
+  const bool isNumber = section.HoldsNumber("command");
+  std::optional<std::uint32_t> identifier;
+  if (isNumber) {
+    identifier = static_cast<std::uint32_t>(section.Number("command", kUnsigned32));
   } else {
-    words = section.Text("command");
-    const std::optional<std::uint32_t> identifier = CommandByName(words);
-    if (!identifier) {
-      section.FailAt("command",
-                     "\"command\" must be a number or a method of the command interface, "
-                     "such as \"vm_updateFW\"");
-    }
-    answer.command = *identifier;
+    identifier = CommandByName(section.Text("command"));
   }
-  if (section.Has("mode")) {
-    answer.hasMode = 1;
-    answer.mode = static_cast<std::int32_t>(section.Number("mode", kSigned32));
-    words += " in mode " + std::to_string(answer.mode);
+  const NamedCommand* command = identifier ? FindCommand(*identifier) : nullptr;
+  if (command != nullptr) {
+    return *command;
   }
-  return words;
+  if (!isNumber) {
+    section.FailAt("command",
+                   "\"command\" must be a number or a method of the command interface, "
+                   "such as \"vm_updateFW\"");
+  }
+  std::string known;
+  for (const NamedCommand& each : kCommands) {
+    known += (known.empty() ? "" : ", ") + std::to_string(each.identifier) + " " + each.method;
+  }
+  section.FailAt("command", "no command has the identifier " + std::to_string(*identifier) +
+                                "; there are " + known);
+}
+
+/// Reads the mode that the fault belongs to, if there is one.
+void ReadMode(const BoardSection& section, const NamedCommand& command, AnswerFault& answer) {
+  if (!section.Has("mode")) {
+    return;
+  }
+  if (!command.carriesMode) {
+    section.FailAt("mode", std::string(command.method) + " carries no mode: leave \"mode\" out");
+  }
+  answer.hasMode = 1;
+  answer.mode = static_cast<std::int32_t>(section.Number("mode", kSigned32));
+}
+
+/// Returns the command and the mode that the fault belongs to, as the board names them.
+std::string CommandInWords(const BoardSection& section, const AnswerFault& answer) {
+  const std::string command = section.HoldsNumber("command")
+                                  ? "command " + std::to_string(answer.command)
+                                  : section.Text("command");
+  return answer.hasMode == 0 ? command : command + " in mode " + std::to_string(answer.mode);
 }
 
 Fault ReadAnswerFault(const BoardSection& section) {
@@ -206,9 +239,11 @@ Fault ReadAnswerFault(const BoardSection& section) {
   Fault fault;
   fault.kind = Fault::Kind::kAnswer;
   AnswerFault& answer = fault.answer;
-  const std::string words = ReadCommand(section, answer);
+  const NamedCommand& command = ReadCommand(section);
+  answer.command = command.identifier;
+  ReadMode(section, command, answer);
   answer.occurrence = ReadOccurrence(section);
-  fault.description = words + ", " + OccurrenceInWords(answer.occurrence);
+  fault.description = CommandInWords(section, answer) + ", " + OccurrenceInWords(answer.occurrence);
   if (Count({section.Has("result"), section.Has("record"), section.Has("item")}) != 1) {
     section.Fail("a command's fault takes one of result, record, item");
   }
@@ -216,9 +251,9 @@ Fault ReadAnswerFault(const BoardSection& section) {
     answer.kind = kFailCommand;
     answer.result = ReadTeeResult(section);
   } else if (section.Has("record")) {
-    ReadRecord(section, answer);
+    ReadRecord(section, command, answer);
   } else {
-    ReadItem(section, answer);
+    ReadItem(section, command, answer);
   }
   return fault;
 }

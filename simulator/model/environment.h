@@ -55,10 +55,13 @@ class Digest {
 class AnswerFaults {
  public:
   virtual uint32_t Count() = 0;
-  /// Counts an invocation of `command` for fault `index` (from 0). Returns the fault when it
-  /// changes this invocation, else null. `hasMode` tells whether the command carries an update
-  /// mode.
-  virtual const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) = 0;
+  /// Counts an invocation of `command` for fault `index` (from 0). Returns the fault when it is to
+  /// change this invocation, else null. `hasMode` tells whether the command carries an update mode.
+  virtual const AnswerFault* Select(uint32_t index, uint32_t command, bool hasMode,
+                                    int32_t mode) = 0;
+  /// Takes note that fault `index`, which was selected, has changed the answer. One whose item is
+  /// not part of the reply never does.
+  virtual void Applied(uint32_t index) = 0;
 
  protected:
   ~AnswerFaults() = default;

@@ -9,8 +9,8 @@ namespace vam {
 
 class Reply {
  public:
-  Reply(uint8_t* block, size_t size, const ActiveFaults& activeFaults)
-      : cursor{block, size, kFirstValue}, faults(activeFaults) {}
+  Reply(uint8_t* block, size_t size, const ActiveFaults& activeFaults, AnswerFaults& allFaults)
+      : cursor{block, size, kFirstValue}, faults(activeFaults), declared(allFaults) {}
 
   void PutInt(int32_t value) {
     if (BeginItem() && !Replaced(true)) {
@@ -40,19 +40,27 @@ class Reply {
   }
 
   void PutRecord(VamResult record) {
-    for (uint32_t i = 0; i < faults.count; ++i) {
+    if (!BeginItem() || Replaced(false)) {
+      return;
+    }
+    // The last one decides.
+    for (uint32_t i = faults.count; i-- > 0;) {
       if (faults.fault[i]->kind == kReplaceRecord) {
         record.vamCode = faults.fault[i]->vamCode;
         record.fwCode = faults.fault[i]->fwCode;
+        declared.Applied(faults.index[i]);
+        break;
       }
     }
-    PutBlob(&record, sizeof record);
+    EndItem(put_blob(cursor, &record, sizeof record));
   }
 
  private:
-  const AnswerFault* FaultOfItem(uint32_t kind) const {
+  /// Returns the fault of this kind that applies to the item, or null.
+  const AnswerFault* ApplyToItem(uint32_t kind) {
     for (uint32_t i = 0; i < faults.count; ++i) {
       if (faults.fault[i]->kind == kind && faults.fault[i]->item == item) {
+        declared.Applied(faults.index[i]);
         return faults.fault[i];
       }
     }
@@ -61,12 +69,15 @@ class Reply {
 
   /// Starts the next item. Returns false when the reply has ended before it.
   bool BeginItem() {
+    if (ended) {
+      return false;
+    }
     ++item;
     itemStart = cursor.position;
     if (item == 1) {
       end_values(cursor, kFirstValue);
     }
-    if (FaultOfItem(kOmitItem) != nullptr) {
+    if (ApplyToItem(kOmitItem) != nullptr) {
       ended = true;
     }
     return !ended;
@@ -75,12 +86,12 @@ class Reply {
   /// Puts what a fault declares instead of the item. Returns false when no fault does. A number is
   /// signed where the item is.
   bool Replaced(bool isSigned) {
-    if (const AnswerFault* fault = FaultOfItem(kReplaceByNumber)) {
+    if (const AnswerFault* fault = ApplyToItem(kReplaceByNumber)) {
       EndItem(isSigned ? put_int(cursor, static_cast<int32_t>(fault->number))
                        : put_uint(cursor, fault->number));
       return true;
     }
-    if (const AnswerFault* fault = FaultOfItem(kReplaceByBytes)) {
+    if (const AnswerFault* fault = ApplyToItem(kReplaceByBytes)) {
       EndItem(put_blob(cursor, fault->bytes, fault->byteCount));
       return true;
     }
@@ -90,7 +101,7 @@ class Reply {
   void EndItem(bool put) {
     if (!put) {
       ended = true;
-    } else if (FaultOfItem(kCutItem) != nullptr) {
+    } else if (ApplyToItem(kCutItem) != nullptr) {
       end_values(cursor, itemStart + (cursor.position - itemStart) / 2);
       ended = true;
     }
@@ -98,6 +109,7 @@ class Reply {
 
   ValueCursor cursor;
   const ActiveFaults& faults;
+  AnswerFaults& declared;
   size_t itemStart = kFirstValue;
   uint32_t item = 0;
   bool ended = false;
@@ -108,8 +120,6 @@ namespace {
 constexpr VamResult kSuccessRecord = {VAM_RET_SUCCESS, ZELK_NO_ERROR};
 
 bool IsSuccess(const VamResult& record) { return record.vamCode == 0 && record.fwCode == 0; }
-
-bool CarriesMode(uint32_t command) { return command == kVmUpdateFw || command == kVamUpdateFw; }
 
 // A function for each command but the updates; CarryOut() calls them.
 
@@ -258,22 +268,25 @@ uint32_t TrustedApplication::Invoke(uint32_t command, uint8_t* block, size_t siz
   ValueCursor request{block, size, kFirstValue};
   ValueCursor peeked = request;
   int32_t mode = 0;
-  const bool hasMode = CarriesMode(command) && get_int(peeked, &mode);
+  const NamedCommand* known = FindCommand(command);
+  const bool hasMode = known != nullptr && known->carriesMode && get_int(peeked, &mode);
 
   ActiveFaults active{};
   for (uint32_t i = 0; i < faults.Count(); ++i) {
-    const AnswerFault* fault = faults.Fire(i, command, hasMode, mode);
+    const AnswerFault* fault = faults.Select(i, command, hasMode, mode);
     if (fault == nullptr) {
       continue;
     }
     if (fault->kind == kFailCommand) {
+      faults.Applied(i);
       return fault->result;
     }
     if (active.count < kFaultsPerCommand) {
-      active.fault[active.count++] = fault;
+      active.fault[active.count] = fault;
+      active.index[active.count++] = i;
     }
   }
-  Reply reply(block, size, active);
+  Reply reply(block, size, active, faults);
   return CarryOut(command, request, reply);
 }
 

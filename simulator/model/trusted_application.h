@@ -34,6 +34,8 @@ constexpr uint32_t kFaultsPerCommand = 8;
 /// The wrong answers that apply to one command.
 struct ActiveFaults {
   const AnswerFault* fault[kFaultsPerCommand];
+  /// The place of each among all that the board declares.
+  uint32_t index[kFaultsPerCommand];
   uint32_t count;
 };
 

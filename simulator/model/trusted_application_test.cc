@@ -21,19 +21,23 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// Faults that apply to every invocation of their command and mode.
 class ListedFaults final : public AnswerFaults {
  public:
   uint32_t Count() override { return static_cast<uint32_t>(faults.size()); }
-  const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
+  const AnswerFault* Select(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
     const AnswerFault& fault = faults[index];
     const bool applies =
         fault.command == command && (fault.hasMode == 0 || (hasMode && fault.mode == mode));
     return applies ? &fault : nullptr;
   }
+  void Applied(uint32_t index) override { applied.push_back(index); }
 
   std::vector<AnswerFault> faults;
+  /// The places of those that changed an answer, in that order.
+  std::vector<uint32_t> applied;
 };
 
 std::string Text(const VersionText& version) {
@@ -588,6 +592,66 @@ TEST_F(TrustedApplicationTest, FaultOfAnotherMode_ChangesNothing) {
   fault.result = 0xFFFF000D;
   faults.faults = {fault};
   ExpectVersions(Update(7), "1.1,XX", "2.0");
+  EXPECT_THAT(faults.applied, IsEmpty());
+}
+
+TEST_F(TrustedApplicationTest, Fault_WhoseItemTheReplyLacks_IsNotApplied) {
+  faults.faults = {UpdateFault(kCutItem, 4), UpdateFault(kReplaceRecord)};
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });
+  EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
+  EXPECT_THAT(faults.applied, ElementsAre(1));
+}
+
+TEST_F(TrustedApplicationTest, Fault_AfterTheEndOfTheReply_IsNotApplied) {
+  faults.faults = {UpdateFault(kCutItem, 4), UpdateFault(kOmitItem, 2),
+                   UpdateFault(kReplaceByNumber, 2), UpdateFault(kOmitItem, 2)};
+  EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
+  EXPECT_THAT(faults.applied, ElementsAre(1));
+}
+
+TEST_F(TrustedApplicationTest, TwoFaultsWithARecord_LastDecidesAndIsApplied) {
+  AnswerFault first = UpdateFault(kReplaceRecord);
+  first.vamCode = 7;
+  AnswerFault second = UpdateFault(kReplaceRecord);
+  second.vamCode = 8;
+  faults.faults = {first, second};
+  EXPECT_EQ(Update(3).vamCode, 8);
+  EXPECT_THAT(faults.applied, ElementsAre(1));
+}
+
+TEST_F(TrustedApplicationTest, TableOfCommands_SaysWhatEachRequestAndReplyHas) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.informationCount = 1;
+    memory.hackInformationSize = 1;
+  });
+  for (const NamedCommand& command : kCommands) {
+    SCOPED_TRACE(command.method);
+    // Applies the fault to a whole request and reply of the command.
+    const auto isApplied = [&](AnswerFault fault) {
+      fault.command = command.identifier;
+      faults.faults = {fault};
+      faults.applied.clear();
+      BeginRequest();
+      ValueCursor request = Cursor();
+      if (command.carriesMode) {
+        EXPECT_TRUE(put_int(request, 3));
+      } else {
+        EXPECT_TRUE(put_uint(request, 1));
+        EXPECT_TRUE(put_blob(request, "r", 1));
+      }
+      static_cast<void>(Invoke(command.identifier));
+      return !faults.applied.empty();
+    };
+    AnswerFault fault{};
+    fault.kind = kOmitItem;
+    for (fault.item = 1; fault.item <= 8; ++fault.item) {
+      EXPECT_EQ(isApplied(fault), fault.item <= command.replyItems) << fault.item;
+    }
+    fault = {};
+    fault.kind = kReplaceRecord;
+    EXPECT_EQ(isApplied(fault), command.repliesWithRecord);
+    EXPECT_EQ(isApplied(UpdateFault(kFailCommand)), command.carriesMode);
+  }
 }
 
 }  // namespace

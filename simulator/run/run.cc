@@ -105,35 +105,35 @@ Run::Run(const std::string& runFolder)
 
 Run::~Run() { munmap(counters, countersSize); }
 
-const Fault* Run::Count(const Fault& fault, std::uint32_t occurrence) {
-  FaultCounter& counter = CounterOf(fault);
-  const std::uint32_t call = counter.calls.fetch_add(1) + 1;
-  if (occurrence != 0 && call != occurrence) {
-    return nullptr;
-  }
-  counter.fired.fetch_add(1);
-  return &fault;
+bool Run::Count(const Fault& fault, std::uint32_t occurrence) {
+  const std::uint32_t call = CounterOf(fault).calls.fetch_add(1) + 1;
+  return occurrence == 0 || call == occurrence;
 }
 
 const Fault* Run::FireCallFault(PlatformCall call) {
   const Fault* first = nullptr;
   for (const Fault& fault : description.faults) {
-    if (fault.kind == Fault::Kind::kCall && fault.call == call) {
-      const Fault* fired = Count(fault, fault.occurrence);
-      first = first == nullptr ? fired : first;
+    if (fault.kind == Fault::Kind::kCall && fault.call == call && Count(fault, fault.occurrence) &&
+        first == nullptr) {
+      first = &fault;
     }
+  }
+  if (first != nullptr) {
+    CounterOf(*first).fired.fetch_add(1);
   }
   return first;
 }
 
-const Fault* Run::FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
-                                  std::int32_t mode) {
+const Fault* Run::SelectAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
+                                    std::int32_t mode) {
   const Fault& fault = description.faults[index];
   const AnswerFault& answer = fault.answer;
   const bool matches = fault.kind == Fault::Kind::kAnswer && answer.command == command &&
                        (answer.hasMode == 0 || (hasMode && answer.mode == mode));
-  return matches ? Count(fault, answer.occurrence) : nullptr;
+  return matches && Count(fault, answer.occurrence) ? &fault : nullptr;
 }
+
+void Run::AnswerFaultApplied(const Fault& fault) { CounterOf(fault).fired.fetch_add(1); }
 
 void Run::ChipMemoryWritten() {
   const std::uint32_t writes = ChipWrites().calls.fetch_add(1) + 1;

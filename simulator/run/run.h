@@ -55,9 +55,12 @@ class Run {
   const Fault* FireCallFault(PlatformCall call);
 
   /// Counts an invocation of `command` for the fault at `index` (from 0). Returns the fault when it
-  /// fires, or null.
-  const Fault* FireAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
-                               std::int32_t mode);
+  /// is to change this invocation, or null.
+  const Fault* SelectAnswerFault(std::size_t index, std::uint32_t command, bool hasMode,
+                                 std::int32_t mode);
+
+  /// Takes note that `fault`, which was selected, has changed an answer: it has fired.
+  void AnswerFaultApplied(const Fault& fault);
 
   /// Counts a write of the chip's memory. Ends every program of the run when the board loses power
   /// after it.
@@ -69,9 +72,9 @@ class Run {
   Journal& CallJournal() { return journal; }
 
  private:
-  /// Counts a call that `fault` may change. It fires at its `occurrence`th call, or at every one
-  /// when that is 0. Returns the fault when it fires, or null.
-  const Fault* Count(const Fault& fault, std::uint32_t occurrence);
+  /// Counts a call that `fault` may change. Returns whether it is the `occurrence`th one; 0 stands
+  /// for every one.
+  bool Count(const Fault& fault, std::uint32_t occurrence);
   FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
   FaultCounter& ChipWrites() const { return counters[0]; }
 

@@ -98,16 +98,19 @@ TEST_F(RunTest, TwoFaultsOnOneCall_FirstWhoseOccurrenceItIsFires) {
 
 TEST_F(RunTest, FaultOfACommand_AnotherCommandOrMode_IsNotCounted) {
   vam::Run run(folder + "/run");
-  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 3), nullptr);
-  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 7), nullptr) << "another mode";
-  EXPECT_EQ(run.FireAnswerFault(2, 30, true, 3), nullptr) << "another command";
-  EXPECT_EQ(run.FireAnswerFault(2, 18, false, 3), nullptr) << "a command without a mode";
+  EXPECT_EQ(run.SelectAnswerFault(2, 18, true, 3), nullptr);
+  EXPECT_EQ(run.SelectAnswerFault(2, 18, true, 7), nullptr) << "another mode";
+  EXPECT_EQ(run.SelectAnswerFault(2, 30, true, 3), nullptr) << "another command";
+  EXPECT_EQ(run.SelectAnswerFault(2, 18, false, 3), nullptr) << "a command without a mode";
   EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 3, 4, 5, 6));
-  EXPECT_EQ(NumberOf(run.FireAnswerFault(2, 18, true, 3)), 3U);
+  const Fault* selected = run.SelectAnswerFault(2, 18, true, 3);
+  ASSERT_EQ(NumberOf(selected), 3U);
+  EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 3, 4, 5, 6));
+  run.AnswerFaultApplied(*selected);
   EXPECT_THAT(NumbersOfFaultsThatNeverFired(run), ElementsAre(1, 2, 4, 5, 6));
-  EXPECT_EQ(run.FireAnswerFault(2, 18, true, 3), nullptr) << "its occurrence is over";
-  EXPECT_EQ(NumberOf(run.FireAnswerFault(3, 19, false, 0)), 4U);
-  EXPECT_EQ(run.FireAnswerFault(0, 18, true, 3), nullptr) << "a fault of a call";
+  EXPECT_EQ(run.SelectAnswerFault(2, 18, true, 3), nullptr) << "its occurrence is over";
+  EXPECT_EQ(NumberOf(run.SelectAnswerFault(3, 19, false, 0)), 4U);
+  EXPECT_EQ(run.SelectAnswerFault(0, 18, true, 3), nullptr) << "a fault of a call";
 }
 
 TEST_F(RunTest, TwoProcesses_ShareTheCounters) {

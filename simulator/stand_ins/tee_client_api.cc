@@ -36,18 +36,22 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
     return static_cast<std::uint32_t>(run.Description().faults.size());
   }
 
-  const vam::AnswerFault* Fire(std::uint32_t index, std::uint32_t command, bool hasMode,
-                               std::int32_t mode) override {
-    const vam::Fault* fault = run.FireAnswerFault(index, command, hasMode, mode);
-    if (fault == nullptr) {
-      return nullptr;
-    }
-    lastFired = fault;
-    return &fault->answer;
+  const vam::AnswerFault* Select(std::uint32_t index, std::uint32_t command, bool hasMode,
+                                 std::int32_t mode) override {
+    const vam::Fault* fault = run.SelectAnswerFault(index, command, hasMode, mode);
+    return fault == nullptr ? nullptr : &fault->answer;
   }
 
-  /// The last fault that fired; null: none.
-  const vam::Fault* lastFired = nullptr;
+  void Applied(std::uint32_t index) override {
+    const vam::Fault& fault = run.Description().faults[index];
+    run.AnswerFaultApplied(fault);
+    if (lastApplied == nullptr || fault.number > lastApplied->number) {
+      lastApplied = &fault;
+    }
+  }
+
+  /// Of the faults that changed the answer, the last one in the board's file; null: none.
+  const vam::Fault* lastApplied = nullptr;
 
  private:
   vam::Run& run;
@@ -214,7 +218,7 @@ Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operat
   BoardAnswerFaults faults(*world.run);
   const auto application = std::make_unique<vam::TrustedApplication>(store, image, digest, faults);
   const std::uint32_t result = application->Invoke(command, block.bytes, block.size);
-  fault = faults.lastFired;
+  fault = faults.lastApplied;
   return {result, TEEC_ORIGIN_TRUSTED_APP};
 }
 

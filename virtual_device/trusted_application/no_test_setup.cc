@@ -6,7 +6,8 @@ namespace {
 class NoFaults final : public AnswerFaults {
  public:
   uint32_t Count() override { return 0; }
-  const AnswerFault* Fire(uint32_t, uint32_t, bool, int32_t) override { return nullptr; }
+  const AnswerFault* Select(uint32_t, uint32_t, bool, int32_t) override { return nullptr; }
+  void Applied(uint32_t) override {}
 };
 
 NoFaults noFaults;

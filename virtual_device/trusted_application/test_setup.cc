@@ -14,7 +14,7 @@ class Faults final : public AnswerFaults {
  public:
   uint32_t Count() override { return count; }
 
-  const AnswerFault* Fire(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
+  const AnswerFault* Select(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
     Declared& fault = declared[index];
     const AnswerFault& answer = fault.answer;
     if (answer.command != command || (answer.hasMode != 0 && (!hasMode || answer.mode != mode))) {
@@ -24,9 +24,10 @@ class Faults final : public AnswerFaults {
     if (answer.occurrence != 0 && answer.occurrence != fault.invocations) {
       return nullptr;
     }
-    ++fault.applied;
     return &answer;
   }
+
+  void Applied(uint32_t index) override { ++declared[index].applied; }
 
   void Clear() { count = 0; }
 
