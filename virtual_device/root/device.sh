@@ -80,12 +80,12 @@ stop_node() {
   await gone /dev/zelkshield
 }
 
-# Runs the update tool of an architecture as the boot service does, with no status file of an
+# Runs the update tool of an architecture as the boot of a plain init does, with no status file of an
 # earlier run, and keeps what it left as /share/outcome/NAME.txt.
 # Usage: run_tool ARCHITECTURE NAME
 run_tool() {
   rm -f /tmp/VAM_OK /tmp/VAM_FAIL
-  "/opt/$1/sbin/vam-update" >/tmp/console
+  PATH=/opt/$1/sbin:/opt/$1/bin:$PATH /etc/init.d/vam-update start >/tmp/console
   keep_outcome /tmp/console $? "$2"
 }
 
@@ -95,11 +95,32 @@ keep_outcome() {
   outcome "$1" "$2" /tmp/VAM_OK /tmp/VAM_FAIL >"/share/outcome/$3.txt"
 }
 
-# Runs the update tool, and checks that it left what is expected under that name.
+# Runs the update tool, and checks that it left what is expected under that name, and that a service
+# is told so.
 # Usage: check_run NAME ARCHITECTURE EXPECTED
 check_run() {
   run_tool "$2" "$1"
   check "$1" same_file "/share/expected/$3.txt" "/share/outcome/$1.txt"
+  check "$1: verdict" same_verdict "/share/expected/$3.txt"
+}
+
+# Succeeds when vam-verdict, and the start script, say what the expectation means.
+same_verdict() {
+  if grep -q '^== /tmp/VAM_OK' "$1"; then
+    verdict="0 verified"
+  elif grep -qx '== Exit status: 255' "$1"; then
+    verdict="1 update failed"
+  else
+    verdict="1 no[t ]*"
+  fi
+  /etc/init.d/vam-update status >/tmp/verdict
+  case "$? $(cat /tmp/verdict)" in
+    $verdict:*) ;;
+    *)
+      echo "expected $verdict; vam-verdict said: $(cat /tmp/verdict)"
+      return 1
+      ;;
+  esac
 }
 
 # Counts a check and its outcome, and tells both on the device's console.
