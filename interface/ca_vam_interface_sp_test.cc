@@ -5,11 +5,16 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "interface/exchange_test.h"
 
 namespace vam {
 namespace {
+
+// The interface holds nothing but the UUID.
+static_assert(!std::is_polymorphic_v<CaVamInterfaceSp>);
+static_assert(sizeof(CaVamInterfaceSp) == sizeof(TEEC_UUID));
 
 TEST(TrustedApplicationTest, Uuid_EachField_HasTheAgreedValue) {
   EXPECT_EQ(kUuidTimeLow, 0x58d50001U);

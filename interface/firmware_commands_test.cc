@@ -253,6 +253,23 @@ TEST_F(UpdateTest, LargestSize_IsAskedOfTheMarshaller) {
   EXPECT_EQ(Run(), kCommunication);
 }
 
+TEST_F(UpdateTest, SizeNegativeAsSigned_GivesAnEmptyVersion) {
+  for (const std::uint32_t size : {0x80000000U, 0xFFFFFFFFU}) {
+    ExpectReply();
+    ExpectGetBlob(record);
+    ExpectGetUint(size);
+    EXPECT_CALL(platform, GetBlob(size)).WillOnce(Return(system.data()));
+    ExpectGetUint(size);
+    EXPECT_CALL(platform, GetBlob(size)).WillOnce(Return(app.data()));
+    ExpectEnd();
+    systemVersion = "system before";
+    appVersion = "app before";
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(systemVersion, "");
+    EXPECT_EQ(appVersion, "");
+  }
+}
+
 TEST_F(UpdateTest, MarshallerThrows_LeavesNothingOpen) {
   ExpectReply();
   ExpectGetBlob(record);

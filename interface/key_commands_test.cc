@@ -217,6 +217,16 @@ TEST_F(HackInformationTest, InvocationFails_LeavesZeros) {
   EXPECT_THAT(buffer, ElementsAre(0, 0, 0, 0, 0, 0xA5));
 }
 
+TEST_F(HackInformationTest, BufferOfOneByte_InvocationFails_IsZeroed) {
+  ExpectOpen("vam_getHackInfo");
+  ExpectInvoke(39,
+               {0xFFFF000A, 4,
+                "TEEC_InvokeCommand() failed for cmd = 39, result = 4294901770, retOrigin = 4"});
+  ExpectClose();
+  EXPECT_EQ(interface.vam_getHackInfo(buffer.data(), 1), 0xFFFF000A);
+  EXPECT_THAT(buffer, ElementsAre(0, 0xA5, 0xA5, 0xA5, 0xA5, 0xA5));
+}
+
 TEST_F(HackInformationTest, Buffer_IsZeroBeforeTheConnectionOpens) {
   const auto isZeroed = [this](const char*, TEEC_Context*) {
     EXPECT_THAT(buffer, Each(0));

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 #include "tests/support/mock_platform.h"
 
@@ -15,6 +17,7 @@ namespace {
 
 using ::testing::_;
 using ::testing::DoAll;
+using ::testing::ElementsAre;
 using ::testing::InSequence;
 using ::testing::IsNull;
 using ::testing::NotNull;
@@ -26,13 +29,39 @@ using ::testing::StrictMock;
 using ::testing::Truly;
 
 constexpr TEEC_UUID kUuid = {0x01234567, 0x89ab, 0xcdef, {1, 2, 3, 4, 5, 6, 7, 8}};
+constexpr TEEC_UUID kOtherUuid = {0x89abcdef, 0x0123, 0x4567, {8, 7, 6, 5, 4, 3, 2, 1}};
+
+// The client owns what it holds, and callers rely on each of its steps.
+static_assert(!std::is_polymorphic_v<VAMTEEClient>);
+static_assert(!std::is_copy_constructible_v<VAMTEEClient>);
+static_assert(!std::is_copy_assignable_v<VAMTEEClient>);
+static_assert(!std::is_move_constructible_v<VAMTEEClient>);
+static_assert(!std::is_move_assignable_v<VAMTEEClient>);
+static_assert(std::is_same_v<decltype(&VAMTEEClient::OpenContext), bool (VAMTEEClient::*)()>);
+static_assert(std::is_same_v<decltype(&VAMTEEClient::OpenSession), bool (VAMTEEClient::*)()>);
+static_assert(std::is_same_v<decltype(&VAMTEEClient::AllocateMemory), bool (VAMTEEClient::*)()>);
+
+/// The client's members in their order.
+struct Members {
+  TEEC_Context context;
+  TEEC_Session session;
+  TEEC_SharedMemory sharedMemory;
+  TEEC_UUID uuid;
+  bool contextInitialized;
+  bool sessionOpened;
+  bool memoryAllocated;
+};
+static_assert(sizeof(VAMTEEClient) == sizeof(Members));
 
 /// Compares records byte for byte, padding included, as the library may see them.
 bool SameBytes(const void* one, const void* other, std::size_t size) {
   return std::memcmp(one, other, size) == 0;
 }
 
-bool IsUuid(const TEEC_UUID& uuid) { return SameBytes(&uuid, &kUuid, sizeof uuid); }
+auto Is(const TEEC_UUID& expected) {
+  return Truly(
+      [expected](const TEEC_UUID& uuid) { return SameBytes(&uuid, &expected, sizeof uuid); });
+}
 
 template <typename Record>
 bool IsZero(const Record& record) {
@@ -55,10 +84,10 @@ class TeeClientTest : public testing::Test {
         .WillOnce(DoAll(SaveArg<1>(&context), Return(result)));
   }
 
-  void ExpectSession(TEEC_Result result, std::uint32_t origin) {
+  void ExpectSession(TEEC_Result result, std::uint32_t origin, const TEEC_UUID& uuid = kUuid) {
     // The origin that the library finds is 0, and public login takes no data.
-    EXPECT_CALL(platform, OpenSession(IsContext(), NotNull(), Pointee(Truly(IsUuid)),
-                                      TEEC_LOGIN_PUBLIC, IsNull(), IsNull(), Pointee(0)))
+    EXPECT_CALL(platform, OpenSession(IsContext(), NotNull(), Pointee(Is(uuid)), TEEC_LOGIN_PUBLIC,
+                                      IsNull(), IsNull(), Pointee(0)))
         .WillOnce(DoAll(SaveArg<1>(&session), SetArgPointee<6>(origin), Return(result)));
   }
 
@@ -232,6 +261,93 @@ TEST_F(TeeClientTest, Open_AfterClose_OpensAgain) {
   EXPECT_TRUE(client.Open(kUuid));
   client.Close();
   EXPECT_TRUE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, Open_AnotherApplicationAfterClose_OpensThatOne) {
+  ExpectOpen();
+  ExpectClose();
+  ExpectContext(TEEC_SUCCESS);
+  ExpectSession(TEEC_ERROR_BUSY, 3, kOtherUuid);
+  EXPECT_CALL(platform, Line("Failed to open TEE session, result and retOrigin = 42949017733"));
+  ExpectSession(TEEC_ERROR_ITEM_NOT_FOUND, 3);
+  EXPECT_CALL(platform, Line("Failed to open TEE session, result and retOrigin = 42949017683"));
+  ExpectFinalize();
+  VAMTEEClient client;
+  EXPECT_TRUE(client.Open(kUuid));
+  client.Close();
+  EXPECT_FALSE(client.Open(kOtherUuid));
+  EXPECT_FALSE(client.Open(kUuid));
+}
+
+TEST_F(TeeClientTest, AllocateMemory_RecordChangedByTheLibrary_AsksForTheWholeBlockAgain) {
+  const auto changesTheRecord = [](TEEC_Context*, TEEC_SharedMemory* block) {
+    block->size = 4096;
+    block->flags = 0;
+    return TEEC_Result{TEEC_SUCCESS};
+  };
+  const auto asksForTheBlock = [](const TEEC_SharedMemory& block) {
+    return block.size == 8192 && block.flags == 3;
+  };
+  VAMTEEClient client;
+  EXPECT_CALL(platform, AllocateSharedMemory(_, Pointee(Truly(asksForTheBlock))))
+      .WillOnce(changesTheRecord);
+  // The size of the invocation is the record's, as the library left it.
+  ExpectInvoke(18, 4096, TEEC_SUCCESS, 4, client);
+  EXPECT_CALL(platform, ReleaseSharedMemory(_));
+  EXPECT_CALL(platform, AllocateSharedMemory(_, Pointee(Truly(asksForTheBlock))))
+      .WillOnce(Return(TEEC_SUCCESS));
+  ExpectInvoke(18, 8192, TEEC_SUCCESS, 4, client);
+  EXPECT_CALL(platform, ReleaseSharedMemory(_));
+  EXPECT_TRUE(client.AllocateMemory());
+  EXPECT_EQ(client.InvokeCommand(18), TEEC_SUCCESS);
+  client.FreeMemory();
+  EXPECT_TRUE(client.AllocateMemory());
+  EXPECT_EQ(client.InvokeCommand(18), TEEC_SUCCESS);
+}
+
+TEST_F(TeeClientTest, Steps_OneByOne_HoldEachResource) {
+  ExpectContext(TEEC_SUCCESS);
+  EXPECT_CALL(platform, OpenSession(IsContext(), _, Pointee(Is(TEEC_UUID{})), _, _, _, _))
+      .WillOnce(DoAll(SaveArg<1>(&session), Return(TEEC_SUCCESS)));
+  ExpectMemory(TEEC_SUCCESS);
+  ExpectClose();
+  VAMTEEClient client;
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_TRUE(client.OpenContext());
+    EXPECT_TRUE(client.OpenSession());
+    EXPECT_TRUE(client.AllocateMemory());
+  }
+}
+
+TEST_F(TeeClientTest, Members_InTheClient_StandInTheirOrder) {
+  ExpectContext(TEEC_SUCCESS);
+  const TEEC_UUID* destination = nullptr;
+  EXPECT_CALL(platform, OpenSession(_, _, _, _, _, _, _))
+      .WillOnce(DoAll(SaveArg<1>(&session), SaveArg<2>(&destination), Return(TEEC_SUCCESS)));
+  ExpectMemory(TEEC_SUCCESS);
+  ExpectClose();
+  VAMTEEClient client;
+  const auto held = [&client] {
+    const auto* bytes = reinterpret_cast<const char*>(&client);
+    return std::vector<bool>{bytes[offsetof(Members, contextInitialized)] != 0,
+                             bytes[offsetof(Members, sessionOpened)] != 0,
+                             bytes[offsetof(Members, memoryAllocated)] != 0};
+  };
+  EXPECT_THAT(held(), ElementsAre(false, false, false));
+  client.OpenContext();
+  EXPECT_THAT(held(), ElementsAre(true, false, false));
+  client.OpenSession();
+  EXPECT_THAT(held(), ElementsAre(true, true, false));
+  client.AllocateMemory();
+  EXPECT_THAT(held(), ElementsAre(true, true, true));
+
+  const auto offset = [&client](const void* member) {
+    return static_cast<const char*>(member) - reinterpret_cast<const char*>(&client);
+  };
+  EXPECT_EQ(offset(context), offsetof(Members, context));
+  EXPECT_EQ(offset(session), offsetof(Members, session));
+  EXPECT_EQ(offset(memory), offsetof(Members, sharedMemory));
+  EXPECT_EQ(offset(destination), offsetof(Members, uuid));
 }
 
 TEST_F(TeeClientTest, Releases_OneByOne_AreDoneOnce) {

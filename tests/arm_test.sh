@@ -2,7 +2,7 @@
 # Builds everything for one ARM architecture and checks the update tool and its recorder as they
 # would go into an image: their size, their hardening, and the libraries that they ask for. Runs a
 # program that links the installed library, in an emulator, on a file whose size and one whose time
-# exceeds 32 bits. Then makes the architecture's Debian packages and has lintian judge them.
+# exceeds 32 bits, and for armhf another on the longest message of a status file. Then makes the architecture's Debian packages and has lintian judge them.
 # Usage: arm_test.sh SOURCE IN-PRIVATE-TMP PRESET COMPILER INTERPRETER EMULATOR FLAG...
 # Every compile line must have the flags.
 set -euo pipefail
@@ -76,6 +76,20 @@ large: exists
 late: exists
 none: missing
 TEXT
+
+# Nothing stops what a message too long for its entry throws.
+if [ "$preset" = armhf ]; then
+  "$compiler" -std=c++17 -O2 -static "$source/tests/arm/longest_message.cc" \
+    -I "$build/installed/include" "$(find "$build/installed" -name libvam_report.a)" \
+    -o "$build/longest_message"
+  PROGRAM=$build/longest_message EMULATOR=$emulator "$in_private_tmp" \
+    bash -euc '"$EMULATOR" "$PROGRAM"' >"$build/longest_message.out"
+  diff "$build/longest_message.out" - <<'TEXT'
+verdict: length error
+entry: length error
+entry with a record: length error
+TEXT
+fi
 
 rm -rf "$build/packages"
 cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.log" 2>&1 || {

@@ -3,13 +3,22 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <initializer_list>
 #include <string>
 
 #include "util/console_line.h"
 
 namespace {
+
+/// Copies byte after byte, so that callers whose arrays overlap get what they always got, and
+/// returns the byte after the last. The library's functions copy overlapping arrays in another way,
+/// or not at all.
+std::uint8_t* CopyInOrder(const std::uint8_t* bytes, std::size_t count, std::uint8_t* destination) {
+  for (std::size_t i = 0; i < count; ++i) {
+    destination[i] = bytes[i];
+  }
+  return destination + count;
+}
 
 struct Array {
   const std::uint8_t* bytes;
@@ -32,7 +41,7 @@ std::int32_t Merge(std::uint8_t* destination, std::uint32_t destinationSize,
   for (const Array& array : arrays) {
     // A sum that wrapped around is smaller than the arrays are together.
     const std::uint32_t count = std::min(array.length, sum);
-    destination = std::copy_n(array.bytes, count, destination);
+    destination = CopyInOrder(array.bytes, count, destination);
     sum -= count;
   }
   return 0;
@@ -49,7 +58,7 @@ std::int32_t fill_array(const std::uint8_t* source, std::uint32_t sourceSize,
     return -1;
   }
   if (last >= first) {
-    std::memmove(destination, source + first, std::size_t{width} + 1);
+    CopyInOrder(source + first, std::size_t{width} + 1, destination);
   }
   return 0;
 }

@@ -8,9 +8,10 @@
 // returns 0 on success; on failure it prints one line on standard output, writes nothing and
 // returns -1. Nothing is thrown but std::bad_alloc.
 
-/// Copies bytes `first` to `last` of `source`, both included, to the beginning of `destination`.
-/// The two may overlap. When either array has fewer than last - first + 1 bytes, prints "Invalid
-/// input in function: fill_array" and returns -1.
+/// Copies bytes `first` to `last` of `source`, both included, to the beginning of `destination`,
+/// one after the other: where the two overlap, a byte is read as earlier ones left it. When either
+/// array has fewer than last - first + 1 bytes, prints "Invalid input in function: fill_array" and
+/// returns -1.
 ///
 /// Only the number of bytes is checked, in unsigned 32-bit arithmetic. A size of 0 therefore counts
 /// as the largest size. A `last` below `first` that passes the check copies nothing and returns 0.
@@ -20,13 +21,13 @@
                                       std::uint8_t* destination, std::uint32_t destinationSize,
                                       std::uint32_t first, std::uint32_t last);
 
-/// Writes `array1` and then `array2` to the beginning of `destination`, and leaves its other bytes.
-/// When the sum of the lengths is above `destinationSize`, prints "Unable to merge, small array
-/// size" and returns -1.
+/// Writes `array1` and then `array2` to the beginning of `destination`, one byte after the other,
+/// and leaves its other bytes. Where arrays overlap, a byte is read as earlier ones left it. When
+/// the sum of the lengths is above `destinationSize`, prints "Unable to merge, small array size"
+/// and returns -1.
 ///
 /// The sum wraps at 2^32, and only that many bytes are written. From 2^31 up, nothing is written
 /// and 0 is still returned.
-/// REQUIRES: `destination` overlaps neither array.
 [[nodiscard]] std::int32_t mergeArraysIntoOne(std::uint8_t* destination,
                                               std::uint32_t destinationSize,
                                               const std::uint8_t* array1, std::uint32_t length1,

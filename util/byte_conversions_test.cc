@@ -69,10 +69,14 @@ TEST(FillArray, AnySpan_IsCopiedWholeOrNotAtAll) {
   }
 }
 
-TEST(FillArray, OverlappingArrays_AreCopied) {
+TEST(FillArray, OverlappingArrays_AreCopiedByteAfterByte) {
   Bytes bytes = {0, 1, 2, 3, 4, 5};
   EXPECT_EQ(fill_array(bytes.data(), 6, bytes.data(), 6, 2, 5), 0);
   EXPECT_THAT(bytes, ElementsAre(2, 3, 4, 5, 4, 5));
+
+  bytes = {0, 1, 2, 3, 4, 5};
+  EXPECT_EQ(fill_array(bytes.data(), 6, bytes.data() + 2, 4, 0, 3), 0);
+  EXPECT_THAT(bytes, ElementsAre(0, 1, 0, 1, 0, 1));
 }
 
 struct Merge {
@@ -143,6 +147,22 @@ TEST(MergeArraysIntoOne, SumWraps_WritesNoMoreThanTheSum) {
             0);
   EXPECT_THAT(destination, ElementsAre(1, 2, 1, 2, kGuard, kGuard));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(MergeArraysIntoOne, OverlappingArrays_AreWrittenByteAfterByte) {
+  Bytes bytes = {0, 1, 2, 3, 4, 5};
+  EXPECT_EQ(mergeArraysIntoOne(bytes.data(), 6, bytes.data() + 1, 2, bytes.data() + 3, 3), 0);
+  EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4, 5, 5));
+
+  bytes = {0, 1, 2, 3, 4, 5};
+  EXPECT_EQ(mergeArraysIntoOne(bytes.data() + 1, 5, bytes.data(), 2, bytes.data() + 1, 3), 0);
+  EXPECT_THAT(bytes, ElementsAre(0, 0, 0, 0, 0, 0));
+
+  bytes = {0, 1, 2, 3, 4, 5};
+  EXPECT_EQ(mergeArraysIntoOne(bytes.data() + 1, 5, bytes.data() + 5, 1, bytes.data(), 2,
+                               bytes.data() + 3, 2),
+            0);
+  EXPECT_THAT(bytes, ElementsAre(0, 5, 0, 5, 5, 5));
 }
 
 TEST(MergeArraysIntoOne, SumNegativeAsSigned_WritesNothing) {
