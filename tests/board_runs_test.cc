@@ -152,9 +152,11 @@ TEST_F(BoardLauncherTest, UnknownBoards) {
   ExpectRefused(
       Launch({"show", "--board", "none"}), 125,
       "vam-board: no board is named \"none\"; `vam-board list` shows those that there are");
-  ExpectRefused(Launch({"run", "--board", Path("none.toml"), "--", "true"}), 125,
-                "vam-board: " + Path("none.toml") +
-                    ": cannot be read; give a board file, or a name that `vam-board list` shows");
+  ExpectRefused(
+      Launch({"run", "--board", Path("none.toml"), "--", "true"}), 125,
+      "vam-board: " + Path("none.toml") +
+          ": cannot be read: No such file or directory; give a board file, or a name that "
+          "`vam-board list` shows");
 }
 
 TEST_F(BoardLauncherTest, WrongBoardFilesAreRefusedWithFileAndLine) {

@@ -80,7 +80,7 @@ refused() {
 ../scripts/run --help | grep -q '^Usage: scripts/run \[BOARD\]$' || failed "scripts/run has no help"
 refused "scripts/run: there is no option --bord; see --help" ../scripts/run --bord
 refused "scripts/run: give one board, not also no-vam; see --help" ../scripts/run no-vam no-vam
-refused "vam-board: $checkout/simulator/nowhere.toml: cannot be read; give a board file, or a name \
+refused "vam-board: $checkout/simulator/nowhere.toml: cannot be read: No such file or directory; give a board file, or a name \
 that \`vam-board list\` shows" ../scripts/run nowhere.toml
 
 draft=$checkout/tests/boards/mode-7-failing.txt

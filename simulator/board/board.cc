@@ -1,5 +1,6 @@
 #include "simulator/board/board.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -130,9 +131,8 @@ Board ReadBoardText(const std::string& text, const std::string& name) {
 Board ReadBoardFile(const std::string& path) {
   const std::optional<std::string> text = ReadWholeFile(path);
   if (!text) {
-    throw BoardError(path +
-                     ": cannot be read; give a board file, or a name that `vam-board list` "
-                     "shows");
+    throw BoardError(path + ": cannot be read: " + FileErrorInWords(errno) +
+                     "; give a board file, or a name that `vam-board list` shows");
   }
   return ReadBoardText(*text, path);
 }

@@ -1,43 +1,97 @@
 #include "simulator/files/whole_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
+#include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
+
+#include "simulator/files/write_signals.h"
 
 namespace vam {
 
 namespace {
 
-/// Runs `cleanUp` and returns false with errno as it was before.
-template <typename CleanUp>
-bool FailAfter(CleanUp cleanUp) {
-  const int error = errno;
-  cleanUp();
+constexpr char kDraftEnding[] = ".new";
+/// Hexadecimal digits between a file's name and the ending of its draft.
+constexpr std::size_t kDraftDigits = 8;
+/// How much of a file's name goes into its draft's, whose length has a limit too.
+constexpr std::size_t kDraftNameBytes = 200;
+/// As many as the kernel follows.
+constexpr int kMostLinks = 40;
+
+/// Fails with `error` in errno.
+bool FailWith(int error) {
   errno = error;
   return false;
 }
 
-bool ReadAll(int descriptor, std::string& bytes) {
-  char piece[65536];
-  for (;;) {
-    const ssize_t count = read(descriptor, piece, sizeof piece);
-    if (count == 0) {
-      return true;
-    }
-    if (count > 0) {
-      bytes.append(piece, static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      return false;
-    }
+/// A descriptor that is closed at the end; errno stays as it is.
+class Descriptor {
+ public:
+  explicit Descriptor(int opened) : number(opened) {}
+  ~Descriptor() {
+    const int error = errno;
+    Close();
+    errno = error;
   }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int Number() const { return number; }
+  bool IsOpen() const { return number >= 0; }
+  bool Close() {
+    const int closed = std::exchange(number, -1);
+    return closed < 0 || close(closed) == 0;
+  }
+
+ private:
+  int number;
+};
+
+/// The folder of a file, with the slash after it, and its name there.
+struct Place {
+  explicit Place(const std::string& path)
+      : folder(path.substr(0, path.rfind('/') + 1)), name(path.substr(path.rfind('/') + 1)) {}
+
+  std::string folder;
+  std::string name;
+
+  /// How the names of the file's drafts begin.
+  std::string DraftStart() const { return name.substr(0, kDraftNameBytes) + "."; }
+};
+
+/// Returns where the file at `path` lies, or would be made, once symbolic links are followed.
+/// Returns none, with errno set, when there are too many.
+std::optional<std::string> FollowLinks(std::string path) {
+  for (int i = 0; i < kMostLinks; ++i) {
+    char target[PATH_MAX];
+    const ssize_t length = readlink(path.c_str(), target, sizeof target);
+    if (length < 0) {
+      return path;
+    }
+    const std::string next(target, static_cast<std::size_t>(length));
+    path = next.rfind('/', 0) == 0 ? next : Place(path).folder.append(next);
+  }
+  errno = ELOOP;
+  return std::nullopt;
 }
 
 bool WriteAll(int descriptor, const char* bytes, std::size_t size) {
+  const WriteSignalsHeld held;
   while (size > 0) {
     const ssize_t count = write(descriptor, bytes, size);
     if (count >= 0) {
@@ -50,49 +104,169 @@ bool WriteAll(int descriptor, const char* bytes, std::size_t size) {
   return true;
 }
 
-bool WriteDraft(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (descriptor < 0) {
-    return false;
-  }
-  if (!WriteAll(descriptor, static_cast<const char*>(bytes), size) ||
-      (keeping == Keeping::kThroughPowerFailure && fsync(descriptor) != 0)) {
-    return FailAfter([&] {
-      close(descriptor);
+/// Writes into what is no regular file.
+bool WriteThrough(const std::string& path, const char* bytes, std::size_t size) {
+  // Without waiting for a FIFO's reader.
+  Descriptor file(open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  return file.IsOpen() && fcntl(file.Number(), F_SETFL, 0) == 0 &&
+         WriteAll(file.Number(), bytes, size) && file.Close();
+}
+
+/// A file's new bytes under another name. Gone at the end unless they took the file's place.
+class Draft {
+ public:
+  explicit Draft(const Place& place) : file(Make(place)) {}
+  ~Draft() {
+    if (!path.empty()) {
+      const int error = errno;
       unlink(path.c_str());
-    });
+      errno = error;
+    }
   }
-  if (close(descriptor) != 0) {
-    return FailAfter([&] { unlink(path.c_str()); });
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  /// Each returns false with errno set.
+  bool IsMade() const { return file.IsOpen(); }
+  bool TakeModeOf(const struct stat& old) const {
+    struct stat made;
+    if (fstat(file.Number(), &made) != 0) {
+      return false;
+    }
+    if ((made.st_uid != old.st_uid || made.st_gid != old.st_gid) &&
+        fchown(file.Number(), old.st_uid, old.st_gid) != 0) {
+      // Only root gives files away; a group of the user's own can still be kept.
+      static_cast<void>(fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) == 0);
+    }
+    return fchmod(file.Number(), old.st_mode & 07777) == 0;
   }
-  return true;
+  bool Write(const void* bytes, std::size_t size, Keeping keeping) {
+    return WriteAll(file.Number(), static_cast<const char*>(bytes), size) &&
+           (keeping == Keeping::kWhilePowered || fsync(file.Number()) == 0) && file.Close();
+  }
+  bool Become(const std::string& place) {
+    if (std::rename(path.c_str(), place.c_str()) != 0) {
+      return false;
+    }
+    path.clear();
+    return true;
+  }
+
+ private:
+  int Make(const Place& place) {
+    for (;;) {
+      std::uint32_t number = 0;
+      if (getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
+        return -1;
+      }
+      char digits[kDraftDigits + 1];
+      std::snprintf(digits, sizeof digits, "%08x", number);
+      path = place.folder + place.DraftStart() + digits + kDraftEnding;
+      const int made =
+          open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+      if (made >= 0 || errno != EEXIST) {
+        path = made >= 0 ? path : "";
+        return made;
+      }
+    }
+  }
+
+  std::string path;
+  Descriptor file;
+};
+
+bool IsDraftOf(const Place& place, const std::string& name) {
+  const std::string start = place.DraftStart();
+  const std::size_t ending = start.size() + kDraftDigits;
+  return name.size() == ending + std::strlen(kDraftEnding) && name.rfind(start, 0) == 0 &&
+         name.compare(ending, std::string::npos, kDraftEnding) == 0 &&
+         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(start.size()),
+                     name.begin() + static_cast<std::ptrdiff_t>(ending),
+                     [](unsigned char character) { return std::isxdigit(character) != 0; });
 }
 
 }  // namespace
 
-std::optional<std::string> ReadWholeFile(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+std::optional<std::string> ReadWholeFile(const std::string& path, std::uint64_t limit) {
+  struct stat found;
+  // Before it is opened: opening alone may make a device do something.
+  if (stat(path.c_str(), &found) != 0) {
+    return std::nullopt;
+  }
+  if (!S_ISREG(found.st_mode)) {
+    errno = S_ISDIR(found.st_mode) ? EISDIR : ESPIPE;
+    return std::nullopt;
+  }
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file.IsOpen() || fstat(file.Number(), &found) != 0) {
+    return std::nullopt;
+  }
+  if (!S_ISREG(found.st_mode) || static_cast<std::uint64_t>(found.st_size) > limit) {
+    errno = S_ISREG(found.st_mode) ? EFBIG : ESPIPE;
     return std::nullopt;
   }
   std::string bytes;
-  if (!ReadAll(descriptor, bytes)) {
-    FailAfter([&] { close(descriptor); });
-    return std::nullopt;
+  bytes.reserve(static_cast<std::size_t>(found.st_size));
+  char piece[65536];
+  for (;;) {
+    const ssize_t count = read(file.Number(), piece, sizeof piece);
+    if (count == 0) {
+      return bytes;
+    }
+    if (count < 0 && errno != EINTR) {
+      return std::nullopt;
+    }
+    bytes.append(piece, static_cast<std::size_t>(std::max(count, ssize_t{0})));
+    // It may grow, or be one whose size the kernel does not tell.
+    if (bytes.size() > limit) {
+      errno = EFBIG;
+      return std::nullopt;
+    }
   }
-  close(descriptor);
-  return bytes;
+}
+
+std::string FileErrorInWords(int error) {
+  return error == ESPIPE ? "Not a regular file" : std::strerror(error);
 }
 
 bool ReplaceFile(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
-  const std::string draft = path + ".new";
-  if (!WriteDraft(draft, bytes, size, keeping)) {
+  struct stat old;
+  const bool exists = stat(path.c_str(), &old) == 0;
+  if (!exists && errno != ENOENT) {
     return false;
   }
-  if (std::rename(draft.c_str(), path.c_str()) != 0) {
-    return FailAfter([&] { unlink(draft.c_str()); });
+  if (exists && S_ISDIR(old.st_mode)) {
+    return FailWith(EISDIR);
   }
-  return true;
+  if (exists && !S_ISREG(old.st_mode)) {
+    return WriteThrough(path, static_cast<const char*>(bytes), size);
+  }
+  const std::optional<std::string> place = FollowLinks(path);
+  if (!place || (exists && faccessat(AT_FDCWD, place->c_str(), W_OK, AT_EACCESS) != 0)) {
+    return false;
+  }
+  Draft draft{Place(*place)};
+  return draft.IsMade() && (!exists || draft.TakeModeOf(old)) &&
+         draft.Write(bytes, size, keeping) && draft.Become(*place);
+}
+
+void RemoveDrafts(const std::string& path) {
+  const std::optional<std::string> file = FollowLinks(path);
+  const Place place(file.value_or(path));
+  DIR* folder = opendir(place.folder.empty() ? "." : place.folder.c_str());
+  if (folder == nullptr) {
+    return;
+  }
+  std::vector<std::string> drafts;
+  while (const dirent* entry = readdir(folder)) {
+    if (IsDraftOf(place, entry->d_name)) {
+      drafts.push_back(place.folder + entry->d_name);
+    }
+  }
+  closedir(folder);
+  for (const std::string& draft : drafts) {
+    unlink(draft.c_str());
+  }
 }
 
 }  // namespace vam

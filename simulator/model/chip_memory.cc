@@ -6,8 +6,6 @@ namespace vam {
 
 namespace {
 
-constexpr uint8_t kMagic[8] = {'V', 'A', 'M', 'C', 'H', 'I', 'P', '1'};
-
 void DigestOf(Digest& digest, const StoredChipMemory& stored, uint8_t value[kDigestSize]) {
   digest.Begin();
   digest.Update(&stored, sizeof stored.magic + sizeof stored.memory);
@@ -38,7 +36,8 @@ bool SetVersion(VersionText& version, const void* text, uint32_t length) {
 }
 
 bool LoadChipMemory(ChipMemoryStore& store, Digest& digest, StoredChipMemory& stored) {
-  if (!store.Load(&stored, sizeof stored) || memcmp(stored.magic, kMagic, sizeof kMagic) != 0) {
+  if (!store.Load(&stored, sizeof stored) ||
+      memcmp(stored.magic, kChipMemoryMagic, sizeof kChipMemoryMagic) != 0) {
     return false;
   }
   uint8_t value[kDigestSize];
@@ -47,7 +46,7 @@ bool LoadChipMemory(ChipMemoryStore& store, Digest& digest, StoredChipMemory& st
 }
 
 bool SaveChipMemory(ChipMemoryStore& store, Digest& digest, StoredChipMemory& stored) {
-  memcpy(stored.magic, kMagic, sizeof kMagic);
+  memcpy(stored.magic, kChipMemoryMagic, sizeof kChipMemoryMagic);
   DigestOf(digest, stored, stored.digest);
   return store.Save(&stored, sizeof stored);
 }

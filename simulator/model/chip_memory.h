@@ -62,6 +62,9 @@ struct ChipMemory {
   uint8_t rpmbRecord[kAkRecordCapacity];
 };
 
+/// Starts the stored form. Its last byte tells the form's version.
+constexpr uint8_t kChipMemoryMagic[8] = {'V', 'A', 'M', 'C', 'H', 'I', 'P', '1'};
+
 /// The stored form: a magic, the memory, and the SHA-256 of both.
 struct StoredChipMemory {
   uint8_t magic[8];

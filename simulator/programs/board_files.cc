@@ -1,6 +1,7 @@
 #include "simulator/programs/board_files.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -39,10 +40,11 @@ BoardFile LoadBoardFile(const std::string& board) {
   file.path = isPath ? board : (BoardsFolder() / (board + ".toml")).string();
   const std::optional<std::string> text = ReadWholeFile(file.path);
   if (!text) {
-    throw std::runtime_error(
-        isPath
-            ? board + ": cannot be read; give a board file, or a name that `vam-board list` shows"
-            : "no board is named \"" + board + "\"; `vam-board list` shows those that there are");
+    throw std::runtime_error(isPath
+                                 ? board + ": cannot be read: " + FileErrorInWords(errno) +
+                                       "; give a board file, or a name that `vam-board list` shows"
+                                 : "no board is named \"" + board +
+                                       "\"; `vam-board list` shows those that there are");
   }
   file.text = *text;
   return file;

@@ -59,13 +59,13 @@ int RunProgram(const RunOptions& options) {
   const Board description = ReadBoardText(file.text, file.path);
   RemoveLeftOverFolders(kRunFolders);
   const TemporaryFolder folder(kRunFolders);
+  const bool isKept = !options.state.empty();
   const std::string stateFolder =
-      options.state.empty() ? folder.Path() + "/chip" : fs::absolute(options.state).string();
-  PrepareStateFolder(
-      stateFolder, description, file.Folder(),
-      options.state.empty() ? Keeping::kWhilePowered : Keeping::kThroughPowerFailure);
+      isKept ? fs::absolute(options.state).string() : Run::OwnStateFolder(folder.Path());
+  PrepareStateFolder(stateFolder, description, file.Folder(),
+                     isKept ? Keeping::kThroughPowerFailure : Keeping::kWhilePowered);
   const std::string journalFile = options.journal.empty() ? "" : StartJournal(options.journal);
-  Run::Prepare(folder.Path(), file.text, file.path, stateFolder, journalFile);
+  Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile);
   if (!options.sharesMachinesTmp) {
     LeadToStatusFiles(folder.Path(), stateFolder);
   }
@@ -73,9 +73,13 @@ int RunProgram(const RunOptions& options) {
 
   const int status =
       RunOnBoard({options.command, folder.Path(), LibrariesFolder(), description.probe});
-  ReportFaultsThatNeverFired(Run(folder.Path()));
+  const Run run(folder.Path());
+  ReportFaultsThatNeverFired(run);
   if (options.showsVerdict) {
     Print(statusFiles.DescribeChanges());
+  }
+  if (run.HasTrouble()) {
+    throw std::runtime_error(run.Trouble());
   }
   return status;
 }

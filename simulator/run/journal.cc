@@ -5,18 +5,25 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "simulator/files/write_signals.h"
+
 namespace vam {
 
-Journal::Journal(std::string file) : path(std::move(file)) {
+namespace {
+
+constexpr char kUnwritable[] = "the journal cannot be written: ";
+
+}  // namespace
+
+Journal::Journal(std::string file, Trouble trouble)
+    : path(std::move(file)), report(std::move(trouble)) {
   if (!Open() && errno != ENOENT) {
-    throw std::runtime_error(path + ": " + std::strerror(errno));
+    throw std::runtime_error(std::string(kUnwritable) + std::strerror(errno));
   }
 }
 
@@ -50,11 +57,21 @@ void Journal::Append(const std::string& line) {
   }
   // One write a line, so that lines of several processes do not mix.
   const std::string whole = line + "\n";
-  if (write(descriptor, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size())) {
-    std::fprintf(stderr, "simulated board: the journal cannot be written: %s\n",
-                 std::strerror(errno));
-    std::_Exit(125);
+  const WriteSignalsHeld held;
+  ssize_t written = 0;
+  do {
+    written = write(descriptor, whole.data(), whole.size());
+  } while (written < 0 && errno == EINTR);
+  if (written == static_cast<ssize_t>(whole.size())) {
+    return;
   }
+  // A disk that is full may take a part of the line.
+  const std::string cause = std::strerror(written < 0 ? errno : ENOSPC);
+  if (written > 0) {
+    const off_t end = lseek(descriptor, 0, SEEK_CUR);
+    static_cast<void>(ftruncate(descriptor, end - written) == 0);
+  }
+  report(kUnwritable + cause + "; make room, or give another file with --journal");
 }
 
 }  // namespace vam

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <functional>
 #include <string>
 
 namespace vam {
@@ -10,17 +11,19 @@ namespace vam {
 /// The file that the programs of a run write their platform calls to, a line each.
 class Journal {
  public:
+  /// What is called with trouble, a line for the user.
+  using Trouble = std::function<void(const std::string&)>;
+
   /// Opens the file at `file`; a run without one keeps no journal. Throws std::runtime_error when
   /// the file is there and cannot be opened.
-  explicit Journal(std::string file);
+  Journal(std::string file, Trouble trouble);
   ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
   bool IsKept() const { return descriptor >= 0; }
 
-  /// Appends one line. Ends the process, with a line on standard error, when that fails. REQUIRES:
-  /// IsKept().
+  /// Appends one line, or nothing: when that fails, it reports the trouble. REQUIRES: IsKept().
   void Append(const std::string& line);
 
  private:
@@ -30,6 +33,7 @@ class Journal {
   bool HoldsDescriptor() const;
 
   std::string path;
+  Trouble report;
   int descriptor = -1;
   struct stat opened = {};
 };

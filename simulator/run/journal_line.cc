@@ -18,7 +18,7 @@ namespace {
 
 Journal* CurrentJournal() {
   Run* run = Run::Current();
-  return run == nullptr ? nullptr : &run->CallJournal();
+  return run == nullptr || run->HasTrouble() ? nullptr : &run->CallJournal();
 }
 
 /// The journal names a method without its class.

@@ -22,7 +22,7 @@ class JournalLineTest : public ::testing::Test {
   const TemporaryFolder folder{"vam-journal-line-test"};
   const std::string path = folder.Path() + "/journal";
   std::ofstream file{path};
-  Journal journal{path};
+  Journal journal{path, [](const std::string&) {}};
 };
 
 TEST_F(JournalLineTest, Line_IsOneObject) {
@@ -54,7 +54,7 @@ TEST_F(JournalLineTest, CallOfAMethod_IsNamedWithoutItsClass) {
 }
 
 TEST_F(JournalLineTest, NoJournal_WritesNothing) {
-  Journal notKept(folder.Path() + "/missing");
+  Journal notKept(folder.Path() + "/missing", [](const std::string&) {});
   JournalLine(&notKept, PlatformCall::kIoctl).Number("n", 1);
   JournalLine(nullptr, PlatformCall::kIoctl).Number("n", 1);
   JournalLine(PlatformCall::kIoctl).Number("n", 1);

@@ -17,6 +17,12 @@ namespace {
 /// A FIFO: it can be opened for writing only while the launcher lives.
 std::string LineIn(const std::string& runFolder) { return runFolder + "/power"; }
 
+[[noreturn]] void EndProcess() {
+  for (;;) {
+    std::raise(SIGKILL);
+  }
+}
+
 }  // namespace
 
 PowerLine::PowerLine(const std::string& runFolder) : descriptor(-1) {
@@ -32,15 +38,22 @@ PowerLine::PowerLine(const std::string& runFolder) : descriptor(-1) {
 
 PowerLine::~PowerLine() { close(descriptor); }
 
-void CutPower(const std::string& runFolder) {
+void CutPowerAtLauncher(const std::string& runFolder) {
   const int line = open(LineIn(runFolder).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-  if (line >= 0 && write(line, "", 1) == 1) {
+  if (line < 0) {
+    return;
+  }
+  if (write(line, "", 1) == 1) {
     // Nothing of this process happens after the cut; the launcher ends it with the others.
     std::raise(SIGSTOP);
+    EndProcess();
   }
-  for (;;) {
-    std::raise(SIGKILL);
-  }
+  close(line);
+}
+
+void CutPower(const std::string& runFolder) {
+  CutPowerAtLauncher(runFolder);
+  EndProcess();
 }
 
 }  // namespace vam

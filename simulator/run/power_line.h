@@ -24,6 +24,9 @@ class PowerLine {
   int descriptor;
 };
 
+/// Cuts the power of the run in `runFolder`. Returns only when no launcher listens.
+void CutPowerAtLauncher(const std::string& runFolder);
+
 /// Cuts the power of the run in `runFolder`. Ends this process alone when no launcher listens.
 [[noreturn]] void CutPower(const std::string& runFolder);
 

@@ -1,9 +1,13 @@
 #include "simulator/run/run.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -27,8 +31,9 @@ namespace vam {
 namespace {
 
 constexpr char kBoardFile[] = "/board.toml";
-constexpr char kCountersFile[] = "/counters";
-constexpr char kStateLink[] = "/state";
+constexpr char kSharedFile[] = "/shared";
+/// The folder of a chip that goes with the run, or a link to the one that keeps the chip.
+constexpr char kState[] = "/state";
 constexpr char kJournalLink[] = "/journal";
 
 [[noreturn]] void FailOn(const std::string& path) {
@@ -50,6 +55,64 @@ void Link(const std::string& target, const std::string& path) {
   }
 }
 
+/// Returns what the link at `path` leads to; `path` itself where that is none.
+std::string Followed(const std::string& path) {
+  char target[PATH_MAX];
+  const ssize_t length = readlink(path.c_str(), target, sizeof target);
+  return length < 0 ? path : std::string(target, static_cast<std::size_t>(length));
+}
+
+constexpr std::size_t kTroubleBytes = 2048;
+
+}  // namespace
+
+struct SharedByRun {
+  std::atomic<std::uint32_t> chipWrites;
+  /// 1 from the first trouble on.
+  std::atomic<std::uint32_t> hasTrouble;
+  /// Ends with a zero at any time.
+  char trouble[kTroubleBytes];
+};
+
+namespace {
+
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share the counters");
+
+SharedByRun* MapShared(const std::string& runFolder, std::size_t size) {
+  const std::string file = runFolder + kSharedFile;
+  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  if (descriptor < 0) {
+    FailOn(file);
+  }
+  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  close(descriptor);
+  if (mapped == MAP_FAILED) {
+    FailOn(file);
+  }
+  return static_cast<SharedByRun*>(mapped);
+}
+
+std::size_t SizeOfShared(const Board& board) {
+  return sizeof(SharedByRun) + board.faults.size() * sizeof(FaultCounter);
+}
+
+void Record(SharedByRun& shared, const std::string& trouble) {
+  if (shared.hasTrouble.exchange(1) == 0) {
+    std::memcpy(shared.trouble, trouble.data(), std::min(trouble.size(), kTroubleBytes - 1));
+  }
+}
+
+/// The program may have used up its descriptors. It ends, and needs none of its own any more.
+void LeaveADescriptor() { close(STDIN_FILENO); }
+
+/// Ends every program of the run, or, where no launcher listens, this one.
+[[noreturn]] void StopRun(const std::string& runFolder, const std::string& trouble) {
+  LeaveADescriptor();
+  CutPowerAtLauncher(runFolder);
+  std::fprintf(stderr, "simulated board: %s\n", trouble.c_str());
+  std::_Exit(125);
+}
+
 }  // namespace
 
 Run* Run::Current() {
@@ -61,22 +124,29 @@ Run* Run::Current() {
     try {
       return std::make_unique<Run>(runFolder);
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "simulated board: %s\n", error.what());
-      std::_Exit(125);
+      LeaveADescriptor();
+      try {
+        Record(*MapShared(runFolder, sizeof(SharedByRun)), error.what());
+      } catch (const std::exception&) {
+        // Nobody can be told but who reads the program's standard error.
+      }
+      StopRun(runFolder, error.what());
     }
   }();
   return kCurrent.get();
 }
+
+std::string Run::OwnStateFolder(const std::string& runFolder) { return runFolder + kState; }
 
 void Run::Prepare(const std::string& runFolder, const std::string& boardText,
                   const std::string& boardName, const std::string& stateFolder,
                   const std::string& journalFile) {
   const Board board = ReadBoardText(boardText, boardName);
   WriteFile(runFolder + kBoardFile, boardText);
-  // A counter for the writes of the chip's memory, and one for each fault under its number.
-  WriteFile(runFolder + kCountersFile,
-            std::string((board.faults.size() + 1) * sizeof(FaultCounter), '\0'));
-  Link(stateFolder, runFolder + kStateLink);
+  WriteFile(runFolder + kSharedFile, std::string(SizeOfShared(board), '\0'));
+  if (!stateFolder.empty()) {
+    Link(stateFolder, runFolder + kState);
+  }
   if (!journalFile.empty()) {
     Link(journalFile, runFolder + kJournalLink);
   }
@@ -85,25 +155,23 @@ void Run::Prepare(const std::string& runFolder, const std::string& boardText,
 Run::Run(const std::string& runFolder)
     : folder(runFolder),
       description(ReadBoardFile(folder + kBoardFile)),
-      stateFolder(folder + kStateLink),
-      journal(folder + kJournalLink) {
-  static_assert(std::atomic<std::uint32_t>::is_always_lock_free,
-                "the counters are shared by processes");
-  const std::string countersFile = folder + kCountersFile;
-  const int descriptor = open(countersFile.c_str(), O_RDWR | O_CLOEXEC);
-  if (descriptor < 0) {
-    FailOn(countersFile);
+      stateFolder(Followed(folder + kState)),
+      shared(MapShared(folder, SizeOfShared(description))),
+      sharedSize(SizeOfShared(description)) {
+  const auto report = [this](const std::string& trouble) { ReportTrouble(trouble); };
+  try {
+    journal.emplace(folder + kJournalLink, report);
+  } catch (const std::exception& error) {
+    ReportTrouble(error.what());
+    journal.emplace("", report);
   }
-  countersSize = (description.faults.size() + 1) * sizeof(FaultCounter);
-  void* mapped = mmap(nullptr, countersSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  close(descriptor);
-  if (mapped == MAP_FAILED) {
-    FailOn(countersFile);
-  }
-  counters = static_cast<FaultCounter*>(mapped);
 }
 
-Run::~Run() { munmap(counters, countersSize); }
+Run::~Run() { munmap(shared, sharedSize); }
+
+FaultCounter& Run::CounterOf(const Fault& fault) const {
+  return reinterpret_cast<FaultCounter*>(shared + 1)[fault.number - 1];
+}
 
 bool Run::Count(const Fault& fault, std::uint32_t occurrence) {
   const std::uint32_t call = CounterOf(fault).calls.fetch_add(1) + 1;
@@ -136,7 +204,7 @@ const Fault* Run::SelectAnswerFault(std::size_t index, std::uint32_t command, bo
 void Run::AnswerFaultApplied(const Fault& fault) { CounterOf(fault).fired.fetch_add(1); }
 
 void Run::ChipMemoryWritten() {
-  const std::uint32_t writes = ChipWrites().calls.fetch_add(1) + 1;
+  const std::uint32_t writes = shared->chipWrites.fetch_add(1) + 1;
   for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kPowerCut && fault.writes == writes) {
       CounterOf(fault).fired.fetch_add(1);
@@ -154,6 +222,17 @@ std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   }
   return faults;
 }
+
+void Run::ReportTrouble(const std::string& line) { Record(*shared, line); }
+
+void Run::StopForTrouble(const std::string& line) {
+  ReportTrouble(line);
+  StopRun(folder, line);
+}
+
+bool Run::HasTrouble() const { return shared->hasTrouble.load() != 0; }
+
+std::string Run::Trouble() const { return HasTrouble() ? shared->trouble : ""; }
 
 const Fault* FireFaultOn(PlatformCall call) {
   Run* run = Run::Current();

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ struct FaultCounter {
   std::atomic<std::uint32_t> fired;
 };
 
+/// What all processes of a run share, followed by a FaultCounter for each fault.
+struct SharedByRun;
+
 class Run {
  public:
   /// Names the run's folder to the stand-in libraries.
@@ -34,9 +38,13 @@ class Run {
   /// the program would meet another board than its own.
   static Run* Current();
 
+  /// Returns the state folder of a run whose chip goes with it.
+  static std::string OwnStateFolder(const std::string& runFolder);
+
   /// Prepares `runFolder`, which exists and is empty, for a run on the board in `boardText`, with
-  /// the chip in `stateFolder`. An empty `journalFile` means no journal. Throws BoardError for a
-  /// wrong board and std::runtime_error for a file that cannot be written.
+  /// the chip in `stateFolder`, or, when that is empty, in OwnStateFolder(). An empty `journalFile`
+  /// means no journal. Throws BoardError for a wrong board and std::runtime_error for a file that
+  /// cannot be written.
   static void Prepare(const std::string& runFolder, const std::string& boardText,
                       const std::string& boardName, const std::string& stateFolder,
                       const std::string& journalFile);
@@ -50,6 +58,8 @@ class Run {
   const Board& Description() const { return description; }
   /// Where the board keeps the chip's memory and the firmware image.
   const std::string& StateFolder() const { return stateFolder; }
+  /// Whether that outlives the run.
+  bool StateIsKept() const { return stateFolder != OwnStateFolder(folder); }
 
   /// Counts `call` for every fault on it. Returns the first fault that fires, or null.
   const Fault* FireCallFault(PlatformCall call);
@@ -69,21 +79,32 @@ class Run {
   /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 
-  Journal& CallJournal() { return journal; }
+  /// Records trouble of the rig's own, which is none of the board's: a full disk, a file that went
+  /// away. vam-board reports the first of a run, a line for the user, when the run ends.
+  void ReportTrouble(const std::string& line);
+  /// Reports the trouble and ends every program of the run, which would otherwise meet the trouble
+  /// as an answer of the board.
+  [[noreturn]] void StopForTrouble(const std::string& line);
+  bool HasTrouble() const;
+  /// Returns the trouble that the run has had; empty: none.
+  std::string Trouble() const;
+
+  /// No process writes to it once the run has had trouble: what is missing is always the end.
+  Journal& CallJournal() { return *journal; }
 
  private:
   /// Counts a call that `fault` may change. Returns whether it is the `occurrence`th one; 0 stands
   /// for every one.
   bool Count(const Fault& fault, std::uint32_t occurrence);
-  FaultCounter& CounterOf(const Fault& fault) const { return counters[fault.number]; }
-  FaultCounter& ChipWrites() const { return counters[0]; }
+  /// The counter of each fault, under its number less one.
+  FaultCounter& CounterOf(const Fault& fault) const;
 
   std::string folder;
   Board description;
   std::string stateFolder;
-  FaultCounter* counters = nullptr;
-  std::size_t countersSize = 0;
-  Journal journal;
+  SharedByRun* shared = nullptr;
+  std::size_t sharedSize = 0;
+  std::optional<Journal> journal;
 };
 
 /// Counts `call` in the run that this process belongs to. Returns the fault that fires, or null.

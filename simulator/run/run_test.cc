@@ -154,7 +154,7 @@ TEST_F(RunTest, JournalThatWasNotAskedFor_IsNotKept) {
 
 TEST_F(RunTest, FolderThatIsNoRun_IsRefused) {
   EXPECT_THROW(vam::Run(folder + "/nowhere"), BoardError);
-  std::filesystem::remove(folder + "/run/counters");
+  std::filesystem::remove(folder + "/run/shared");
   EXPECT_THROW(vam::Run(folder + "/run"), std::runtime_error);
 }
 

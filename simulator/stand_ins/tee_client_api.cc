@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@
 #include "simulator/model/trusted_application.h"
 #include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
+#include "simulator/state/chip_lock.h"
 #include "simulator/state/chip_memory_file.h"
 #include "simulator/state/firmware_image_file.h"
 #include "simulator/state/sha256_digest.h"
@@ -57,22 +59,33 @@ class BoardAnswerFaults final : public vam::AnswerFaults {
   vam::Run& run;
 };
 
-/// The chip's memory of the current run's board. Tells the run of each write, for its power cuts.
+/// The chip's memory of the current run's board. Tells the run of each write, for its power cuts. A
+/// file that cannot be used stops the run: no answer of a chip would be true.
 class BoardChipMemory final : public vam::ChipMemoryStore {
  public:
   explicit BoardChipMemory(vam::Run& owner)
-      : run(owner), file(vam::ChipMemoryIn(owner.StateFolder())) {}
+      : run(owner),
+        file(vam::ChipMemoryIn(owner.StateFolder()), owner.StateIsKept()
+                                                         ? vam::Keeping::kThroughPowerFailure
+                                                         : vam::Keeping::kWhilePowered) {}
 
-  bool Load(void* bytes, std::uint32_t size) override { return file.Load(bytes, size); }
+  bool Load(void* bytes, std::uint32_t size) override {
+    return StopUnlessUsable(file.Load(bytes, size));
+  }
   bool Save(const void* bytes, std::uint32_t size) override {
-    if (!file.Save(bytes, size)) {
-      return false;
-    }
+    StopUnlessUsable(file.Save(bytes, size));
     run.ChipMemoryWritten();
     return true;
   }
 
  private:
+  bool StopUnlessUsable(bool done) {
+    if (!file.Obstacle().empty()) {
+      run.StopForTrouble(file.Obstacle());
+    }
+    return done;
+  }
+
   vam::Run& run;
   vam::ChipMemoryFile file;
 };
@@ -188,6 +201,23 @@ bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t typ
   return true;
 }
 
+/// Carries out one command while no other process or thread of the board has one carried out.
+std::uint32_t InvokeAlone(vam::Run& run, std::uint32_t command, const Reference& block,
+                          const vam::Fault*& fault) {
+  const vam::ChipLock lock(run.StateFolder());
+  BoardChipMemory store(run);
+  vam::FirmwareImageFile image(vam::FirmwareImageIn(run.StateFolder()));
+  vam::Sha256Digest digest;
+  BoardAnswerFaults faults(run);
+  const auto application = std::make_unique<vam::TrustedApplication>(store, image, digest, faults);
+  const std::uint32_t result = application->Invoke(command, block.bytes, block.size);
+  if (!image.Obstacle().empty()) {
+    run.StopForTrouble(image.Obstacle());
+  }
+  fault = faults.lastApplied;
+  return result;
+}
+
 /// Hands one command to the trusted application's model. `fault` receives the fault that changed
 /// its answer, if one did.
 Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operation* operation,
@@ -212,14 +242,12 @@ Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operat
   if (!inOut || types != first || block.size < vam::kFirstValue) {
     return {TEEC_ERROR_BAD_PARAMETERS, TEEC_ORIGIN_TRUSTED_APP};
   }
-  BoardChipMemory store(*world.run);
-  vam::FirmwareImageFile image(vam::FirmwareImageIn(world.run->StateFolder()));
-  vam::Sha256Digest digest;
-  BoardAnswerFaults faults(*world.run);
-  const auto application = std::make_unique<vam::TrustedApplication>(store, image, digest, faults);
-  const std::uint32_t result = application->Invoke(command, block.bytes, block.size);
-  fault = faults.lastApplied;
-  return {result, TEEC_ORIGIN_TRUSTED_APP};
+  try {
+    const std::uint32_t result = InvokeAlone(*world.run, command, block, fault);
+    return {result, TEEC_ORIGIN_TRUSTED_APP};
+  } catch (const std::exception& error) {
+    world.run->StopForTrouble(error.what());
+  }
 }
 
 void StoreOrigin(std::uint32_t* place, std::uint32_t origin) {

@@ -18,12 +18,19 @@ class ChipMemoryFile final : public ChipMemoryStore {
       : path(std::move(file)), keeping(kept) {}
 
   bool Load(void* bytes, std::uint32_t size) override;
-  /// When it returns false, errno tells why.
   bool Save(const void* bytes, std::uint32_t size) override;
 
+  /// After Load() or Save(): what kept the file from being used, in a line for the user. It is
+  /// empty after a success, and where the file is a chip's memory that is damaged: that is the
+  /// chip's own affair, and only that is mended by a recovery.
+  const std::string& Obstacle() const { return obstacle; }
+
  private:
+  bool FailFor(const std::string& reason);
+
   std::string path;
   Keeping keeping;
+  std::string obstacle;
 };
 
 }  // namespace vam

@@ -1,6 +1,7 @@
 #include "simulator/state/firmware_image_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/files/whole_file.h"
 #include "simulator/model/firmware_image.h"
 #include "simulator/state/sha256_digest.h"
 
@@ -43,8 +45,19 @@ std::uint32_t PartSize(const std::vector<std::uint8_t>& part, const char* what) 
 
 }  // namespace
 
-FirmwareImageFile::FirmwareImageFile(const std::string& path)
-    : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+FirmwareImageFile::FirmwareImageFile(const std::string& path) : file(path) {
+  struct stat found;
+  if (stat(path.c_str(), &found) == 0) {
+    if (S_ISREG(found.st_mode)) {
+      descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    } else {
+      errno = S_ISDIR(found.st_mode) ? EISDIR : ESPIPE;
+    }
+  }
+  if (descriptor < 0 && errno != ENOENT) {
+    FailFor(errno);
+  }
+}
 
 FirmwareImageFile::~FirmwareImageFile() {
   if (descriptor >= 0) {
@@ -66,17 +79,24 @@ bool FirmwareImageFile::Size(std::uint32_t* size) {
 bool FirmwareImageFile::Read(std::uint32_t offset, void* bytes, std::uint32_t count) {
   auto* place = static_cast<std::uint8_t*>(bytes);
   auto from = static_cast<off_t>(offset);
-  while (count > 0) {
+  while (descriptor >= 0 && count > 0) {
     const ssize_t got = pread(descriptor, place, count, from);
     if (got > 0) {
       place += got;
       from += got;
       count -= static_cast<std::uint32_t>(got);
-    } else if (got == 0 || errno != EINTR) {
+    } else if (got == 0) {
+      return false;
+    } else if (errno != EINTR) {
+      FailFor(errno);
       return false;
     }
   }
-  return true;
+  return descriptor >= 0;
+}
+
+void FirmwareImageFile::FailFor(int error) {
+  obstacle = file + ": the firmware image cannot be read: " + FileErrorInWords(error);
 }
 
 std::vector<std::uint8_t> MakeFirmwareImage(const ImageContents& contents) {

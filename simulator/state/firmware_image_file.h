@@ -12,7 +12,7 @@ namespace vam {
 /// The firmware image in a file, which stays open for as long as the object lives.
 class FirmwareImageFile final : public ImageSource {
  public:
-  /// A file that cannot be opened is a missing image.
+  /// A file that is not there is a missing image.
   explicit FirmwareImageFile(const std::string& path);
   ~FirmwareImageFile();
   FirmwareImageFile(const FirmwareImageFile&) = delete;
@@ -21,8 +21,16 @@ class FirmwareImageFile final : public ImageSource {
   bool Size(std::uint32_t* size) override;
   bool Read(std::uint32_t offset, void* bytes, std::uint32_t count) override;
 
+  /// What kept a file that is there from being read, in a line for the user; empty: nothing. Then
+  /// what Size() and Read() say is not true of any image.
+  const std::string& Obstacle() const { return obstacle; }
+
  private:
-  int descriptor;
+  void FailFor(int error);
+
+  std::string file;
+  std::string obstacle;
+  int descriptor = -1;
 };
 
 /// What a firmware image is made of.

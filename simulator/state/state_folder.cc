@@ -123,6 +123,8 @@ std::string ChipMemoryIn(const std::string& folder) { return folder + "/chip.mem
 
 std::string FirmwareImageIn(const std::string& folder) { return folder + "/firmware.img"; }
 
+std::string ChipLockIn(const std::string& folder) { return folder + "/chip.lock"; }
+
 void PrepareStateFolder(const std::string& folder, const Board& board,
                         const std::string& boardFolder, Keeping keeping) {
   std::error_code error;

@@ -13,6 +13,8 @@ namespace vam {
 /// Return where the state folder `folder` keeps the chip's memory and the firmware image.
 [[nodiscard]] std::string ChipMemoryIn(const std::string& folder);
 [[nodiscard]] std::string FirmwareImageIn(const std::string& folder);
+/// Returns where it keeps the lock of the commands to the chip.
+[[nodiscard]] std::string ChipLockIn(const std::string& folder);
 
 /// Prepares `folder`, created when missing, for a run on `board`: writes the firmware image as the
 /// board has it, and the chip's memory where there is none yet. An image file of the board is
