@@ -18,6 +18,11 @@ lintian --allow-root --fail-on error "$work"/packages/*.deb >"$work/lintian" 2>&
   exit 1
 }
 
+[ "$(id -u)" = 0 ] || {
+  echo "not run: the packages are built and lintian takes them; only root installs them in a bare system"
+  exit 77
+}
+
 # The bare system has Debian's essential packages and what these packages need by their own account.
 needs=$(for package in "$work"/packages/*.deb; do dpkg-deb --field "$package" Depends; done |
   tr ',' '\n' | sed 's/(.*//; s/ //g' | grep -vxE 'vam-simulator|lib.*-dev' | sort -u | paste -sd ,)

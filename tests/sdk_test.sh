@@ -99,7 +99,9 @@ cmake --build "$build" --parallel 2 >"$work/build.log" 2>&1 || {
 # The status files of the run stay apart from those of this machine.
 status=0
 WORK=$work "$in_private_tmp" bash -euc '
-  LD_PRELOAD=$WORK/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
+  # A blank would end its path in LD_PRELOAD.
+  cp "$WORK/libnode.so" /mnt
+  LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
     "$WORK/build/sbin/vam-update" >"$WORK/console" || status=$?
   find /tmp -xdev -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
   exit ${status:-0}' || status=$?
@@ -171,8 +173,9 @@ Failed to open TEE session, result and retOrigin = 42949017664
 TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 4
 TEXT
 
-# pkg-config says the same.
-eval "$compiler -std=c++17 $source/tests/sdk/consumer/consumer.cc -I $sdk/include -L $sdk/lib" \
-  "$(PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name vam.pc)") \
-    pkg-config --cflags --libs vam)" -o "$work/by-pkg-config"
+# pkg-config says the same. The flags are words of a command line, quotes included.
+flags=$(PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name vam.pc)") \
+  pkg-config --cflags --libs vam)
+eval "$compiler"' -std=c++17 "$source/tests/sdk/consumer/consumer.cc" -I "$sdk/include" \
+  -L "$sdk/lib" '"$flags"' -o "$work/by-pkg-config"'
 LD_LIBRARY_PATH=$sdk/lib "$work/by-pkg-config" | diff - "$work/consumer.console"
