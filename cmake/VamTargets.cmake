@@ -61,7 +61,8 @@ function(vam_add_executable name)
 endfunction()
 
 # vam_add_test(NAME SOURCES ... [EXPOSE path...] [LINK lib...])
-# Adds a GoogleTest program, which CTest runs under its own name.
+# Adds a GoogleTest program, which CTest runs under its own name: all of its tests, whatever the
+# environment says of them.
 function(vam_add_test name)
   if(NOT BUILD_TESTING)
     return()
@@ -73,5 +74,8 @@ function(vam_add_test name)
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gmock vam_test_main)
   add_test(NAME ${name} COMMAND ${name})
   # What a program ends with when it could not run some of its tests.
-  set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
+  set_tests_properties(
+    ${name}
+    PROPERTIES SKIP_RETURN_CODE 77
+               ENVIRONMENT "GTEST_FILTER=*;GTEST_REPEAT=1;GTEST_TOTAL_SHARDS=1;GTEST_SHARD_INDEX=0")
 endfunction()

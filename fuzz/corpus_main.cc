@@ -24,5 +24,9 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
+  if (vam::requirements == 0) {
+    std::fputs("the target requires nothing of the code that it runs\n", stderr);
+    return 1;
+  }
   return argc > 1 ? 0 : 1;
 }

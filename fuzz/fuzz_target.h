@@ -13,8 +13,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace vam {
 
+/// How often Require() was called: a target that requires nothing finds nothing.
+inline std::uint64_t requirements = 0;
+
 /// Ends the program unless `holds`; libFuzzer reports that as a finding.
 inline void Require(bool holds) {
+  ++requirements;
   if (!holds) {
     std::abort();
   }

@@ -1,6 +1,7 @@
 #include "interface/exchange.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -17,6 +18,10 @@ using ::testing::Throw;
 TEST_F(ExchangeTest, Constructor_PrintsTheLineAndOpensNothing) {
   ExpectLine("CA InterfaceSP: command");
   const Exchange exchange("command");
+}
+
+TEST_F(ExchangeTest, CallThatNothingExpects_FailsTheTest) {
+  EXPECT_NONFATAL_FAILURE(TEEC_FinalizeContext(nullptr), "FinalizeContext");
 }
 
 TEST_F(ExchangeTest, Invoke_WithoutRequest_ConstructsNoMarshaller) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# CTest runs every *_test.cc and *_test.sh of the tree. Otherwise nobody would notice a test that is
-# not built.
+# CTest runs every *_test.cc, *_test.sh and *_fuzz.cc of the tree, and each test in them. Otherwise
+# nobody would notice a test that is not built, or one that is marked as disabled.
 # Usage: every_test_test.sh SOURCE BUILD CTEST
 set -euo pipefail
 
@@ -32,8 +32,12 @@ while IFS= read -r file; do
     failed=1
   fi
 done < <(cd "$source" && find . -path './build*' -prune -o -path './.git' -prune -o \
-  \( -name '*_test.cc' -o -name '*_test.sh' \) -printf '%P\n')
+  \( -name '*_test.cc' -o -name '*_test.sh' -o -name '*_fuzz.cc' \) -printf '%P\n')
 
+if grep -rn --include='*_test.cc' --exclude-dir='build*' 'DISABLED_' "$source" >&2; then
+  echo "a test is disabled" >&2
+  failed=1
+fi
 if [ "$count" -lt 20 ]; then
   echo "only $count tests found in $source" >&2
   failed=1

@@ -45,6 +45,7 @@ for program in "$@"; do
   done <"$work/commands"
   # The examples also have the options of other programs.
   sed '/^EXAMPLES/,$d' "$work/$name" >"$work/page"
+  [ -n "$(options "$work/help")" ] || fail "$name --help names no options"
   diff <(options "$work/help") <(options "$work/page") || fail "$name: options differ from the help"
   sed -n '/^COMMANDS/,/^[A-Z]/s/^       \([a-z-]\{2,\}\).*/\1/p' "$work/page" | LC_ALL=C sort -u \
     >"$work/documented"

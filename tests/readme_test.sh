@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks README.md. Its table names every folder of the tree. Its sessions, indented lines from "$ "
-# on, print what it shows.
+# on, print what it shows. A command that fails is followed by one that shows its exit status.
 # Usage: readme_test.sh SOURCE BUILD IN-PRIVATE-TMP
 set -euo pipefail
 source=$1 build=$2 in_private_tmp=$3
@@ -18,9 +18,14 @@ commands=$(sed -n 's/^\$ //p' <<<"$shown")
 
 # Status files, home and the runs' own files are the session's own.
 export HOME=/mnt TMPDIR=/mnt PATH=$build/bin:$build/sbin:$PATH
-printed=$("$in_private_tmp" bash -euc '
+printed=$("$in_private_tmp" bash -uc '
+  status=0
   while IFS= read -r command; do
+    [ "$status" = 0 ] || [ "$command" = "echo \$?" ] || echo "the page does not show exit status $status"
     echo "$ $command"
-    eval "$command" </dev/null 2>&1 || true
-  done <<<"$1"' bash "$commands")
+    (exit "$status")
+    eval "$command" </dev/null 2>&1
+    status=$?
+  done <<<"$1"
+  [ "$status" = 0 ] || echo "the page does not show exit status $status"' bash "$commands")
 diff <(echo "$shown") <(echo "$printed")
