@@ -16,8 +16,24 @@ class WrongUsage : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Writes all of `text` to standard output. Throws std::runtime_error when some of it is lost.
+/// Something that was printed is lost.
+class OutputLost : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Writes all of `text` to standard output. Throws OutputLost when some of it is lost.
 void Print(const std::string& text);
+
+/// Names standard input, or standard output, where a file is asked for.
+inline constexpr char kStandardStream[] = "-";
+
+/// Returns all that standard input brings. Throws std::runtime_error when it cannot be read or
+/// brings more than 64 MiB.
+[[nodiscard]] std::string ReadStandardInput();
+
+/// Writes `text` to standard error as one line of the program `name`.
+void Tell(const std::string& name, const std::string& text);
 
 /// Reads the command line of `program`, which bears its name, and carries out the callbacks of its
 /// commands. Prints the help or the version where the line asks for it, and returns whether it asks

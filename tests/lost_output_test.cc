@@ -79,7 +79,7 @@ std::vector<Row> Rows() {
       {{Vamctl(), "--help"}, 1},
       {{Vamctl(), "update-fw", "--help"}, 1},
       {{Vamctl(), "--version"}, 1},
-      {{Vamctl(), "verdict", "--json"}, 1},
+      {{Vamctl(), "verdict", "--json"}, 5},
       {OnBoard("up-to-date", {Vamctl(), "get-info"}), 1},
       {OnBoard("up-to-date", {Vamctl(), "get-info", "--json"}), 1},
       {{VerdictProgram(), "--help"}, 5},

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/board_run.h"
@@ -35,18 +37,26 @@ const std::string kTooLong(16386, 'a');
 
 const RefusalRow kRefusals[] = {
     {{}, "A command is required; see vamctl --help"},
-    {{"bogus"}, "The following argument was not expected: bogus; see vamctl --help"},
-    {{"--json", "get-info"}, "The following argument was not expected: --json; see vamctl --help"},
-    {{"get-info", "extra"}, "The following argument was not expected: extra; see vamctl --help"},
-    {{"get-info", "--yes"}, "The following argument was not expected: --yes; see vamctl --help"},
+    {{"bogus"}, "'bogus' is no command of vamctl; see vamctl --help"},
+    {{"verdcit"}, "'verdcit' is no command of vamctl; did you mean verdict?; see vamctl --help"},
+    {{"--json", "get-info"},
+     "'--json' comes after the command: vamctl get-info --json; see vamctl get-info --help"},
+    {{"get-info", "extra"},
+     "'extra' is one word too many for vamctl get-info; see vamctl get-info --help"},
+    {{"get-info", "--yes"}, "'--yes' is no option of vamctl get-info; see vamctl get-info --help"},
+    {{"get-info", "--jsno"},
+     "'--jsno' is no option of vamctl get-info; did you mean --json?; see vamctl get-info --help"},
+    {{"get-info", "--json=no"}, "--json takes no value; see vamctl get-info --help"},
     {{"get-info", "get-app-info"},
-     "The following argument was not expected: get-app-info; see vamctl --help"},
-    {{"verdict", "x"}, "The following argument was not expected: x; see vamctl --help"},
-    {{"ak-provision"}, "FILE or --hex is required; see vamctl --help"},
-    {{"check-vam-ak", "--json"}, "FILE or --hex is required; see vamctl --help"},
-    {{"ak-provision", "/tmp/record", "--hex", "00"}, "FILE excludes --hex; see vamctl --help"},
-    {{"ak-provision", ""}, ": cannot be read: No such file or directory"},
+     "'get-app-info' is one word too many for vamctl get-info; see vamctl get-info --help"},
+    {{"verdict", "x"}, "'x' is one word too many for vamctl verdict; see vamctl verdict --help"},
+    {{"ak-provision"}, "RECORD or --hex is required; see vamctl ak-provision --help"},
+    {{"check-vam-ak", "--json"}, "RECORD or --hex is required; see vamctl check-vam-ak --help"},
+    {{"ak-provision", "/tmp/record", "--hex", "00"},
+     "RECORD excludes --hex; give one of them; see vamctl ak-provision --help"},
+    {{"ak-provision", ""}, "RECORD: the name is empty; see vamctl ak-provision --help"},
     {{"ak-provision", "/tmp/nowhere"}, "/tmp/nowhere: cannot be read: No such file or directory"},
+    {{"ak-provision", "/tmp/\xFF\n"}, "/tmp/\\xff\\x0a: cannot be read: No such file or directory"},
     {{"check-vam-ak", "/tmp"}, "/tmp: cannot be read: Is a directory"},
     {{"check-vam-ak", "/dev/zero"},
      "/dev/zero: more than 8192 bytes, which the block to the chip cannot carry"},
@@ -55,18 +65,34 @@ const RefusalRow kRefusals[] = {
     {{"ak-provision", "--hex", "0x"}, "--hex: give two hexadecimal digits a byte and nothing else"},
     {{"ak-provision", "--hex", kTooLong},
      "--hex: more than 8192 bytes, which the block to the chip cannot carry"},
-    {{"get-hack-info"}, "--size is required; see vamctl --help"},
+    {{"ak-provision", "--hex"}, "--hex needs a value; see vamctl ak-provision --help"},
+    {{"ak-provision", "--hex", "00", "--hex", "01"},
+     "--hex is there more than once; give it once; see vamctl ak-provision --help"},
+    {{"get-hack-info"}, "--size is required; see vamctl get-hack-info --help"},
     {{"get-hack-info", "--size", "-1"},
-     "--size: Value -1 not in range 0 to 8192; see vamctl --help"},
+     "--size: '-1' is no whole number from 0 to 8192; see vamctl get-hack-info --help"},
     {{"get-hack-info", "--size", "8193"},
-     "--size: Value 8193 not in range 0 to 8192; see vamctl --help"},
-    {{"get-fw-info", "--count", "0"}, "--count: Value 0 not in range 1 to 2048; see vamctl --help"},
+     "--size: '8193' is no whole number from 0 to 8192; see vamctl get-hack-info --help"},
+    {{"get-fw-info", "--count", "0"},
+     "--count: '0' is no whole number from 1 to 2048; see vamctl get-fw-info --help"},
+    {{"get-fw-info", "--count", "0x10"},
+     "--count: '0x10' is no whole number from 1 to 2048; see vamctl get-fw-info --help"},
+    {{"get-fw-info", "--count="}, "--count needs a value; see vamctl --help"},
     {{"older-get-fw-info", "--count", "2049"},
-     "--count: Value 2049 not in range 1 to 2048; see vamctl --help"},
-    {{"update-fw"}, "MODE is required; see vamctl --help"},
-    {{"update-fw", "three"}, "Could not convert: MODE = three; see vamctl --help"},
-    {{"update-fw", "3x", "--yes"}, "Could not convert: MODE = 3x; see vamctl --help"},
-    {{"older-update-fw", "2147483648"}, "Could not convert: MODE = 2147483648; see vamctl --help"},
+     "--count: '2049' is no whole number from 1 to 2048; see vamctl older-get-fw-info --help"},
+    {{"update-fw"}, "MODE is required; see vamctl update-fw --help"},
+    {{"update-fw", "three"},
+     "MODE: 'three' is no mode; give image (7), update (3), chip (11) or another whole number of "
+     "32 bits; see vamctl update-fw --help"},
+    {{"update-fw", "updat"},
+     "MODE: 'updat' is no mode; give image (7), update (3), chip (11) or another whole number of "
+     "32 bits; did you mean update?; see vamctl update-fw --help"},
+    {{"update-fw", "3x", "--yes"},
+     "MODE: '3x' is no mode; give image (7), update (3), chip (11) or another whole number of "
+     "32 bits; see vamctl update-fw --help"},
+    {{"older-update-fw", "2147483648"},
+     "MODE: '2147483648' is no mode; give image (7), update (3), chip (11) or another whole number "
+     "of 32 bits; see vamctl older-update-fw --help"},
     {{"remove-ak-keys"},
      "remove-ak-keys removes the chip's AK keys; give --yes, or answer on a terminal"},
     {{"remove-ak-keys", "--json"},
@@ -88,11 +114,42 @@ TEST(CommandLine, RefusedRequest_SendsNothing) {
     const PrivateTmp tmp;
     WriteFile("/tmp/record", "record");
     const Output output = RunVamctl("update-needed", row.arguments);
-    EXPECT_EQ(output.standardOutput, "");
+    const bool asJson =
+        std::find(row.arguments.begin(), row.arguments.end(), "--json") != row.arguments.end();
+    EXPECT_EQ(output.standardOutput,
+              asJson ? R"({"error":")" + std::string(row.line) + "\"}\n" : "");
     EXPECT_EQ(output.standardError, "vamctl: " + std::string(row.line) + "\n");
     EXPECT_EQ(output.status, 2);
     EXPECT_TRUE(SentNothing());
   }
+}
+
+TEST(CommandLine, NamedMode_IsItsNumber) {
+  const std::pair<const char*, const char*> modes[] = {
+      {"image", "7"}, {"update", "3"}, {"chip", "11"}, {"-5", "-5"}, {"0011", "11"}};
+  for (const auto& [name, number] : modes) {
+    for (const auto& [command, identifier] :
+         {std::pair("update-fw", "18"), std::pair("older-update-fw", "30")}) {
+      SCOPED_TRACE(name);
+      const PrivateTmp tmp;
+      EXPECT_NE(RunVamctl("update-needed", {command, name, "--yes"}).status, 2);
+      EXPECT_EQ(SentRequests(),
+                (Words{std::string("PutInt ") + number, std::string("invoke ") + identifier}));
+    }
+  }
+}
+
+TEST(CommandLine, RecordOnStandardInput_IsRead) {
+  const PrivateTmp tmp;
+  WriteFile("/tmp/record", std::string("a\0b", 3));
+  const int record = open("/tmp/record", O_RDONLY | O_CLOEXEC);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  EXPECT_NE(RunProcess({VamctlOnBoard("update-needed", {"check-vam-ak", "-"}), BoardEnvironment(),
+                        nowhere, nowhere, record}),
+            2);
+  EXPECT_EQ(SentRequests(), (Words{"PutUint 3", "PutBlob 610062", "invoke 23"}));
+  close(record);
+  close(nowhere);
 }
 
 TEST(CommandLine, Help_KnowsEveryCommand) {
@@ -184,7 +241,7 @@ int RunOn(const Terminal& terminal, const Words& arguments, const std::string& s
 
 TEST(Question, Agreed_IsCarriedOut) {
   for (const QuestionRow& row : kQuestions) {
-    for (const char* keys : {"y\n", "yes\n"}) {
+    for (const char* keys : {"y\n", "yes\n", "Y\n", "Yes\n", "YES\n"}) {
       SCOPED_TRACE(row.question);
       const PrivateTmp tmp;
       const Terminal terminal;
@@ -199,7 +256,7 @@ TEST(Question, Agreed_IsCarriedOut) {
 TEST(Question, NotAgreed_SendsNothing) {
   for (const QuestionRow& row : kQuestions) {
     // The last one ends the input.
-    for (const char* keys : {"n\n", "\n", "yess\n", " y\n", "no\ny\n", "\x04"}) {
+    for (const char* keys : {"n\n", "\n", "N\n", "yess\n", " y\n", "no\ny\n", "\x04"}) {
       SCOPED_TRACE(row.question);
       const PrivateTmp tmp;
       const Terminal terminal;

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <ostream>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,7 +51,26 @@ class Case {
     return *this;
   }
   Case& Succeeds(const Part& part) { return Answers(part, 0); }
-  Case& Fails(const Part& part) { return Answers(part, 1); }
+  /// The invocation fails in the trusted application, unless Because() tells another cause. A
+  /// result of 0 needs none.
+  Case& Fails(const Part& part) {
+    static const std::regex kResult(R"re("result":(\{"code":(\d+),"name":[^}]*\}))re");
+    Answers(part, 1);
+    std::smatch found;
+    if (std::regex_search(json, found, kResult) && found.str(2) != "0") {
+      resultEnd = static_cast<std::size_t>(found.position() + found.length());
+      return Because(R"({"step":"TEEC_InvokeCommand","result":)" + found.str(1) +
+                     R"(,"origin":{"code":4,"name":"TEEC_ORIGIN_TRUSTED_APP"}})");
+    }
+    return *this;
+  }
+  /// Another cause of the failure than the one before, in JSON.
+  Case& Because(const std::string& cause) {
+    const std::string member = R"(,"cause":)" + cause;
+    json.replace(resultEnd, causeSize, member);
+    causeSize = member.size();
+    return *this;
+  }
 
   std::string name;
   Words arguments;
@@ -61,6 +82,9 @@ class Case {
   int status = -1;
 
  private:
+  std::size_t resultEnd = 0;
+  std::size_t causeSize = 0;
+
   Case& Answers(const Part& part, int exitStatus) {
     text = part.text;
     json = R"({"command":")" + arguments[0] + R"(",)" + part.json + "}\n";
@@ -114,6 +138,9 @@ Part Bytes(const std::string& digits) {
   return {"bytes: " + digits + "\n", R"("bytes":")" + digits + '"'};
 }
 
+constexpr char kRequestRefused[] = R"({"step":"request","result":null,"origin":null})";
+constexpr char kReplyCut[] = R"({"step":"reply","result":null,"origin":null})";
+
 const std::string kRecordFile = "/tmp/record";
 const std::string kBlockFile = "/tmp/block";
 
@@ -138,7 +165,39 @@ const Case kPlainCommands[] = {
         .Prints("CA InterfaceSP: vam_getInfo\n"
                 "Failed to initialize TEE context, result = 4294901768\n"
                 "TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 1\n")
-        .Fails(kBadParameters),
+        .Fails(kBadParameters)
+        .Because(R"({"step":"TEEC_InitializeContext",)"
+                 R"("result":{"code":4294901768,"name":"TEEC_ERROR_ITEM_NOT_FOUND"},)"
+                 R"("origin":null})"),
+    Case("GetInfo_SessionRefused_Fails", {"get-info"})
+        .On("session-refused")
+        .Sends({"invoke 28"})
+        .Prints("CA InterfaceSP: vam_getInfo\n"
+                "Failed to open TEE session, result and retOrigin = 42949017613\n"
+                "TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 1\n")
+        .Fails(kBadParameters)
+        .Because(R"({"step":"TEEC_OpenSession",)"
+                 R"("result":{"code":4294901761,"name":"TEEC_ERROR_ACCESS_DENIED"},)"
+                 R"("origin":{"code":3,"name":"TEEC_ORIGIN_TEE"}})"),
+    Case("GetInfo_NoSharedMemory_Fails", {"get-info"})
+        .On("[[fault]]\ncall = \"TEEC_AllocateSharedMemory\"\nresult = "
+            "\"TEEC_ERROR_OUT_OF_MEMORY\"\n")
+        .Sends({"invoke 28"})
+        .Prints("CA InterfaceSP: vam_getInfo\n"
+                "Failed to allocate shared memory, result = 4294901772\n"
+                "TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 1\n")
+        .Fails(kBadParameters)
+        .Because(R"({"step":"TEEC_AllocateSharedMemory",)"
+                 R"("result":{"code":4294901772,"name":"TEEC_ERROR_OUT_OF_MEMORY"},)"
+                 R"("origin":null})"),
+    Case("GetInfo_LostOnTheWay_Fails", {"get-info"})
+        .On("[[fault]]\ncall = \"TEEC_InvokeCommand\"\nresult = 4096\norigin = 2\n")
+        .Sends({"invoke 28"})
+        .Prints(Connected("vam_getInfo") +
+                "TEEC_InvokeCommand() failed for cmd = 28, result = 4096, retOrigin = 2\n")
+        .Fails({"result: 0x00001000\n", R"("result":{"code":4096,"name":null})"})
+        .Because(R"({"step":"TEEC_InvokeCommand","result":{"code":4096,"name":null},)"
+                 R"("origin":{"code":2,"name":"TEEC_ORIGIN_COMMS"}})"),
     Case("GetAppInfo_GoodChip_Succeeds", {"get-app-info"})
         .Sends({"invoke 29"})
         .Prints(Connected("vam_getAppInfo"))
@@ -207,7 +266,8 @@ const Case kKeyCommands[] = {
     Case("AkProvision_RecordOfTheBlocksSize_Fails", {"ak-provision", kBlockFile})
         .Sends({"invoke 26", "PutUint 8192", "PutBlob null"})
         .Prints(Connected("vam_akProvision") + "WSM error\n")
-        .Fails(kNoData),
+        .Fails(kNoData)
+        .Because(kRequestRefused),
     Case("CheckVamAk_NoRecord_Fails", {"check-vam-ak", kRecordFile})
         .Sends({"PutUint 4", "PutBlob 000aff41", "invoke 23"})
         .Prints(Connected("vam_checkVamAk") + FailedInvocation("23", "4294901768"))
@@ -239,7 +299,8 @@ const Case kInformationCommands[] = {
         .On("up-to-date")
         .Sends({"invoke 39"})
         .Prints(Connected("vam_getHackInfo"))
-        .Fails(kNoData),
+        .Fails(kNoData)
+        .Because(kReplyCut),
     Case("GetHackInfo_DamagedChip_Fails", {"get-hack-info", "--size", "8"})
         .On("chip-damaged")
         .Sends({"invoke 39"})
@@ -288,7 +349,8 @@ const Case kUpdateCommands[] = {
         .Fails(Mode("-1") + kCommunication +
                Part{"VAM: 7 VAM_RET_INVALID_PARAM\nfirmware: 0 ZELK_NO_ERROR\n",
                     R"("record":{"vam":{"code":7,"name":"VAM_RET_INVALID_PARAM"},)"
-                    R"("firmware":{"code":0,"name":"ZELK_NO_ERROR"}})"}),
+                    R"("firmware":{"code":0,"name":"ZELK_NO_ERROR"}})"})
+        .Because(kReplyCut),
     Case("UpdateFw_NotImplemented_FailsWithVersions", {"update-fw", "11"})
         .On("not-implemented")
         .Sends({"PutInt 11", "invoke 18"})
@@ -305,7 +367,8 @@ const Case kUpdateCommands[] = {
         .Fails(Mode("3") + kCommunication +
                Part{"VAM: 4 VAM_RET_STORAGE_ERROR\nfirmware: -32 -ZELK_BUFFER_NOT_ENOUGH\n",
                     R"("record":{"vam":{"code":4,"name":"VAM_RET_STORAGE_ERROR"},)"
-                    R"("firmware":{"code":-32,"name":"-ZELK_BUFFER_NOT_ENOUGH"}})"}),
+                    R"("firmware":{"code":-32,"name":"-ZELK_BUFFER_NOT_ENOUGH"}})"})
+        .Because(kReplyCut),
     Case("UpdateFw_FailingCommand_FailsWithoutRecord", {"update-fw", "7"})
         .On("mode-7-failing")
         .Sends({"PutInt 7", "invoke 18"})
@@ -316,12 +379,14 @@ const Case kUpdateCommands[] = {
         .On("reply-cut-at-record")
         .Sends({"PutInt 3", "invoke 18"})
         .Prints(Connected("vm_updateFW") + "Error GetBlob VamResult\n")
-        .Fails(Mode("3") + kCommunication),
+        .Fails(Mode("3") + kCommunication)
+        .Because(kReplyCut),
     Case("UpdateFw_RequestNotMarshalled_SendsNothing", {"update-fw", "7"})
         .On("[[fault]]\ncall = \"CNolvWsm::PutInt\"\n")
         .Sends({"PutInt 7"})
         .Prints(Connected("vm_updateFW") + "WSM error\n")
-        .Fails(Mode("7") + kNoData),
+        .Fails(Mode("7") + kNoData)
+        .Because(kRequestRefused),
     Case("UpdateFw_LowestCodes_AreNumbers", {"update-fw", "11"})
         .On("[[fault]]\ncommand = \"vm_updateFW\"\nrecord = [-2147483648, 0]\n")
         .Sends({"PutInt 11", "invoke 18"})

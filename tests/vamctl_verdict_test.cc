@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/board_run.h"
@@ -26,6 +27,7 @@ struct VerdictRow {
   const char* name;
   /// Boards that the update tool runs on, one after the other.
   std::vector<std::string> runs;
+  int status;
   const char* text;
   const char* json;
 };
@@ -35,16 +37,19 @@ void PrintTo(const VerdictRow& row, std::ostream* stream) { *stream << row.name;
 const VerdictRow kVerdicts[] = {
     {"NoRun_None",
      {},
+     3,
      "verdict: none: the last run, if there was one, did not reach its end\n",
      R"({"verdict":"none","version":null,"entries":[],"problems":[]})"
      "\n"},
     {"GoodRun_Verified",
      {"update-needed"},
+     0,
      "verdict: verified: the chip runs the image's firmware, system version 1.1,04/7,3\n",
      R"({"verdict":"verified","version":"1.1,04/7,3","entries":[],"problems":[]})"
      "\n"},
     {"InformationFailed_Verified",
      {"information-query-failing"},
+     0,
      "verdict: verified: the chip runs the image's firmware, system version 1.1,04/7,3\n"
      "last entries, the newest last:\n"
      "- The firmware information words could not be read; the run went on.\n"
@@ -57,6 +62,7 @@ const VerdictRow kVerdicts[] = {
      "\n"},
     {"FailureAfterSuccess_NotVerified",
      {"update-needed", "no-device-node", "mode-3-failing"},
+     1,
      "verdict: not verified: the last entry tells why; an earlier run verified system version "
      "1.1,04/7,3\n"
      "last entries, the newest last:\n"
@@ -79,6 +85,7 @@ const VerdictRow kVerdicts[] = {
      "\n"},
     {"SuccessAfterFailure_Verified",
      {"no-vam", "update-needed"},
+     0,
      "verdict: verified: the chip runs the image's firmware, system version 1.1,04/7,3\n"
      "last entries, the newest last:\n"
      "- The board carries no VAM; the kernel driver's flag is the code.\n"
@@ -91,6 +98,7 @@ const VerdictRow kVerdicts[] = {
      "\n"},
     {"ThreeRuns_LastEntries",
      {"ioctl-failing", "not-implemented", "chip-damaged"},
+     1,
      "verdict: not verified: the last entry tells why\n"
      "last entries, the newest last:\n"
      "- The chip's firmware branch does not implement the update.\n"
@@ -117,6 +125,7 @@ const VerdictRow kVerdicts[] = {
      "\n"},
     {"BothPartsDiffer_NotVerified",
      {"mode-7-failing", "both-parts-differ"},
+     1,
      "verdict: not verified: the last entry tells why\n"
      "last entries, the newest last:\n"
      "- The versions of the image in the file system (mode 7) could not be read.\n"
@@ -163,11 +172,11 @@ TEST_P(VerdictCommand, AfterRuns_SaysWhatTheyLeft) {
   const Output text = Capture({Vamctl(), "verdict"}, BoardEnvironment());
   EXPECT_EQ(text.standardOutput, row.text);
   EXPECT_EQ(text.standardError, kFromFiles);
-  EXPECT_EQ(text.status, 0);
+  EXPECT_EQ(text.status, row.status);
   const Output json = Capture({Vamctl(), "verdict", "--json"}, BoardEnvironment());
   EXPECT_EQ(json.standardOutput, row.json);
   EXPECT_EQ(json.standardError, kFromFiles);
-  EXPECT_EQ(json.status, 0);
+  EXPECT_EQ(json.status, row.status);
 }
 
 INSTANTIATE_TEST_SUITE_P(Verdicts, VerdictCommand, ::testing::ValuesIn(kVerdicts),
@@ -199,7 +208,7 @@ TEST(VerdictOfFiles, EveryBoardsFiles_AreUnderstood) {
 /// Runs `vamctl verdict`, which must find the files unclear, and returns what it says after that.
 std::string UnclearVerdict() {
   const Output output = Capture({Vamctl(), "verdict"}, BoardEnvironment());
-  EXPECT_EQ(output.status, 1);
+  EXPECT_EQ(output.status, 4);
   EXPECT_EQ(output.standardError, kFromFiles);
   const std::string start = "verdict: unclear: the files do not tell how the last run ended\n";
   EXPECT_EQ(output.standardOutput.substr(0, start.size()), start);
@@ -256,7 +265,7 @@ TEST(VerdictOfFiles, HugeLine_IsWholeInJson) {
             R"({"verdict":"unclear","version":null,"entries":[{"message":")" + line +
                 R"(","meaning":"The update tool writes no such line."}],"problems":[]})"
                 "\n");
-  EXPECT_EQ(output.status, 1);
+  EXPECT_EQ(output.status, 4);
 }
 
 /// Runs `vamctl verdict` after a run that was recorded.
@@ -285,7 +294,7 @@ TEST(VerdictOfRecord, RecordedRun_SaysItsOutcomeAndItsEntriesAlone) {
             "  VAM: 0 VAM_RET_SUCCESS\n"
             "  firmware: 0 ZELK_NO_ERROR\n");
   EXPECT_EQ(text.standardError, "");
-  EXPECT_EQ(text.status, 0);
+  EXPECT_EQ(text.status, 1);
   const Output json = RecordedVerdict({"--json"});
   EXPECT_EQ(json.standardOutput,
             R"({"verdict":"update failed","version":null,"entries":[)"
@@ -319,6 +328,25 @@ TEST(VerdictOfRecord, VerifiedRun_SaysWhatVamVerdictSays) {
       0U);
 }
 
+TEST(VerdictOfRecord, EveryBoard_HasTheStatusOfVamVerdict) {
+  if (!PrivateTmp::HasOtherUsers()) {
+    GTEST_SKIP() << "what root does not own is not trusted";
+  }
+  const PrivateRun run;
+  EXPECT_EQ(RecordedVerdict().status, Ask().status);
+  EXPECT_EQ(RecordedVerdict().status, 3);
+  const std::pair<const char*, int> boards[] = {
+      {"update-needed", 0},     {"no-vam", 1},         {"not-implemented", 1},
+      {"both-parts-differ", 1}, {"mode-7-failing", 1}, {"power-cut-during-update", 1}};
+  for (const auto& [board, status] : boards) {
+    SCOPED_TRACE(board);
+    static_cast<void>(RecordOnBoard(board));
+    EXPECT_EQ(Ask().status, status);
+    EXPECT_EQ(RecordedVerdict().status, status);
+    EXPECT_EQ(RecordedVerdict({"--json"}).status, status);
+  }
+}
+
 TEST(VerdictOfRecord, RecordThatIsNotTrusted_IsSaidAndFails) {
   if (!PrivateTmp::HasOtherUsers()) {
     GTEST_SKIP() << "what root does not own is not trusted";
@@ -330,7 +358,7 @@ TEST(VerdictOfRecord, RecordThatIsNotTrusted_IsSaidAndFails) {
   EXPECT_EQ(output.standardError,
             "vamctl: /run/vam-update/verdict.json: others may write to it; this is what the status "
             "files say\n");
-  EXPECT_EQ(output.status, 1);
+  EXPECT_EQ(output.status, 4);
 }
 
 }  // namespace

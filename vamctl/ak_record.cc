@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
 #include "interface/trusted_application.h"
 #include "util/text_conversions.h"
 
@@ -25,17 +26,20 @@ std::runtime_error TooLarge(const std::string& origin) {
 }  // namespace
 
 std::vector<std::uint8_t> ReadAkRecord(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
-                                                             &std::fclose);
+  const bool isInput = path == kStandardStream;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
+      isInput ? nullptr : std::fopen(path.c_str(), "rbe"), &std::fclose);
+  std::FILE* file = isInput ? stdin : opened.get();
   std::vector<std::uint8_t> record(std::size_t{kSharedBlockSize} + 1);
   if (file != nullptr) {
-    record.resize(std::fread(record.data(), 1, record.size(), file.get()));
+    record.resize(std::fread(record.data(), 1, record.size(), file));
   }
-  if (file == nullptr || std::ferror(file.get()) != 0) {
-    throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
+  const std::string name = isInput ? "standard input" : path;
+  if (file == nullptr || std::ferror(file) != 0) {
+    throw std::runtime_error(name + ": cannot be read: " + std::strerror(errno));
   }
   if (record.size() > kSharedBlockSize) {
-    throw TooLarge(path);
+    throw TooLarge(name);
   }
   return record;
 }

@@ -12,8 +12,9 @@
 
 namespace vam {
 
-/// Returns the bytes of the file `path`, which may be empty. Throws for a file that cannot be read
-/// and for a file of more than kSharedBlockSize bytes, of which it reads no more.
+/// Returns the bytes of the file `path`, or of standard input, which may be empty. Throws for a
+/// file that cannot be read and for a file of more than kSharedBlockSize bytes, of which it reads
+/// no more.
 [[nodiscard]] std::vector<std::uint8_t> ReadAkRecord(const std::string& path);
 
 /// Returns the bytes of `digits`, hexadecimal digits of either case, two a byte and without

@@ -24,6 +24,17 @@ std::string Digits(const Answer& answer) {
                              static_cast<std::uint32_t>(answer.bytes->size()));
 }
 
+nlohmann::ordered_json CauseAsJson(const FailedStep& cause) {
+  nlohmann::ordered_json json = {{"step", cause.name}, {"result", nullptr}, {"origin", nullptr}};
+  if (cause.result) {
+    json["result"] = TeeCodeAsJson(*cause.result);
+  }
+  if (cause.origin) {
+    json["origin"] = TeeOriginAsJson(*cause.origin);
+  }
+  return json;
+}
+
 }  // namespace
 
 bool Succeeded(const Answer& answer) {
@@ -52,6 +63,10 @@ std::string AnswerAsText(const Answer& answer) {
   return text;
 }
 
+std::string ErrorAsJson(const std::string& problem) {
+  return nlohmann::ordered_json{{"error", Escaped(problem)}}.dump();
+}
+
 std::string AnswerAsJson(const Answer& answer) {
   nlohmann::ordered_json json;
   json["command"] = answer.command;
@@ -59,6 +74,9 @@ std::string AnswerAsJson(const Answer& answer) {
     json["mode"] = *answer.mode;
   }
   json["result"] = TeeCodeAsJson(answer.code);
+  if (answer.cause) {
+    json["cause"] = CauseAsJson(*answer.cause);
+  }
   if (answer.record) {
     json["record"] = RecordAsJson(*answer.record);
   }

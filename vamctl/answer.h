@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "report/vam_result.h"
+#include "vamctl/tee_witness.h"
 
 // What a command of the trusted application answered, and how vamctl shows it: as text for
 // people, and as one line of JSON for programs.
@@ -33,6 +34,8 @@ struct Answer {
   std::optional<std::vector<std::uint32_t>> words = std::nullopt;
   /// The hack information record.
   std::optional<std::vector<std::uint8_t>> bytes = std::nullopt;
+  /// The step that failed; shown in JSON alone, because the lines before the text say it.
+  std::optional<FailedStep> cause = std::nullopt;
 };
 
 /// Returns whether the command did what was asked: its code is 0, and so are both codes of its
@@ -45,6 +48,10 @@ struct Answer {
 /// Returns `answer` as one JSON object on one line, without a newline at the end. A code's "name"
 /// is null where it has none.
 [[nodiscard]] std::string AnswerAsJson(const Answer& answer);
+
+/// Returns `problem`, which kept vamctl from an answer, as one JSON object on one line, without a
+/// newline at the end.
+[[nodiscard]] std::string ErrorAsJson(const std::string& problem);
 
 }  // namespace vam
 

@@ -45,6 +45,21 @@ nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code) {
   return CodeAsJson(code, NameOrNothing(TeeCodeName(code)));
 }
 
+nlohmann::ordered_json TeeOriginAsJson(std::uint32_t origin) {
+  switch (origin) {
+    case 1:
+      return CodeAsJson(origin, "TEEC_ORIGIN_API");
+    case 2:
+      return CodeAsJson(origin, "TEEC_ORIGIN_COMMS");
+    case 3:
+      return CodeAsJson(origin, "TEEC_ORIGIN_TEE");
+    case 4:
+      return CodeAsJson(origin, "TEEC_ORIGIN_TRUSTED_APP");
+    default:
+      return CodeAsJson(origin, "");
+  }
+}
+
 std::string RecordAsText(const VamResult& record, const std::string& indent) {
   return indent + "VAM: " +
          NumberAndName(std::to_string(record.vamCode), NameOrNothing(VamCodeName(record.vamCode))) +

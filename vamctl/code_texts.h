@@ -19,6 +19,9 @@ namespace vam {
 /// code has none.
 [[nodiscard]] nlohmann::ordered_json TeeCodeAsJson(std::uint32_t code);
 
+/// Returns {"code": 3, "name": "TEEC_ORIGIN_TEE"}, where a result of the TEE Client API came from.
+[[nodiscard]] nlohmann::ordered_json TeeOriginAsJson(std::uint32_t origin);
+
 /// Returns the two lines of a record, "VAM: 7 VAM_RET_INVALID_PARAM" and
 /// "firmware: -11 -ZELK_INVALID_PARAMETER", each indented by `indent`. No newline ends the second
 /// one. A code without a name is shown as the number alone.

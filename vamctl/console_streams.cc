@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -28,6 +29,9 @@ bool Confirmed(const std::string& question) {
   std::fprintf(stderr, "%s [y/N] ", question.c_str());
   std::string answer;
   std::getline(std::cin, answer);
+  std::transform(answer.begin(), answer.end(), answer.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? letter + ('a' - 'A') : letter;
+  });
   return answer == "y" || answer == "yes";
 }
 

@@ -21,7 +21,7 @@ class StandardOutputMoved {
 };
 
 /// Asks `question` on standard error and returns whether the answer on standard input is "y" or
-/// "yes".
+/// "yes", in whatever case.
 [[nodiscard]] bool Confirmed(const std::string& question);
 
 /// Returns whether somebody can be asked: standard input and standard error are terminals.

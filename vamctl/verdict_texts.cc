@@ -141,4 +141,21 @@ std::string VerdictAsJson(const RunRecord& record) {
                 ProblemsOf(record), record.entries);
 }
 
+int VerdictStatus(const Verdict& verdict) {
+  switch (verdict.outcome) {
+    case Outcome::kVerified:
+      return kVerdictVerified;
+    case Outcome::kNotVerified:
+      return kVerdictNotVerified;
+    case Outcome::kNone:
+      return kVerdictNone;
+    default:
+      return kVerdictNotTrusted;
+  }
+}
+
+int VerdictStatus(const RunRecord& record) {
+  return record.outcome == RunOutcome::kVerified ? kVerdictVerified : kVerdictNotVerified;
+}
+
 }  // namespace vam

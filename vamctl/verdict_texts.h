@@ -21,6 +21,18 @@ namespace vam {
 [[nodiscard]] std::string VerdictAsText(const RunRecord& record);
 [[nodiscard]] std::string VerdictAsJson(const RunRecord& record);
 
+/// Exit statuses of vam-verdict, and of `vamctl verdict`.
+inline constexpr int kVerdictVerified = 0;
+inline constexpr int kVerdictNotVerified = 1;
+inline constexpr int kVerdictNone = 3;
+inline constexpr int kVerdictNotTrusted = 4;
+/// The answer could not be written.
+inline constexpr int kVerdictLost = 5;
+
+/// Return the exit status that tells the outcome.
+[[nodiscard]] int VerdictStatus(const Verdict& verdict);
+[[nodiscard]] int VerdictStatus(const RunRecord& record);
+
 }  // namespace vam
 
 #endif  // VAMCTL_VERDICT_TEXTS_H_

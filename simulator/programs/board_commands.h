@@ -2,15 +2,18 @@
 #define SIMULATOR_PROGRAMS_BOARD_COMMANDS_H_
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 // The commands of vam-board. Each adds itself to the program's parser, which carries it out when
 // the command line asks for it. A failure is a std::runtime_error with a line for the user.
 
 namespace vam {
 
-/// Adds `run`, which puts a program on a board. Its exit status, or vam-board's own, goes to
-/// `status`, which outlives the parser.
-void AddRunCommand(CLI::App& program, int& status);
+/// Adds `run`, which puts a program on a board. `typed` are the words after "--", as they were
+/// typed. The program's exit status, or vam-board's own, goes to `status`, which outlives the
+/// parser.
+void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int& status);
 
 /// Adds `show`, which shows a board and its chip in words.
 void AddShowCommand(CLI::App& program);

@@ -1,5 +1,6 @@
 #include "simulator/programs/board_files.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -8,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
+#include "command_line/values.h"
+#include "command_line/words.h"
 #include "simulator/files/whole_file.h"
 
 namespace vam {
@@ -33,18 +37,34 @@ std::vector<fs::path> BoardsThatShip() {
   return files;
 }
 
+void AddBoardOption(CLI::App* command, std::string& board) {
+  CLI::Option* option = command->add_option(
+      "--board", board,
+      "The name of a board that ships, or a board file; - reads one from standard input");
+  TakeNamed(option, kBoardType);
+  option->required();
+}
+
 BoardFile LoadBoardFile(const std::string& board) {
+  if (board == kStandardStream) {
+    return {"standard input", ReadStandardInput()};
+  }
   const bool isPath =
       board.find('/') != std::string::npos || fs::path(board).extension() == ".toml";
   BoardFile file;
   file.path = isPath ? board : (BoardsFolder() / (board + ".toml")).string();
   const std::optional<std::string> text = ReadWholeFile(file.path);
+  if (!text && isPath) {
+    throw std::runtime_error(board + ": cannot be read: " + FileErrorInWords(errno) +
+                             "; give a board file, or a name that `vam-board list` shows");
+  }
   if (!text) {
-    throw std::runtime_error(isPath
-                                 ? board + ": cannot be read: " + FileErrorInWords(errno) +
-                                       "; give a board file, or a name that `vam-board list` shows"
-                                 : "no board is named \"" + board +
-                                       "\"; `vam-board list` shows those that there are");
+    std::vector<std::string> names;
+    for (const fs::path& ships : BoardsThatShip()) {
+      names.push_back(ships.stem().string());
+    }
+    throw std::runtime_error("no board is named " + Quoted(board) + Suggestion(board, names) +
+                             "; `vam-board list` shows those that there are");
   }
   file.text = *text;
   return file;

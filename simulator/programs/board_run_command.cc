@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "command_line/program.h"
+#include "command_line/values.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -86,23 +87,34 @@ int RunProgram(const RunOptions& options) {
 
 }  // namespace
 
-void AddRunCommand(CLI::App& program, int& status) {
+void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int& status) {
   const auto options = std::make_shared<RunOptions>();
   CLI::App* run = program.add_subcommand("run", "Run a program on a board");
-  run->add_option("--board", options->board, "A board file, or the name of a board that ships")
-      ->required();
-  run->add_option("--state", options->state,
-                  "Folder that keeps the chip's memory and the status files from run to run; "
-                  "a new chip by default");
-  run->add_option("--journal", options->journal, "File for a line on every platform call");
+  AddBoardOption(run, options->board);
+  TakeNamed(run->add_option("--state", options->state,
+                            "Folder that keeps the chip's memory and the status files from run to "
+                            "run; a new chip by default"),
+            kFolderType);
+  TakeNamed(
+      run->add_option("--journal", options->journal, "File for a line on every platform call"),
+      kFileType);
   run->add_flag("--verdict", options->showsVerdict,
-                "Show the status files when the program has ended");
+                "Show the status files when the program has ended")
+      ->disable_flag_override();
   run->add_flag("--machine-tmp", options->sharesMachinesTmp,
                 "Let the program use the machine's /tmp/VAM_OK and /tmp/VAM_FAIL, and not the "
-                "board's own");
+                "board's own")
+      ->disable_flag_override();
   run->add_option("PROGRAM", options->command, "The program and its arguments, after --")
+      ->type_name("COMMAND")
       ->required();
-  run->callback([options, &status] { status = RunProgram(*options); });
+  run->callback([options, typed, &status] {
+    // The parser takes words in brackets apart.
+    if (!typed.empty()) {
+      options->command = typed;
+    }
+    status = RunProgram(*options);
+  });
 }
 
 }  // namespace vam

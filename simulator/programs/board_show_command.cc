@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command_line/program.h"
+#include "command_line/values.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -87,10 +88,10 @@ void ShowBoard(const ShowOptions& options) {
 void AddShowCommand(CLI::App& program) {
   const auto options = std::make_shared<ShowOptions>();
   CLI::App* show = program.add_subcommand("show", "Show a board and its chip in words");
-  show->add_option("--board", options->board, "A board file, or the name of a board that ships")
-      ->required();
-  show->add_option("--state", options->state,
-                   "Folder that keeps the chip's memory and the status files");
+  AddBoardOption(show, options->board);
+  TakeNamed(show->add_option("--state", options->state,
+                             "Folder that keeps the chip's memory and the status files"),
+            kFolderType);
   show->callback([options] { ShowBoard(*options); });
 }
 

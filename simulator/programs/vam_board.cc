@@ -1,8 +1,9 @@
 // vam-board: puts programs on a simulated board.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <algorithm>
 #include <exception>
+#include <string>
 
 #include "command_line/program.h"
 #include "simulator/programs/board_commands.h"
@@ -18,7 +19,9 @@ int Perform(int argc, char** argv) {
   CLI::App program("Puts programs on a simulated board.", "vam-board");
   program.set_version_flag("--version", "vam-board " VAM_VERSION);
   int status = 0;
-  vam::AddRunCommand(program, status);
+  char** end = argv + argc;
+  char** dashes = std::find(argv, end, std::string("--"));
+  vam::AddRunCommand(program, {dashes == end ? end : dashes + 1, end}, status);
   vam::AddShowCommand(program);
   vam::AddListCommand(program);
   static_cast<void>(vam::Parse(program, argc, argv));
@@ -32,10 +35,10 @@ int main(int argc, char** argv) {
   try {
     return Perform(argc, argv);
   } catch (const vam::NotStarted& error) {
-    std::fprintf(stderr, "vam-board: %s\n", error.what());
+    vam::Tell("vam-board", error.what());
     return error.status;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "vam-board: %s\n", error.what());
+    vam::Tell("vam-board", error.what());
     return kFailed;
   }
 }

@@ -113,10 +113,10 @@ int main(int argc, char** argv) {
   try {
     return Perform(argc, argv);
   } catch (const vam::WrongUsage& error) {
-    std::fprintf(stderr, "vam-image: %s\n", error.what());
+    vam::Tell("vam-image", error.what());
     return kUsage;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "vam-image: %s\n", error.what());
+    vam::Tell("vam-image", error.what());
     return kFailed;
   }
 }
