@@ -2,7 +2,7 @@
 # Runs the jobs of one test on the virtual device, which is prepared already. The device's own count
 # of checks decides: the marker, which a job writes last, must name exactly the expected number and
 # no failure.
-# Usage: virtual_device_test.sh SOURCE boards-arm64|boards-armhf|edges|power-cut
+# Usage: virtual_device_test.sh SOURCE boards-arm64|boards-armhf|edges|power-cut|service
 set -euo pipefail
 cd "$1"
 test=$2
@@ -27,6 +27,11 @@ failed() {
 boot() {
   cp "$tests/virtual_device/$1.sh" "$folder/job"
   virtual_device/boot "$folder" || failed "$1: the device did not end as it should"
+  passed "$1" "$2"
+}
+
+# passed NAME CHECKS : the last boot made so many checks, and none failed.
+passed() {
   local marker
   marker=$(cat "$folder/marker" 2>/dev/null || echo nothing)
   [ "$marker" = "$2 checks, 0 failures" ] ||
@@ -71,6 +76,23 @@ case $test in
         failed "the power was not cut after write $writes"
       boot after_cut 5
     done
+    ;;
+  service)
+    cp "$tests/virtual_device/service_table" "$folder/table"
+    cp "$tests/virtual_device/before_service.sh" "$folder/before-systemd"
+    mkdir "$folder/secure-storage"
+    truncate --size 8M "$folder/disk"
+    PATH=$PATH:/usr/sbin mkfs.ext4 -q "$folder/disk"
+    echo poor >"$folder/boot"
+    boot service 7
+    echo whole >"$folder/boot"
+    boot service 58
+    echo old_clock >"$folder/boot"
+    virtual_device/boot "$folder" --cut-at "the power is cut here" ||
+      failed "the power was not cut"
+    passed old_clock 6
+    echo after_cut >"$folder/boot"
+    boot service 5
     ;;
 esac
 rm -rf "$folder"
