@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/journal_calls.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -57,7 +58,7 @@ class DeviceNodeTest : public ::testing::Test {
   }
 
   static std::string JournalFile() { return Path("journal"); }
-  static std::string Journal() { return ReadFile(JournalFile()).value(); }
+  static std::string Journal() { return CallsIn(ReadFile(JournalFile()).value()); }
 
   const PrivateTmp tmp;
 };
@@ -242,7 +243,8 @@ TEST_F(DeviceNodeTest, Ioctl_PointerToNowhere_FailsAndTheProgramGoesOn) {
   EXPECT_EQ(Probe({"bad-pointers"}), "bad-pointers: EFAULT EFAULT EFAULT flag 1\n");
   EXPECT_THAT(
       Journal(),
-      HasSubstr(R"({"call":"ioctl","descriptor":1,"request":1,"result":-1,"errno":"EFAULT"})"));
+      HasSubstr(
+          R"({"call":"ioctl","descriptor":1,"request":1,"result":-1,"errno":{"number":14,"name":"EFAULT"}})"));
   // A driver that leaves the flag alone does not look at the pointer.
   EXPECT_EQ(Probe({"bad-pointers"}, "flag-untouched"), "bad-pointers: taken taken taken flag -7\n");
 }
@@ -291,14 +293,14 @@ result = "ENODEV"
             "open: ioctl ENODEV, closed\n");
   EXPECT_EQ(
       Journal(),
-      R"({"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"EBUSY","fault":1}
+      R"({"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":{"number":16,"name":"EBUSY"},"fault":1}
 {"call":"open","path":"/dev/zelkshield","flags":2,"descriptor":1}
 {"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1}
 {"call":"close","descriptor":1,"result":0}
-{"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"EINTR","fault":2}
-{"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"EIO","fault":3}
+{"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":{"number":4,"name":"EINTR"},"fault":2}
+{"call":"open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":{"number":5,"name":"EIO"},"fault":3}
 {"call":"open","path":"/dev/zelkshield","flags":2,"descriptor":2}
-{"call":"ioctl","descriptor":2,"request":1,"result":-1,"errno":"ENODEV","fault":4}
+{"call":"ioctl","descriptor":2,"request":1,"result":-1,"errno":{"number":19,"name":"ENODEV"},"fault":4}
 {"call":"close","descriptor":2,"result":0}
 )");
 }

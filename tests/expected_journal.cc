@@ -3,16 +3,42 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <string>
 
 namespace vam {
 
 namespace {
 
-std::string Hex(std::uint32_t result) {
-  char text[16];
-  std::snprintf(text, sizeof text, "\"0x%08X\"", result);
-  return text;
+/// A number and its name.
+std::string Named(std::int64_t number, const std::string& name) {
+  return R"({"number":)" + std::to_string(number) + R"(,"name":")" + name + R"("})";
+}
+
+/// A result of the TEE's that some board leads to.
+std::string Result(std::uint32_t result) {
+  static const std::map<std::uint32_t, std::string> kNames = {
+      {0, "TEEC_SUCCESS"},
+      {0xFFFF0000, "TEEC_ERROR_GENERIC"},
+      {0xFFFF0001, "TEEC_ERROR_ACCESS_DENIED"},
+      {0xFFFF0006, "TEEC_ERROR_BAD_PARAMETERS"},
+      {0xFFFF0007, "TEEC_ERROR_BAD_STATE"},
+      {0xFFFF0008, "TEEC_ERROR_ITEM_NOT_FOUND"},
+      {0xFFFF000B, "TEEC_ERROR_NO_DATA"},
+      {0xFFFF000C, "TEEC_ERROR_OUT_OF_MEMORY"},
+      {0xFFFF000D, "TEEC_ERROR_BUSY"},
+  };
+  return Named(result, kNames.at(result));
+}
+
+std::string Origin(std::uint32_t origin) {
+  static const char* const kNames[] = {"API", "COMMS", "TEE", "TRUSTED_APP"};
+  return ",\"origin\":" + Named(origin, std::string("TEEC_ORIGIN_") + kNames[origin - 1]);
+}
+
+/// A command of the update tool.
+std::string Command(std::uint32_t command) {
+  return ",\"command\":" + Named(command, command == 18 ? "vm_updateFW" : "vm_getFWInfo");
 }
 
 /// The bytes of a version as they travel, the terminating zero included.
@@ -28,6 +54,12 @@ std::string VersionBytes(const std::string& version) {
 
 std::string Number(const char* key, std::int64_t value) {
   return std::string(",\"") + key + "\":" + std::to_string(value);
+}
+
+/// The one parameter that each command has.
+std::string Parameters(int sharedMemory, int size) {
+  return Number("paramTypes", 15) + R"(,"params":[{"sharedMemory":)" +
+         std::to_string(sharedMemory) + Number("size", size) + Number("offset", 0) + "}]";
 }
 
 /// Writes the journal's lines, call by call.
@@ -46,9 +78,9 @@ class Calls {
   }
 
   void Open(Lack lack, std::uint32_t result, int fault) {
-    const std::string success = Hex(0);
+    const std::string success = Result(0);
     if (lack == Lack::kContext) {
-      Line(R"("TEEC_InitializeContext","name":null,"result":)" + Hex(result), fault);
+      Line(R"("TEEC_InitializeContext","name":null,"result":)" + Result(result), fault);
       return;
     }
     Line(R"("TEEC_InitializeContext","name":null,"result":)" + success +
@@ -58,14 +90,14 @@ class Calls {
         R"(,"destination":"58d50001-1105-000f-9799-7f5af3f9c7bb","connectionMethod":0)" +
         R"(,"connectionData":null,"operation":null,"result":)";
     if (lack == Lack::kSession) {
-      Line(session + Hex(result) + Number("origin", 3), fault);
+      Line(session + Result(result) + Origin(3), fault);
       return;
     }
-    Line(session + success + Number("origin", 4) + Number("session", ++sessions));
+    Line(session + success + Origin(4) + Number("session", ++sessions));
     const std::string memory = "\"TEEC_AllocateSharedMemory\"" + Number("context", contexts) +
                                R"(,"size":8192,"flags":3,"result":)";
     if (lack == Lack::kSharedMemory) {
-      Line(memory + Hex(result), fault);
+      Line(memory + Result(result), fault);
       return;
     }
     Line(memory + success + Number("sharedMemory", ++memories));
@@ -88,53 +120,50 @@ class Calls {
   }
 
   void MakeMarshaller(bool connected = true) {
-    Line("\"CNolvWsm\"" + Number("sharedMemory", connected ? memories : 0) +
+    Line("\"CNolvWsm::CNolvWsm\"" + Number("sharedMemory", connected ? memories : 0) +
          Number("marshaller", ++marshallers));
   }
 
-  void DestroyMarshaller() { Line("\"~CNolvWsm\"" + Number("marshaller", marshallers)); }
+  void DestroyMarshaller() { Line("\"CNolvWsm::~CNolvWsm\"" + Number("marshaller", marshallers)); }
 
   void PutMode(std::int32_t mode, bool taken, int fault = 0) {
-    Line("\"PutInt\"" + Number("marshaller", marshallers) + Number("value", mode) +
+    Line("\"CNolvWsm::PutInt\"" + Number("marshaller", marshallers) + Number("value", mode) +
              (taken ? ",\"result\":true" : ",\"result\":false"),
          fault);
   }
 
   void Invoke(std::uint32_t command, const Exchange& exchange) {
-    Line("\"TEEC_InvokeCommand\"" + Number("session", sessions) + Number("command", command) +
-             Number("paramTypes", 15) + Number("sharedMemory", memories) + Number("size", 8192) +
-             Number("offset", 0) + ",\"result\":" + Hex(exchange.result) +
-             Number("origin", exchange.origin),
+    Line("\"TEEC_InvokeCommand\"" + Number("session", sessions) + Command(command) +
+             Parameters(memories, 8192) + ",\"result\":" + Result(exchange.result) +
+             Origin(exchange.origin),
          exchange.fault);
   }
 
   void InvokeUnconnected(std::uint32_t command, Lack lack) {
     // What was never allocated has neither a number nor a size; the library refuses the parameters.
     const bool sized = lack == Lack::kSharedMemory;
-    Line("\"TEEC_InvokeCommand\"" + Number("session", sized ? sessions : 0) +
-         Number("command", command) + Number("paramTypes", 15) + Number("sharedMemory", 0) +
-         Number("size", sized ? 8192 : 0) + Number("offset", 0) +
-         R"(,"result":"0xFFFF0006","origin":1)");
+    Line("\"TEEC_InvokeCommand\"" + Number("session", sized ? sessions : 0) + Command(command) +
+         Parameters(0, sized ? 8192 : 0) + ",\"result\":" + Result(0xFFFF0006) + Origin(1));
   }
 
   void PrepareReset() {
-    Line("\"PrepareReset\"" + Number("marshaller", marshallers) + Number("mode", 1));
+    Line("\"CNolvWsm::PrepareReset\"" + Number("marshaller", marshallers) + Number("mode", 1));
   }
 
   /// `bytes` in hexadecimal; empty: they cannot be read.
   void GetBytes(std::size_t length, const std::string& bytes) {
-    Line("\"GetBlob\"" + Number("marshaller", marshallers) +
+    Line("\"CNolvWsm::GetBlob\"" + Number("marshaller", marshallers) +
          Number("length", static_cast<std::int64_t>(length)) +
          ",\"bytes\":" + (bytes.empty() ? "null" : "\"" + bytes + "\""));
   }
 
   void GetSize(std::size_t size) {
-    Line("\"GetUint\"" + Number("marshaller", marshallers) +
+    Line("\"CNolvWsm::GetUint\"" + Number("marshaller", marshallers) +
          Number("value", static_cast<std::int64_t>(size)) + ",\"result\":true");
   }
 
   void GetNoSize() {
-    Line("\"GetUint\"" + Number("marshaller", marshallers) + ",\"result\":false");
+    Line("\"CNolvWsm::GetUint\"" + Number("marshaller", marshallers) + ",\"result\":false");
   }
 
   void GetReply(const Exchange& exchange) {
@@ -349,7 +378,8 @@ std::string JournalOfProbe(std::int32_t flag) {
 
 std::string JournalOfProbeWithoutNode() {
   Calls calls;
-  calls.Line(R"("open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":"ENOENT")");
+  calls.Line(
+      R"("open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":{"number":2,"name":"ENOENT"})");
   return calls.text;
 }
 
@@ -357,7 +387,7 @@ std::string JournalOfProbeWithFailingIoctl() {
   Calls calls;
   calls.OpenNode();
   // No close: the descriptor is left open.
-  calls.Line(R"("ioctl","descriptor":1,"request":1,"result":-1,"errno":"EIO")");
+  calls.Line(R"("ioctl","descriptor":1,"request":1,"result":-1,"errno":{"number":5,"name":"EIO"})");
   return calls.text;
 }
 

@@ -67,7 +67,7 @@ class ExpectedRun {
   /// No connection opens: each fails with `result`; `fault` is that of the failing call.
   ExpectedRun& WithoutConnection(Lack what, std::uint32_t result, int fault = 0);
 
-  /// Returns the journal, a call a line.
+  /// Returns the journal as CallsIn() shows it, a call a line.
   std::string Journal() const;
 
  private:
@@ -80,7 +80,7 @@ class ExpectedRun {
   int lackFault = 0;
 };
 
-/// Journals of runs that end with the board probe: it finds this flag, no node, or a node whose
+/// The same of runs that end with the board probe: it finds this flag, no node, or a node whose
 /// ioctl fails.
 std::string JournalOfProbe(std::int32_t flag);
 std::string JournalOfProbeWithoutNode();

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "interface/trusted_application.h"
+#include "journal/code_names.h"
 #include "report/tee_codes.h"
 #include "simulator/board/board.h"
 #include "simulator/board/board_section.h"
-#include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/answer_fault.h"
 

@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/files/write_signals.h"
+#include "util/write_signals.h"
 
 namespace vam {
 

@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <ios>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -12,6 +10,7 @@
 
 #include "command_line/program.h"
 #include "command_line/values.h"
+#include "journal/journal.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -32,6 +31,7 @@ struct RunOptions {
   std::string board;
   std::string state;
   std::string journal;
+  bool withKeys = false;
   bool sharesMachinesTmp = false;
   bool showsVerdict = false;
   std::vector<std::string> command;
@@ -39,10 +39,17 @@ struct RunOptions {
 
 std::string LibrariesFolder() { return (Prefix() / VAM_SIMULATOR_LIBRARIES).string(); }
 
-/// Makes `path` an empty file and returns where it lies.
-std::string StartJournal(const std::string& path) {
-  std::ofstream journal(path, std::ios::trunc);
-  if (!journal) {
+/// Starts the journal, if one was asked for, and returns where it lies.
+std::string StartJournal(const RunOptions& options, JournalSettings& settings) {
+  const std::string& path = options.journal;
+  if (path.empty()) {
+    return "";
+  }
+  const JournalHead head = {options.command[0],
+                            {options.command.begin() + 1, options.command.end()},
+                            "vam-board " VAM_VERSION};
+  settings.withKeys = options.withKeys;
+  if (!vam::StartJournal(path, head, settings)) {
     throw std::runtime_error(path + ": the journal cannot be written: " + std::strerror(errno));
   }
   return fs::absolute(path).string();
@@ -65,8 +72,10 @@ int RunProgram(const RunOptions& options) {
       isKept ? fs::absolute(options.state).string() : Run::OwnStateFolder(folder.Path());
   PrepareStateFolder(stateFolder, description, file.Folder(),
                      isKept ? Keeping::kThroughPowerFailure : Keeping::kWhilePowered);
-  const std::string journalFile = options.journal.empty() ? "" : StartJournal(options.journal);
-  Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile);
+  JournalSettings settings;
+  const std::string journalFile = StartJournal(options, settings);
+  Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile,
+               settings);
   if (!options.sharesMachinesTmp) {
     LeadToStatusFiles(folder.Path(), stateFolder);
   }
@@ -98,6 +107,9 @@ void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int
   TakeNamed(
       run->add_option("--journal", options->journal, "File for a line on every platform call"),
       kFileType);
+  run->add_flag("--with-keys", options->withKeys,
+                "Write AK records into the journal, and not only their digests")
+      ->disable_flag_override();
   run->add_flag("--verdict", options->showsVerdict,
                 "Show the status files when the program has ended")
       ->disable_flag_override();

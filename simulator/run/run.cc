@@ -22,6 +22,8 @@
 #include <string>
 #include <vector>
 
+#include "journal/journal.h"
+#include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/run/power_line.h"
@@ -35,6 +37,8 @@ constexpr char kSharedFile[] = "/shared";
 /// The folder of a chip that goes with the run, or a link to the one that keeps the chip.
 constexpr char kState[] = "/state";
 constexpr char kJournalLink[] = "/journal";
+constexpr char kUnwritable[] = "the journal cannot be written: ";
+constexpr char kJournalSettingsFile[] = "/journal-settings";
 
 [[noreturn]] void FailOn(const std::string& path) {
   throw std::runtime_error(path + ": " + std::strerror(errno));
@@ -53,6 +57,13 @@ void Link(const std::string& target, const std::string& path) {
   if (symlink(target.c_str(), path.c_str()) != 0) {
     FailOn(path);
   }
+}
+
+/// Returns the settings of the run's journal, or the defaults where it keeps none.
+JournalSettings ReadJournalSettings(const std::string& path) {
+  JournalSettings settings;
+  std::ifstream(path) >> settings.start >> settings.withKeys;
+  return settings;
 }
 
 /// Returns what the link at `path` leads to; `path` itself where that is none.
@@ -140,7 +151,7 @@ std::string Run::OwnStateFolder(const std::string& runFolder) { return runFolder
 
 void Run::Prepare(const std::string& runFolder, const std::string& boardText,
                   const std::string& boardName, const std::string& stateFolder,
-                  const std::string& journalFile) {
+                  const std::string& journalFile, const JournalSettings& settings) {
   const Board board = ReadBoardText(boardText, boardName);
   WriteFile(runFolder + kBoardFile, boardText);
   WriteFile(runFolder + kSharedFile, std::string(SizeOfShared(board), '\0'));
@@ -149,6 +160,8 @@ void Run::Prepare(const std::string& runFolder, const std::string& boardText,
   }
   if (!journalFile.empty()) {
     Link(journalFile, runFolder + kJournalLink);
+    WriteFile(runFolder + kJournalSettingsFile,
+              std::to_string(settings.start) + (settings.withKeys ? " 1" : " 0"));
   }
 }
 
@@ -157,13 +170,14 @@ Run::Run(const std::string& runFolder)
       description(ReadBoardFile(folder + kBoardFile)),
       stateFolder(Followed(folder + kState)),
       shared(MapShared(folder, SizeOfShared(description))),
-      sharedSize(SizeOfShared(description)) {
-  const auto report = [this](const std::string& trouble) { ReportTrouble(trouble); };
-  try {
-    journal.emplace(folder + kJournalLink, report);
-  } catch (const std::exception& error) {
-    ReportTrouble(error.what());
-    journal.emplace("", report);
+      sharedSize(SizeOfShared(description)),
+      journal(
+          folder + kJournalLink, ReadJournalSettings(folder + kJournalSettingsFile),
+          [this](const std::string& cause) {
+            ReportTrouble(kUnwritable + cause + "; make room, or give another file with --journal");
+          }) {
+  if (!journal.IsKept() && errno != ENOENT) {
+    ReportTrouble(std::string(kUnwritable) + std::strerror(errno));
   }
 }
 
@@ -238,5 +252,13 @@ const Fault* FireFaultOn(PlatformCall call) {
   Run* run = Run::Current();
   return run == nullptr ? nullptr : run->FireCallFault(call);
 }
+
+JournalLine LineOf(PlatformCall call) {
+  Run* run = Run::Current();
+  Journal* journal = run == nullptr || run->HasTrouble() ? nullptr : &run->CallJournal();
+  return JournalLine(journal, PlatformCallName(call));
+}
+
+std::uint32_t NumberOf(const Fault* fault) { return fault == nullptr ? 0 : fault->number; }
 
 }  // namespace vam

@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "journal/journal.h"
+#include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
-#include "simulator/run/journal.h"
 
 namespace vam {
 
@@ -42,12 +43,12 @@ class Run {
   static std::string OwnStateFolder(const std::string& runFolder);
 
   /// Prepares `runFolder`, which exists and is empty, for a run on the board in `boardText`, with
-  /// the chip in `stateFolder`, or, when that is empty, in OwnStateFolder(). An empty `journalFile`
-  /// means no journal. Throws BoardError for a wrong board and std::runtime_error for a file that
-  /// cannot be written.
+  /// the chip in `stateFolder`, or, when that is empty, in OwnStateFolder(). `journalFile` is a
+  /// journal that was started, with its settings; an empty one means no journal. Throws BoardError
+  /// for a wrong board and std::runtime_error for a file that cannot be written.
   static void Prepare(const std::string& runFolder, const std::string& boardText,
                       const std::string& boardName, const std::string& stateFolder,
-                      const std::string& journalFile);
+                      const std::string& journalFile, const JournalSettings& settings = {});
 
   /// Opens a prepared run. Throws what Prepare() throws.
   explicit Run(const std::string& runFolder);
@@ -90,7 +91,7 @@ class Run {
   std::string Trouble() const;
 
   /// No process writes to it once the run has had trouble: what is missing is always the end.
-  Journal& CallJournal() { return *journal; }
+  Journal& CallJournal() { return journal; }
 
  private:
   /// Counts a call that `fault` may change. Returns whether it is the `occurrence`th one; 0 stands
@@ -104,11 +105,18 @@ class Run {
   std::string stateFolder;
   SharedByRun* shared = nullptr;
   std::size_t sharedSize = 0;
-  std::optional<Journal> journal;
+  Journal journal;
 };
 
 /// Counts `call` in the run that this process belongs to. Returns the fault that fires, or null.
 const Fault* FireFaultOn(PlatformCall call);
+
+/// Begins the line of `call` in the journal of the run that this process belongs to. Where there is
+/// no journal, the line is not written.
+[[nodiscard]] JournalLine LineOf(PlatformCall call);
+
+/// Returns the number of `fault` for JournalLine::ChangedBy(); 0 for null.
+[[nodiscard]] std::uint32_t NumberOf(const Fault* fault);
 
 }  // namespace vam
 

@@ -69,8 +69,6 @@ class RunTest : public ::testing::Test {
   const std::string& folder = temporary.Path();
 };
 
-std::uint32_t NumberOf(const Fault* fault) { return fault == nullptr ? 0 : fault->number; }
-
 std::vector<std::uint32_t> NumbersOfFaultsThatNeverFired(const vam::Run& run) {
   std::vector<std::uint32_t> numbers;
   for (const Fault* fault : run.FaultsThatNeverFired()) {

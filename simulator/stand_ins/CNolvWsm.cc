@@ -1,13 +1,14 @@
 #include "simulator/stand_ins/CNolvWsm.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
+#include "journal/journal_line.h"
 #include "platform/tee_client.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/value_block.h"
-#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -17,16 +18,16 @@ using vam::PlatformCall;
 /// Returns the journal's number of a shared memory. Only the stand-in for the TEE client library
 /// gives its records one; it is 0 with another library.
 template <typename Record>
-auto NumberOf(const Record& record, int) -> decltype(std::uint32_t{record.number}) {
+auto MemoryNumber(const Record& record, int) -> decltype(std::uint32_t{record.number}) {
   return record.number;
 }
 template <typename Record>
-std::uint32_t NumberOf(const Record& /*record*/, long) {
+std::uint32_t MemoryNumber(const Record& /*record*/, long) {
   return 0;
 }
 
 std::uint32_t NextMarshaller() {
-  static std::uint32_t count = 0;
+  static std::atomic<std::uint32_t> count{0};
   return ++count;
 }
 
@@ -50,13 +51,13 @@ CNolvWsm::CNolvWsm(void* sharedMemory)
       size(static_cast<TEEC_SharedMemory*>(sharedMemory)->size),
       position(vam::kFirstValue),
       number(NextMarshaller()) {
-  vam::JournalLine(PlatformCall::kMakeMarshaller)
-      .Number("sharedMemory", NumberOf(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0))
+  vam::LineOf(PlatformCall::kMakeMarshaller)
+      .Number("sharedMemory", MemoryNumber(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0))
       .Number("marshaller", number);
 }
 
 CNolvWsm::~CNolvWsm() {
-  vam::JournalLine(PlatformCall::kDestroyMarshaller).Number("marshaller", number);
+  vam::LineOf(PlatformCall::kDestroyMarshaller).Number("marshaller", number);
 }
 
 bool CNolvWsm::PutInt(std::int32_t value) {
@@ -64,11 +65,11 @@ bool CNolvWsm::PutInt(std::int32_t value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_int(cursor, value);
   });
-  vam::JournalLine(PlatformCall::kPutInt)
+  vam::LineOf(PlatformCall::kPutInt)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
-      .ChangedBy(fault);
+      .ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
@@ -77,11 +78,11 @@ bool CNolvWsm::PutUint(std::uint32_t value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::put_uint(cursor, value);
   });
-  vam::JournalLine(PlatformCall::kPutUint)
+  vam::LineOf(PlatformCall::kPutUint)
       .Number("marshaller", number)
       .Number("value", value)
       .Truth("result", done)
-      .ChangedBy(fault);
+      .ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
@@ -90,19 +91,20 @@ bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
   const bool done = Operate(
       block, size, position, fault,
       [bytes, length](vam::ValueCursor& cursor) { return vam::put_blob(cursor, bytes, length); });
-  // After a refusal the length may be more than the caller's bytes.
-  vam::JournalLine(PlatformCall::kPutBlob)
+  // After a refusal the length may be more than the caller's bytes. Only key records are put as
+  // blobs.
+  vam::LineOf(PlatformCall::kPutBlob)
       .Number("marshaller", number)
       .Number("length", length)
-      .Bytes("bytes", done ? (length == 0 ? this : bytes) : nullptr, length)
+      .KeyBytes("bytes", done ? (length == 0 ? this : bytes) : nullptr, length)
       .Truth("result", done)
-      .ChangedBy(fault);
+      .ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
 void CNolvWsm::PrepareReset(int mode) {
   position = vam::kFirstValue;
-  vam::JournalLine(PlatformCall::kPrepareReset).Number("marshaller", number).Number("mode", mode);
+  vam::LineOf(PlatformCall::kPrepareReset).Number("marshaller", number).Number("mode", mode);
 }
 
 bool CNolvWsm::GetInt(std::int32_t* value) {
@@ -110,12 +112,12 @@ bool CNolvWsm::GetInt(std::int32_t* value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_int(cursor, value);
   });
-  vam::JournalLine line(PlatformCall::kGetInt);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kGetInt);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
   }
-  line.Truth("result", done).ChangedBy(fault);
+  line.Truth("result", done).ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
@@ -124,12 +126,12 @@ bool CNolvWsm::GetUint(std::uint32_t* value) {
   const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
     return vam::get_uint(cursor, value);
   });
-  vam::JournalLine line(PlatformCall::kGetUint);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kGetUint);
   line.Number("marshaller", number);
   if (done) {
     line.Number("value", *value);
   }
-  line.Truth("result", done).ChangedBy(fault);
+  line.Truth("result", done).ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
@@ -140,10 +142,10 @@ void* CNolvWsm::GetBlob(std::uint32_t length) {
     bytes = vam::get_blob(cursor, length);
     return bytes != nullptr;
   });
-  vam::JournalLine(PlatformCall::kGetBlob)
+  vam::LineOf(PlatformCall::kGetBlob)
       .Number("marshaller", number)
       .Number("length", length)
       .Bytes("bytes", bytes, length)
-      .ChangedBy(fault);
+      .ChangedBy(vam::NumberOf(fault));
   return bytes;
 }

@@ -37,12 +37,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "journal/journal_line.h"
 #include "report/status_messages.h"
 #include "simulator/board/board.h"
-#include "simulator/board/code_names.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/run/board_paths.h"
-#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -337,16 +336,16 @@ int OpenNode(int flags, Proceed proceed) {
   }
   const int error = descriptor < 0 ? errno : errorBefore;
   {
-    vam::JournalLine line(vam::PlatformCall::kOpen);
+    vam::JournalLine line = vam::LineOf(vam::PlatformCall::kOpen);
     line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
     if (descriptor < 0) {
-      line.Number("result", descriptor).Text("errno", vam::ErrorNumberName(error).c_str());
+      line.Number("result", descriptor).ErrorNumber(error);
     } else {
       const std::uint32_t opening = ++openings;
       lseek(descriptor, opening, SEEK_SET);
       line.Number("descriptor", opening);
     }
-    line.ChangedBy(fault);
+    line.ChangedBy(vam::NumberOf(fault));
   }
   errno = error;
   return descriptor;
@@ -420,9 +419,7 @@ int Close(int descriptor, Proceed proceed) {
   const int result = proceed();
   if (opening) {
     const ErrorNumberKept kept;
-    vam::JournalLine(vam::PlatformCall::kClose)
-        .Number("descriptor", *opening)
-        .Number("result", result);
+    vam::LineOf(vam::PlatformCall::kClose).Number("descriptor", *opening).Number("result", result);
   }
   return result;
 }
@@ -471,17 +468,17 @@ int NodeIoctl(std::uint32_t opening, unsigned long request, void* argument) {
   }
   const int result = error == 0 ? 0 : -1;
   {
-    vam::JournalLine line(vam::PlatformCall::kIoctl);
+    vam::JournalLine line = vam::LineOf(vam::PlatformCall::kIoctl);
     line.Number("descriptor", opening)
         .Number("request", static_cast<std::int64_t>(request))
         .Number("result", result);
     std::int32_t flag = 0;
     if (result < 0) {
-      line.Text("errno", vam::ErrorNumberName(error).c_str());
+      line.ErrorNumber(error);
     } else if (CopyIfMapped(&flag, argument, sizeof flag)) {
       line.Number("flag", flag);
     }
-    line.ChangedBy(fault);
+    line.ChangedBy(vam::NumberOf(fault));
   }
   errno = error == 0 ? errorBefore : error;
   return result;

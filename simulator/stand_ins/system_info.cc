@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string>
 
+#include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
-#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -30,12 +30,12 @@ int system_info_get_value_string(system_info_key_e key, char** value) {
   } else if (found == values.end()) {
     result = kUnknownKey;
   }
-  vam::JournalLine line(vam::PlatformCall::kSystemInfoGetValueString);
+  vam::JournalLine line = vam::LineOf(vam::PlatformCall::kSystemInfoGetValueString);
   line.Number("key", key).Number("result", result);
   if (result == 0) {
     line.Text("value", found->second.c_str());
     *value = strdup(found->second.c_str());
   }
-  line.ChangedBy(fault);
+  line.ChangedBy(vam::NumberOf(fault));
   return result;
 }

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "interface/trusted_application.h"
+#include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/trusted_application.h"
-#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 #include "simulator/state/chip_lock.h"
 #include "simulator/state/chip_memory_file.h"
@@ -263,6 +263,49 @@ void DescribeUuid(const TEEC_UUID& uuid, char (&text)[37]) {
                 node[3], node[4], node[5], node[6], node[7]);
 }
 
+void AddParameter(vam::JournalLine& line, std::uint32_t type, const TEEC_Parameter& parameter) {
+  switch (type) {
+    case TEEC_VALUE_INPUT:
+    case TEEC_VALUE_OUTPUT:
+    case TEEC_VALUE_INOUT:
+      line.Number("a", parameter.value.a).Number("b", parameter.value.b);
+      break;
+    case TEEC_MEMREF_TEMP_INPUT:
+    case TEEC_MEMREF_TEMP_OUTPUT:
+    case TEEC_MEMREF_TEMP_INOUT:
+      line.Number("size", static_cast<std::int64_t>(parameter.tmpref.size));
+      break;
+    case TEEC_MEMREF_WHOLE:
+    case TEEC_MEMREF_PARTIAL_INPUT:
+    case TEEC_MEMREF_PARTIAL_OUTPUT:
+    case TEEC_MEMREF_PARTIAL_INOUT: {
+      const TEEC_RegisteredMemoryReference& part = parameter.memref;
+      line.Number("sharedMemory", part.parent == nullptr ? 0 : part.parent->number);
+      if (type != TEEC_MEMREF_WHOLE) {
+        line.Number("size", static_cast<std::int64_t>(part.size))
+            .Number("offset", static_cast<std::int64_t>(part.offset));
+      }
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+/// Adds the types of the parameters, and each parameter up to the last one that is there.
+void AddParameters(vam::JournalLine& line, const TEEC_Operation& operation) {
+  line.Number("paramTypes", operation.paramTypes).BeginList("params");
+  for (std::uint32_t i = 0; i < TEEC_CONFIG_PAYLOAD_REF_COUNT; ++i) {
+    if ((operation.paramTypes & 0xFFFF) >> 4 * i == 0) {
+      break;
+    }
+    line.BeginObject();
+    AddParameter(line, TEEC_PARAM_TYPE_GET(operation.paramTypes, i), operation.params[i]);
+    line.EndObject();
+  }
+  line.EndList();
+}
+
 }  // namespace
 
 TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
@@ -281,19 +324,19 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
     context->number = ++world.contextCount;
     world.contexts[context->number] = true;
   }
-  vam::JournalLine line(PlatformCall::kInitializeContext);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kInitializeContext);
   line.Text("name", name).Result(result);
   if (result == TEEC_SUCCESS && context != nullptr) {
     line.Number("context", context->number);
   }
-  line.ChangedBy(fault);
+  line.ChangedBy(vam::NumberOf(fault));
   return result;
 }
 
 void TEEC_FinalizeContext(TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = context == nullptr ? 0 : context->number;
-  vam::JournalLine(PlatformCall::kFinalizeContext).Number("context", number);
+  vam::LineOf(PlatformCall::kFinalizeContext).Number("context", number);
   if (world.contexts.erase(number) == 0) {
     Misuse(PlatformCall::kFinalizeContext, "context");
   }
@@ -328,25 +371,25 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   if (destination != nullptr) {
     DescribeUuid(*destination, uuid);
   }
-  vam::JournalLine line(PlatformCall::kOpenSession);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kOpenSession);
   line.Number("context", contextNumber)
       .Text("destination", destination == nullptr ? nullptr : uuid)
       .Number("connectionMethod", connectionMethod)
       .Text("connectionData", connectionData == nullptr ? nullptr : "given")
       .Text("operation", operation == nullptr ? nullptr : "given")
       .Result(outcome.result)
-      .Number("origin", outcome.origin);
+      .Origin(outcome.origin);
   if (outcome.result == TEEC_SUCCESS && session != nullptr) {
     line.Number("session", session->number);
   }
-  line.ChangedBy(fault);
+  line.ChangedBy(vam::NumberOf(fault));
   return outcome.result;
 }
 
 void TEEC_CloseSession(TEEC_Session* session) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = session == nullptr ? 0 : session->number;
-  vam::JournalLine(PlatformCall::kCloseSession).Number("session", number);
+  vam::LineOf(PlatformCall::kCloseSession).Number("session", number);
   if (world.sessions.erase(number) == 0) {
     Misuse(PlatformCall::kCloseSession, "session");
   }
@@ -373,7 +416,7 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
     memory.bytes.resize(sharedMemory->size + 1);
     sharedMemory->buffer = memory.bytes.data();
   }
-  vam::JournalLine line(PlatformCall::kAllocateSharedMemory);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kAllocateSharedMemory);
   line.Number("context", contextNumber);
   if (sharedMemory != nullptr) {
     line.Number("size", static_cast<std::int64_t>(sharedMemory->size))
@@ -383,14 +426,14 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
   if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
     line.Number("sharedMemory", sharedMemory->number);
   }
-  line.ChangedBy(fault);
+  line.ChangedBy(vam::NumberOf(fault));
   return result;
 }
 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
-  vam::JournalLine(PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
+  vam::LineOf(PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
   if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
     Misuse(PlatformCall::kReleaseSharedMemory, "shared memory");
     return;
@@ -412,18 +455,11 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
   }
   StoreOrigin(returnOrigin, outcome.origin);
 
-  vam::JournalLine line(PlatformCall::kInvokeCommand);
-  line.Number("session", sessionNumber).Number("command", commandID);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kInvokeCommand);
+  line.Number("session", sessionNumber).Command(commandID);
   if (operation != nullptr) {
-    line.Number("paramTypes", operation->paramTypes);
-    const std::uint32_t first = TEEC_PARAM_TYPE_GET(operation->paramTypes, 0);
-    if (first >= TEEC_MEMREF_PARTIAL_INPUT && operation->params[0].memref.parent != nullptr) {
-      const TEEC_RegisteredMemoryReference& part = operation->params[0].memref;
-      line.Number("sharedMemory", part.parent->number)
-          .Number("size", static_cast<std::int64_t>(part.size))
-          .Number("offset", static_cast<std::int64_t>(part.offset));
-    }
+    AddParameters(line, *operation);
   }
-  line.Result(outcome.result).Number("origin", outcome.origin).ChangedBy(fault);
+  line.Result(outcome.result).Origin(outcome.origin).ChangedBy(vam::NumberOf(fault));
   return outcome.result;
 }

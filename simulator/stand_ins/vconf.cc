@@ -5,7 +5,6 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
-#include "simulator/run/journal_line.h"
 #include "simulator/run/run.h"
 
 char* vconf_get_str(const char* key) {
@@ -18,9 +17,9 @@ char* vconf_get_str(const char* key) {
   const char* value = fault != nullptr || found == run->Description().settings.end()
                           ? nullptr
                           : found->second.c_str();
-  vam::JournalLine(vam::PlatformCall::kVconfGetStr)
+  vam::LineOf(vam::PlatformCall::kVconfGetStr)
       .Text("key", key)
       .Text("value", value)
-      .ChangedBy(fault);
+      .ChangedBy(vam::NumberOf(fault));
   return value == nullptr ? nullptr : strdup(value);
 }

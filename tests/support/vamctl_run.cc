@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/journal_calls.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -26,7 +27,9 @@ std::vector<std::string> VamctlOnBoard(const std::string& board, std::vector<std
               ReadFile(VAM_SOURCE_FOLDER "/simulator/boards/update-needed.toml").value() + board);
   }
   arguments.insert(arguments.begin(), Vamctl());
-  return OnBoard(file, arguments, state, JournalFile());
+  std::vector<std::string> command = OnBoard(file, arguments, state, JournalFile());
+  command.insert(command.begin() + 2, "--with-keys");
+  return command;
 }
 
 Output RunVamctl(const std::string& board, const std::vector<std::string>& arguments,
@@ -36,8 +39,9 @@ Output RunVamctl(const std::string& board, const std::vector<std::string>& argum
 
 std::vector<std::string> SentRequests() {
   static const std::regex kValue(
-      R"re("call":"(Put\w+)".*"(?:value|bytes)":"?([-0-9a-f]*|null)"?,)re");
-  static const std::regex kInvocation(R"re("call":"TEEC_InvokeCommand".*"command":(\d+))re");
+      R"re("call":"CNolvWsm::(Put\w+)".*"(?:value|bytes)":"?([-0-9a-f]*|null)"?,)re");
+  static const std::regex kInvocation(
+      R"re("call":"TEEC_InvokeCommand".*"command":\{"number":(\d+))re");
   std::vector<std::string> requests;
   std::istringstream journal(ReadFile(JournalFile()).value());
   std::string line;
@@ -52,6 +56,6 @@ std::vector<std::string> SentRequests() {
   return requests;
 }
 
-bool SentNothing() { return ReadFile(JournalFile()).value() == ""; }
+bool SentNothing() { return CallsIn(ReadFile(JournalFile()).value()).empty(); }
 
 }  // namespace vam

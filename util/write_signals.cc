@@ -1,4 +1,4 @@
-#include "simulator/files/write_signals.h"
+#include "util/write_signals.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,13 +1,13 @@
-#ifndef SIMULATOR_FILES_WRITE_SIGNALS_H_
-#define SIMULATOR_FILES_WRITE_SIGNALS_H_
+#ifndef UTIL_WRITE_SIGNALS_H_
+#define UTIL_WRITE_SIGNALS_H_
 
 #include <csignal>
 
 namespace vam {
 
 /// As long as it lives, a write of this thread that fails returns its error and nothing else: the
-/// SIGPIPE or SIGXFSZ that comes with it is taken away. The rig writes files in the processes of
-/// the programs under test, and no such signal may end them.
+/// SIGPIPE or SIGXFSZ that comes with it is taken away. Whoever writes a file of its own in
+/// the process of another program must not end that.
 class WriteSignalsHeld {
  public:
   WriteSignalsHeld();
@@ -22,4 +22,4 @@ class WriteSignalsHeld {
 
 }  // namespace vam
 
-#endif  // SIMULATOR_FILES_WRITE_SIGNALS_H_
+#endif  // UTIL_WRITE_SIGNALS_H_

@@ -1,4 +1,4 @@
-#include "simulator/board/code_names.h"
+#include "journal/code_names.h"
 
 #include <gtest/gtest.h>
 
@@ -22,15 +22,15 @@ TEST(CodeNamesTest, ErrorNumber_HasItsNameBothWays) {
       {"ENXIO", ENXIO},     {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
       {"EBUSY", EBUSY},     {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
       {"ENOTTY", ENOTTY},   {"ETIMEDOUT", ETIMEDOUT}, {"EFAULT", EFAULT}, {"EEXIST", EEXIST},
-      {"ENOTDIR", ENOTDIR},
+      {"ENOTDIR", ENOTDIR}, {"EBADF", EBADF},
   };
   for (const auto& row : kErrors) {
     EXPECT_EQ(ErrorNumberByName(row.name), std::optional<int>(row.value)) << row.name;
-    EXPECT_EQ(ErrorNumberName(row.value), row.name);
+    EXPECT_STREQ(ErrorNumberName(row.value), row.name);
   }
   EXPECT_EQ(ErrorNumberByName("eio"), std::nullopt);
   EXPECT_EQ(ErrorNumberByName(""), std::nullopt);
-  EXPECT_EQ(ErrorNumberName(9999), "9999");
+  EXPECT_EQ(ErrorNumberName(9999), nullptr);
 }
 
 TEST(CodeNamesTest, Method_HasTheIdentifierOfItsCommand) {
@@ -43,8 +43,26 @@ TEST(CodeNamesTest, Method_HasTheIdentifierOfItsCommand) {
   };
   for (const auto& row : kCommands) {
     EXPECT_EQ(CommandByName(row.name), std::optional<std::uint32_t>(row.value)) << row.name;
+    EXPECT_STREQ(CommandName(row.value), row.name);
   }
   EXPECT_EQ(CommandByName("vm_updateFw"), std::nullopt);
+  EXPECT_EQ(CommandName(20), nullptr);
+}
+
+TEST(CodeNamesTest, CommandsOnAkKeys_CarryKeys) {
+  for (std::uint32_t identifier = 0; identifier < 64; ++identifier) {
+    const bool isOnKeys = (identifier >= 23 && identifier <= 26) || identifier == 44;
+    EXPECT_EQ(CarriesKeys(identifier), isOnKeys) << identifier;
+  }
+}
+
+TEST(CodeNamesTest, Origin_HasTheStandardsName) {
+  EXPECT_STREQ(OriginName(1), "TEEC_ORIGIN_API");
+  EXPECT_STREQ(OriginName(2), "TEEC_ORIGIN_COMMS");
+  EXPECT_STREQ(OriginName(3), "TEEC_ORIGIN_TEE");
+  EXPECT_STREQ(OriginName(4), "TEEC_ORIGIN_TRUSTED_APP");
+  EXPECT_EQ(OriginName(0), nullptr);
+  EXPECT_EQ(OriginName(5), nullptr);
 }
 
 }  // namespace
