@@ -91,7 +91,9 @@ bool MakePrivate(int file) {
 std::uint64_t BootTime() { return Now(CLOCK_BOOTTIME); }
 
 bool StartJournal(const std::string& path, const JournalHead& head, JournalSettings& settings) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+  const int file =
+      open(path.c_str(),
+           O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
   if (file < 0) {
     return false;
   }

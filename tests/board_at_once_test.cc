@@ -20,7 +20,7 @@ constexpr char kVerified[] = "Updated FW version: 1.1,04/7,3 \n";
 /// How often each pair runs: VAM_ROUNDS says it.
 int Rounds() {
   const char* rounds = std::getenv("VAM_ROUNDS");
-  return rounds == nullptr ? 20 : std::atoi(rounds);
+  return rounds == nullptr ? 20 : static_cast<int>(std::strtol(rounds, nullptr, 10));
 }
 
 struct PairCase {

@@ -186,7 +186,8 @@ TEST_F(BoardLauncherTest, JournalThatCannotBeWritten) {
   ExpectRefused(
       Launch({"run", "--board", "no-vam", "--journal", Path("none/journal"), "--", "true"}), 125,
       "vam-board: " + Path("none/journal") +
-          ": the journal cannot be written: No such file or directory");
+          ": the journal cannot be written: No such file or directory; give another file with "
+          "--journal");
   ExpectNothingLeft();
 }
 

@@ -39,7 +39,8 @@ class BoardStatusFilesTest : public ::testing::Test {
   static std::string Path(const std::string& name) { return PrivateTmp::Folder() + "/" + name; }
 
   static Output Run(const std::string& board, const Words& program, const std::string& state) {
-    return Capture(OnBoard(board, program, state), BoardEnvironment());
+    const Words command = OnBoard(board, program, state);
+    return Capture(state.empty() ? command : WithTheChipTakenOver(command), BoardEnvironment());
   }
   static Output RunTool(const std::string& board, const std::string& state) {
     return Run(board, {UpdateTool()}, state);

@@ -131,7 +131,8 @@ TEST_F(TroubleTest, JournalWithoutRoomForItsHead_IsToldBeforeTheProgramStarts) {
   EXPECT_EQ(output.status, kRigFailed);
   EXPECT_EQ(output.standardOutput, "");
   EXPECT_EQ(output.standardError,
-            "vam-board: /dev/full: the journal cannot be written: No space left on device\n");
+            "vam-board: /dev/full: the journal cannot be written: No space left on device; give "
+            "another file with --journal\n");
 }
 
 TEST_F(TroubleTest, JournalThatFillsItsDisk_EndsWithAWholeLine) {

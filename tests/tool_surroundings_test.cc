@@ -35,7 +35,8 @@ void WriteFile(const std::string& path, const std::string& text) {
 }
 
 Output RunTool(const std::string& board, const std::string& state = "") {
-  return Capture(OnBoardWithMachineTmp(board, {UpdateTool()}, state), BoardEnvironment());
+  const std::vector<std::string> command = OnBoardWithMachineTmp(board, {UpdateTool()}, state);
+  return Capture(state.empty() ? command : WithTheChipTakenOver(command), BoardEnvironment());
 }
 
 /// Runs the tool with `descriptor` as its standard output, or with none.

@@ -41,7 +41,7 @@ std::string BoardWithPowerCut(int writes) {
 }
 
 Output RunOnChip(const std::string& board, const Words& program) {
-  return Capture(OnBoard(board, program, StateFolder()), BoardEnvironment());
+  return Capture(WithTheChipTakenOver(OnBoard(board, program, StateFolder())), BoardEnvironment());
 }
 
 /// Runs a command of vamctl and returns the name of its result.

@@ -129,7 +129,7 @@ Board ReadBoardText(const std::string& text, const std::string& name) {
 }
 
 Board ReadBoardFile(const std::string& path) {
-  const std::optional<std::string> text = ReadWholeFile(path);
+  const std::optional<std::string> text = ReadWholeFile(path, kBoardFileLimit);
   if (!text) {
     throw BoardError(path + ": cannot be read: " + FileErrorInWords(errno) +
                      "; give a board file, or a name that `vam-board list` shows");

@@ -105,6 +105,9 @@ class BoardError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The most bytes of a board file.
+constexpr std::uint64_t kBoardFileLimit = std::uint64_t{1} << 20;
+
 /// Reads the board file at `path`. Throws BoardError.
 [[nodiscard]] Board ReadBoardFile(const std::string& path);
 

@@ -250,6 +250,26 @@ bool ReplaceFile(const std::string& path, const void* bytes, std::size_t size, K
          draft.Write(bytes, size, keeping) && draft.Become(*place);
 }
 
+bool IsSameFile(const std::string& one, const std::string& other) {
+  struct stat first;
+  struct stat second;
+  const bool firstExists = stat(one.c_str(), &first) == 0;
+  const bool secondExists = stat(other.c_str(), &second) == 0;
+  if (firstExists && secondExists) {
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+  }
+  const std::optional<std::string> onePlace = FollowLinks(one);
+  const std::optional<std::string> otherPlace = FollowLinks(other);
+  if (firstExists || secondExists || !onePlace || !otherPlace) {
+    return false;
+  }
+  const Place a(*onePlace);
+  const Place b(*otherPlace);
+  return a.name == b.name && stat((a.folder + ".").c_str(), &first) == 0 &&
+         stat((b.folder + ".").c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
 void RemoveDrafts(const std::string& path) {
   const std::optional<std::string> file = FollowLinks(path);
   const Place place(file.value_or(path));

@@ -39,6 +39,9 @@ enum class Keeping {
 [[nodiscard]] bool ReplaceFile(const std::string& path, const void* bytes, std::size_t size,
                                Keeping keeping = Keeping::kThroughPowerFailure);
 
+/// Returns whether both paths lead to one file, or would make one.
+[[nodiscard]] bool IsSameFile(const std::string& one, const std::string& other);
+
 /// Removes what killed processes left of their tries to replace the file at `path`. REQUIRES: no
 /// process is replacing it.
 void RemoveDrafts(const std::string& path);

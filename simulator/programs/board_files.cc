@@ -7,11 +7,13 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "command_line/program.h"
 #include "command_line/values.h"
 #include "command_line/words.h"
+#include "simulator/board/board.h"
 #include "simulator/files/whole_file.h"
 
 namespace vam {
@@ -37,6 +39,17 @@ std::vector<fs::path> BoardsThatShip() {
   return files;
 }
 
+std::string BoardFile::Identity() const {
+  std::error_code error;
+  const fs::path file = fs::canonical(path, error);
+  // What was read from standard input has no file.
+  if (error) {
+    return path;
+  }
+  const bool ships = file.parent_path() == fs::canonical(BoardsFolder(), error);
+  return ships ? file.stem().string() : file.string();
+}
+
 void AddBoardOption(CLI::App* command, std::string& board) {
   CLI::Option* option = command->add_option(
       "--board", board,
@@ -53,7 +66,7 @@ BoardFile LoadBoardFile(const std::string& board) {
       board.find('/') != std::string::npos || fs::path(board).extension() == ".toml";
   BoardFile file;
   file.path = isPath ? board : (BoardsFolder() / (board + ".toml")).string();
-  const std::optional<std::string> text = ReadWholeFile(file.path);
+  const std::optional<std::string> text = ReadWholeFile(file.path, kBoardFileLimit);
   if (!text && isPath) {
     throw std::runtime_error(board + ": cannot be read: " + FileErrorInWords(errno) +
                              "; give a board file, or a name that `vam-board list` shows");

@@ -31,6 +31,9 @@ struct BoardFile {
   [[nodiscard]] std::string Folder() const {
     return std::filesystem::path(path).parent_path().string();
   }
+
+  /// Returns what tells the board from others: the name of one that ships, else the file's path.
+  [[nodiscard]] std::string Identity() const;
 };
 
 /// Reads the file of `board`, which is the name of a board that ships, or a path. Throws

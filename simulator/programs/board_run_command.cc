@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,9 +16,11 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/programs/board_files.h"
+#include "simulator/programs/run_files.h"
 #include "simulator/run/board_program.h"
 #include "simulator/run/board_status.h"
 #include "simulator/run/run.h"
+#include "simulator/state/state_claim.h"
 #include "simulator/state/state_folder.h"
 
 namespace vam {
@@ -34,6 +36,7 @@ struct RunOptions {
   bool withKeys = false;
   bool sharesMachinesTmp = false;
   bool showsVerdict = false;
+  bool takesChipOver = false;
   std::vector<std::string> command;
 };
 
@@ -50,7 +53,8 @@ std::string StartJournal(const RunOptions& options, JournalSettings& settings) {
                             "vam-board " VAM_VERSION};
   settings.withKeys = options.withKeys;
   if (!vam::StartJournal(path, head, settings)) {
-    throw std::runtime_error(path + ": the journal cannot be written: " + std::strerror(errno));
+    throw std::runtime_error(path + ": the journal cannot be written: " + std::strerror(errno) +
+                             "; give another file with --journal");
   }
   return fs::absolute(path).string();
 }
@@ -70,8 +74,17 @@ int RunProgram(const RunOptions& options) {
   const bool isKept = !options.state.empty();
   const std::string stateFolder =
       isKept ? fs::absolute(options.state).string() : Run::OwnStateFolder(folder.Path());
+  RefuseToOverwrite({file.path, ImageFileOf(description, file.Folder()),
+                     FindProgram(options.command[0]), isKept ? stateFolder : "", options.journal});
+  std::optional<StateClaim> claim;
+  if (isKept) {
+    claim.emplace(stateFolder, file.Identity(), options.takesChipOver);
+  }
   PrepareStateFolder(stateFolder, description, file.Folder(),
                      isKept ? Keeping::kThroughPowerFailure : Keeping::kWhilePowered);
+  if (claim) {
+    claim->Record();
+  }
   JournalSettings settings;
   const std::string journalFile = StartJournal(options, settings);
   Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile,
@@ -100,10 +113,14 @@ void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int
   const auto options = std::make_shared<RunOptions>();
   CLI::App* run = program.add_subcommand("run", "Run a program on a board");
   AddBoardOption(run, options->board);
-  TakeNamed(run->add_option("--state", options->state,
-                            "Folder that keeps the chip's memory and the status files from run to "
-                            "run; a new chip by default"),
-            kFolderType);
+  CLI::Option* state = run->add_option("--state", options->state,
+                                       "Folder that keeps the chip's memory and the status files "
+                                       "from run to run; a new chip by default");
+  TakeNamed(state, kFolderType);
+  run->add_flag("--other-board", options->takesChipOver,
+                "Put the chip of the state folder on this board, also when it is another board's")
+      ->disable_flag_override()
+      ->needs(state);
   TakeNamed(
       run->add_option("--journal", options->journal, "File for a line on every platform call"),
       kFileType);

@@ -1,7 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <system_error>
 
 #include "command_line/program.h"
 #include "command_line/values.h"
@@ -12,6 +14,7 @@
 #include "simulator/programs/board_files.h"
 #include "simulator/run/board_status.h"
 #include "simulator/state/chip_description.h"
+#include "simulator/state/state_claim.h"
 #include "simulator/state/state_folder.h"
 
 namespace vam {
@@ -71,13 +74,19 @@ void ShowBoard(const ShowOptions& options) {
   }
   const TemporaryFolder folder(kRunFolders);
   std::string memory = ChipMemoryIn(options.state);
-  if (options.state.empty() || !std::filesystem::exists(memory)) {
+  std::error_code error;
+  // One that cannot be looked at is there, and its description tells why.
+  if (options.state.empty() || (!std::filesystem::exists(memory, error) && !error)) {
     // The chip as a first run would find it.
     PrepareStateFolder(folder.Path(), description, file.Folder(), Keeping::kWhilePowered);
     memory = ChipMemoryIn(folder.Path());
   }
   text += DescribeChip(memory);
   if (!options.state.empty()) {
+    const std::optional<std::string> owner = BoardOfState(options.state);
+    if (owner && *owner != file.Identity()) {
+      text += "  of another board: " + *owner + "; a run on this one needs --other-board\n";
+    }
     text += BoardStatus(options.state).Describe();
   }
   Print(text);

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -28,9 +27,14 @@ std::vector<std::uint8_t> ReadPart(const std::string& path) {
   if (path.empty()) {
     return {};
   }
-  const std::optional<std::string> bytes = vam::ReadWholeFile(path);
+  const std::optional<std::string> bytes = vam::ReadWholeFile(path, vam::kPartSizeLimit);
+  if (!bytes && errno == EFBIG) {
+    throw std::runtime_error(path + ": more than " + std::to_string(vam::kPartSizeLimit) +
+                             " bytes; no part of an image is larger");
+  }
   if (!bytes) {
-    throw std::runtime_error(path + ": cannot be read: " + std::strerror(errno));
+    throw std::runtime_error(path + ": cannot be read: " + vam::FileErrorInWords(errno) +
+                             "; give a file with the part's bytes");
   }
   return {bytes->begin(), bytes->end()};
 }
@@ -45,8 +49,13 @@ void Show(const std::string& path) {
   const auto image = std::make_unique<vam::FirmwareImage>();
   switch (vam::ReadFirmwareImage(source, digest, *image)) {
     case vam::ImageStatus::kMissing:
-      throw std::runtime_error(path + ": cannot be read; give the path of an image");
+      throw std::runtime_error(
+          (source.Obstacle().empty() ? path + ": there is no such file" : source.Obstacle()) +
+          "; give the path of an image");
     case vam::ImageStatus::kDamaged:
+      if (!source.Obstacle().empty()) {
+        throw std::runtime_error(source.Obstacle());
+      }
       throw std::runtime_error(path + ": not a whole firmware image; make it anew");
     case vam::ImageStatus::kWhole:
       break;
@@ -97,11 +106,17 @@ int Perform(int argc, char** argv) {
   if (runsApp->empty()) {
     contents.runsAppVersion = contents.appVersion;
   }
+  for (const std::string& part : {systemFile, appFile}) {
+    if (!part.empty() && vam::IsSameFile(output, part)) {
+      throw std::runtime_error(output + ": is a part of this image; give another file with -o");
+    }
+  }
   contents.systemPart = ReadPart(systemFile);
   contents.appPart = ReadPart(appFile);
   const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
   if (!vam::ReplaceFile(output, image.data(), image.size())) {
-    throw std::runtime_error(output + ": cannot be written: " + std::strerror(errno));
+    throw std::runtime_error(output + ": cannot be written: " + vam::FileErrorInWords(errno) +
+                             "; give a file that you can write to with -o");
   }
   return 0;
 }

@@ -114,19 +114,16 @@ void SetUpEnvironment(const BoardProgram& program) {
   Prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
 
-/// Returns whether a folder of PATH has a file of that name.
-bool IsInPath(const std::string& name) {
-  const char* path = std::getenv("PATH");
-  std::istringstream folders(path == nullptr ? "" : path);
-  std::string folder;
-  while (std::getline(folders, folder, ':')) {
-    folder += "/" + name;
-    struct stat status;
-    if (stat(folder.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-      return true;
-    }
+/// Returns why the file at `path` cannot be executed; 0: it can.
+int WhyNotExecutable(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) {
+    return errno;
   }
-  return false;
+  if (!S_ISREG(status.st_mode)) {
+    return EACCES;
+  }
+  return faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
 /// In the child: becomes the program. Returns the error number when it cannot.
@@ -144,11 +141,7 @@ int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& si
   arguments.push_back(nullptr);
   signals.Restore();
   execvp(arguments[0], arguments.data());
-  const int error = errno;
-  // A folder of PATH that cannot be searched makes this of a program that is in none.
-  const std::string& name = program.command[0];
-  const bool isMissing = error == EACCES && name.find('/') == std::string::npos && !IsInPath(name);
-  return isMissing ? ENOENT : error;
+  return errno;
 }
 
 /// Starts the program. Returns its process.
@@ -213,6 +206,19 @@ class Programs {
     }
   }
 
+  /// Stops all, also those that are started meanwhile.
+  static void StopAll() {
+    std::vector<pid_t> before;
+    std::vector<pid_t> now = DescendantsOf(getpid());
+    while (now != before) {
+      for (const pid_t process : now) {
+        kill(process, SIGSTOP);
+      }
+      before = now;
+      now = DescendantsOf(getpid());
+    }
+  }
+
   /// The program's exit status, or 128 and the number of the signal that ended it.
   int ExitStatus() const {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
@@ -236,7 +242,7 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness& witnes
     if (hasPower && events[1].revents != 0) {
       hasPower = false;
       // All stand still before the first is ended and what it held is free for the others.
-      Programs::SignalAll(SIGSTOP);
+      Programs::StopAll();
     }
     if (!hasPower) {
       Programs::SignalAll(SIGKILL);
@@ -257,6 +263,33 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness& witnes
 NotStarted::NotStarted(const std::string& program, int errorNumber)
     : std::runtime_error(program + ": cannot be run: " + std::strerror(errorNumber)),
       status(errorNumber == ENOENT ? kNotFound : kNotExecutable) {}
+
+std::string FindProgram(const std::string& name) {
+  if (name.find('/') != std::string::npos) {
+    if (const int error = WhyNotExecutable(name)) {
+      throw NotStarted(name, error);
+    }
+    return name;
+  }
+  // A file that cannot be executed tells more than that there is no other. A folder that cannot be
+  // searched tells nothing.
+  int error = ENOENT;
+  const char* path = std::getenv("PATH");
+  // An empty folder, also at the end, is the working folder.
+  std::istringstream folders(std::string(path == nullptr ? "/bin:/usr/bin" : path) + ":");
+  std::string folder;
+  while (!name.empty() && std::getline(folders, folder, ':')) {
+    std::string file = folder.empty() ? name : folder.append("/").append(name);
+    struct stat status;
+    if (stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+      error = WhyNotExecutable(file);
+      if (error == 0) {
+        return file;
+      }
+    }
+  }
+  throw NotStarted(name, error);
+}
 
 int RunOnBoard(const BoardProgram& program) {
   if (program.libraries.find_first_of(":;") != std::string::npos) {

@@ -18,6 +18,10 @@ class NotStarted : public std::runtime_error {
   const int status;
 };
 
+/// Returns the path of the program that a shell would start by `name`. Throws NotStarted when there
+/// is none that can be executed.
+[[nodiscard]] std::string FindProgram(const std::string& name);
+
 /// How a program is put on a board.
 struct BoardProgram {
   std::vector<std::string> command;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "simulator/model/chip_memory.h"
@@ -43,6 +44,9 @@ std::string DescribeChip(const std::string& path) {
   Sha256Digest digest;
   const auto stored = std::make_unique<StoredChipMemory>();
   if (!LoadChipMemory(store, digest, *stored)) {
+    if (!store.Obstacle().empty()) {
+      throw std::runtime_error(store.Obstacle());
+    }
     return "Chip: its memory is damaged; it needs a recovery and an update\n";
   }
   const ChipMemory& memory = stored->memory;

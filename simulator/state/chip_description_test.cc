@@ -1,8 +1,10 @@
 #include "simulator/state/chip_description.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "simulator/files/temporary_folder.h"
@@ -13,6 +15,9 @@
 
 namespace vam {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 class ChipDescriptionTest : public testing::Test {
  protected:
@@ -28,6 +33,19 @@ class ChipDescriptionTest : public testing::Test {
 
 TEST_F(ChipDescriptionTest, DamagedMemory_NeedsARecovery) {
   ASSERT_TRUE(ReplaceFile(path, "damaged", 7));
+  EXPECT_EQ(DescribeChip(path), "Chip: its memory is damaged; it needs a recovery and an update\n");
+}
+
+TEST_F(ChipDescriptionTest, MemoryThatIsNotDamaged_NeedsNoRecovery) {
+  EXPECT_THAT([&] { static_cast<void>(DescribeChip(path)); },
+              ThrowsMessage<std::runtime_error>(HasSubstr(
+                  path + ": the chip's memory cannot be read: No such file or directory; ")));
+  ASSERT_TRUE(ReplaceFile(path, "VAMCHIP2 in a form to come", 26));
+  EXPECT_THAT(
+      [&] { static_cast<void>(DescribeChip(path)); },
+      ThrowsMessage<std::runtime_error>(HasSubstr(
+          path + ": the chip's memory is of another format; use the vam-board that made it")));
+  ASSERT_TRUE(ReplaceFile(path, "VAMCHIP1 cut", 12));
   EXPECT_EQ(DescribeChip(path), "Chip: its memory is damaged; it needs a recovery and an update\n");
 }
 

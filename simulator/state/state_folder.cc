@@ -25,7 +25,7 @@ namespace {
 
 void Write(const std::string& path, const void* bytes, std::size_t size, Keeping keeping) {
   if (!ReplaceFile(path, bytes, size, keeping)) {
-    throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno) +
+    throw std::runtime_error(path + ": cannot be written: " + FileErrorInWords(errno) +
                              "; give a folder that you can write to with --state");
   }
 }
@@ -33,15 +33,13 @@ void Write(const std::string& path, const void* bytes, std::size_t size, Keeping
 std::vector<std::uint8_t> ReadImageFile(const std::string& path) {
   const std::optional<std::string> bytes = ReadWholeFile(path);
   if (!bytes) {
-    throw std::runtime_error(path + ": the board's image cannot be read; make it with vam-image");
+    throw std::runtime_error(path + ": the board's image cannot be read: " +
+                             FileErrorInWords(errno) + "; make it with vam-image");
   }
   return {bytes->begin(), bytes->end()};
 }
 
-std::vector<std::uint8_t> MakeImage(const ImageSection& section, const std::string& boardFolder) {
-  if (!section.file.empty()) {
-    return ReadImageFile((std::filesystem::path(boardFolder) / section.file).string());
-  }
+std::vector<std::uint8_t> MakeImage(const ImageSection& section) {
   ImageContents contents;
   contents.systemVersion = section.systemVersion;
   contents.appVersion = section.appVersion;
@@ -112,9 +110,23 @@ void MakeChip(const ChipSection& section, const std::string& memoryFile,
   }
   ChipMemoryFile store(memoryFile, keeping);
   if (!SaveChipMemory(store, digest, *stored)) {
-    throw std::runtime_error(memoryFile + ": cannot be written: " + std::strerror(errno) +
-                             "; give a folder that you can write to with --state");
+    throw std::runtime_error(store.Obstacle());
   }
+}
+
+/// Returns whether there is a chip, whole or damaged, in the file. Throws std::runtime_error when
+/// it cannot be used.
+bool HasChip(const std::string& memoryFile) {
+  std::error_code error;
+  if (!std::filesystem::exists(memoryFile, error) && !error) {
+    return false;
+  }
+  ChipMemoryFile store(memoryFile);
+  StoredChipMemory stored;
+  if (!store.Load(&stored, sizeof stored) && !store.Obstacle().empty()) {
+    throw std::runtime_error(store.Obstacle());
+  }
+  return true;
 }
 
 }  // namespace
@@ -125,8 +137,24 @@ std::string FirmwareImageIn(const std::string& folder) { return folder + "/firmw
 
 std::string ChipLockIn(const std::string& folder) { return folder + "/chip.lock"; }
 
+std::string RunLockIn(const std::string& folder) { return folder + "/run.lock"; }
+
+std::string BoardRecordIn(const std::string& folder) { return folder + "/board.record"; }
+
+std::string ImageFileOf(const Board& board, const std::string& boardFolder) {
+  return board.image.file.empty()
+             ? ""
+             : (std::filesystem::path(boardFolder) / board.image.file).string();
+}
+
 void PrepareStateFolder(const std::string& folder, const Board& board,
                         const std::string& boardFolder, Keeping keeping) {
+  const std::string boardsImage = ImageFileOf(board, boardFolder);
+  // Before anything is changed.
+  std::vector<std::uint8_t> image;
+  if (board.image.state != ImageSection::State::kMissing) {
+    image = boardsImage.empty() ? MakeImage(board.image) : ReadImageFile(boardsImage);
+  }
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) {
@@ -135,14 +163,21 @@ void PrepareStateFolder(const std::string& folder, const Board& board,
   }
   const std::string imageFile = FirmwareImageIn(folder);
   const std::string memoryFile = ChipMemoryIn(folder);
+  const bool hasChip = HasChip(memoryFile);
+  if (keeping == Keeping::kThroughPowerFailure) {
+    RemoveDrafts(imageFile);
+    RemoveDrafts(memoryFile);
+  }
   if (board.image.state == ImageSection::State::kMissing) {
-    std::filesystem::remove(imageFile, error);
+    if (!std::filesystem::remove(imageFile, error) && error) {
+      throw std::runtime_error(imageFile + ": cannot be removed: " + error.message() +
+                               "; give a folder that you can write to with --state");
+    }
   } else {
-    const std::vector<std::uint8_t> image = MakeImage(board.image, boardFolder);
     // Every run makes it anew.
     Write(imageFile, image.data(), image.size(), Keeping::kWhilePowered);
   }
-  if (!std::filesystem::exists(memoryFile, error)) {
+  if (!hasChip) {
     MakeChip(board.chip, memoryFile, imageFile, keeping);
   }
 }

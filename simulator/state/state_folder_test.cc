@@ -119,8 +119,9 @@ TEST_F(StateFolderTest, MissingImageFile_IsNamedWithWhatToDo) {
   board.image.file = "missing.img";
   EXPECT_THAT([&] { Prepare(board); },
               ThrowsMessage<std::runtime_error>(
-                  HasSubstr("missing.img: the board's image cannot be read; make it with "
-                            "vam-image")));
+                  HasSubstr("missing.img: the board's image cannot be read: No such file or "
+                            "directory; make it with vam-image")));
+  EXPECT_FALSE(fs::exists(state)) << "nothing is half made";
 }
 
 struct ChipCase {

@@ -30,6 +30,11 @@ std::vector<std::string> OnBoardWithMachineTmp(const std::string& board,
   return command;
 }
 
+std::vector<std::string> WithTheChipTakenOver(std::vector<std::string> command) {
+  command.insert(command.begin() + 2, "--other-board");
+  return command;
+}
+
 std::map<std::string, std::string> BoardEnvironment() {
   return {{"TMPDIR", PrivateTmp::Folder()}, {"ASAN_OPTIONS", "detect_leaks=1"}};
 }

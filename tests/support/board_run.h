@@ -20,6 +20,9 @@ namespace vam {
     const std::string& board, const std::vector<std::string>& program,
     const std::string& state = "");
 
+/// Returns `command`, a run with a state folder, with its chip put on the run's board.
+[[nodiscard]] std::vector<std::string> WithTheChipTakenOver(std::vector<std::string> command);
+
 /// Returns the environment for such a run: the launcher's own files stay out of the tested /tmp,
 /// and sanitized programs report leaks.
 [[nodiscard]] std::map<std::string, std::string> BoardEnvironment();
