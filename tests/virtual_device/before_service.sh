@@ -30,7 +30,8 @@ use_disk() {
   for module in virtio_blk crc32c_generic crc16 mbcache jbd2 ext4; do
     insmod "/lib/modules/$module.ko"
   done
-  echo '/dev/vda /tmp ext4 defaults 0 0' >/etc/fstab
+  # The disk comes, however slow the device is.
+  echo '/dev/vda /tmp ext4 x-systemd.device-timeout=infinity 0 0' >/etc/fstab
 }
 
 case $boot in
