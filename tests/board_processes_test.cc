@@ -280,7 +280,8 @@ TEST(PowerCutTest, ReachesAProgramThatHasEndedTooLate) {
   const PrivateTmp tmp;
   const Output output =
       Capture(OnBoard("power-cut-during-update",
-                      Shell("('" + UpdateTool() + "' >/dev/null; echo survived) & exit 4")),
+                      Shell("(while kill -0 $$ 2>/dev/null; do sleep 0.01; done; '" + UpdateTool() +
+                            "' >/dev/null; echo survived) & exit 4")),
               BoardEnvironment());
   EXPECT_EQ(output.status, 4);
   EXPECT_EQ(output.standardOutput, "");

@@ -670,8 +670,8 @@ TEST_F(VerdictTest, KeyOfTheTerminal_ReachesTheProgramOnce) {
 TEST_F(VerdictTest, KeyOfTheTerminal_ReachesAProgramThatLeftItsGroup) {
   const RecorderOnTerminal recorder({"setsid"});
   recorder.Type("\x03");
-  recorder.Send(SIGTERM);
   EXPECT_EQ(recorder.ReadLine(), "INT");
+  recorder.Send(SIGTERM);
   EXPECT_EQ(recorder.ReadLine(), "TERM");
 }
 
