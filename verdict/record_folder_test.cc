@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -74,6 +78,27 @@ TEST_F(RecordFolderTest, Keep_OverAnOldDraftOrALink_MakesANewFile) {
   EXPECT_EQ(ReadFile("/mnt/victim"), "precious");
   EXPECT_TRUE(S_ISREG(StatusOf(kRecord).st_mode));
   EXPECT_FALSE(std::filesystem::exists("/mnt/verdict/verdict.json.draft"));
+}
+
+TEST_F(RecordFolderTest, Keep_AsAReaderSeesIt_PutsAWholeRecordInPlace) {
+  RecordFolder folder(kFolder);
+  folder.Begin();
+  const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  ASSERT_GE(inotify_add_watch(watch, kFolder, IN_CREATE | IN_MODIFY | IN_MOVED_TO), 0);
+  EXPECT_EQ(folder.Keep("text"), nullptr);
+
+  std::vector<char> events(4096);
+  const ssize_t count = read(watch, events.data(), events.size());
+  close(watch);
+  std::uint32_t seen = 0;
+  inotify_event event;
+  for (ssize_t at = 0; at < count; at += static_cast<ssize_t>(sizeof event) + event.len) {
+    std::memcpy(&event, &events[static_cast<std::size_t>(at)], sizeof event);
+    if (std::strcmp(&events[static_cast<std::size_t>(at) + sizeof event], "verdict.json") == 0) {
+      seen |= event.mask;
+    }
+  }
+  EXPECT_EQ(seen, std::uint32_t{IN_MOVED_TO});
 }
 
 TEST_F(RecordFolderTest, Folder_WithoutAParent_IsNamed) {
