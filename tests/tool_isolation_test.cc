@@ -58,10 +58,11 @@ TEST(IsolationTest, AnyVariable_ChangesNothing) {
 
 TEST(IsolationTest, MarshallerThrows_EndsTheProcess) {
   const PrivateTmp tmp;
-  std::map<std::string, std::string> environment = BoardEnvironment();
-  environment["LD_PRELOAD"] = VAM_THROWING_MARSHALLER;
   const Output output =
-      Capture(OnBoardWithMachineTmp("update-needed", {UpdateTool()}), environment);
+      Capture(OnBoardWithMachineTmp("update-needed",
+                                    {"/bin/sh", "-c", "LD_PRELOAD=\"$0:$LD_PRELOAD\" exec \"$1\"",
+                                     VAM_THROWING_MARSHALLER, UpdateTool()}),
+              BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGABRT);
   EXPECT_THAT(output.standardError, HasSubstr("the marshaller throws"));
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), std::nullopt);
