@@ -97,7 +97,7 @@ class RecordText {
  private:
   bool Skip(const char* literal) {
     const std::size_t length = std::strlen(literal);
-    if (text.compare(position, length, literal) != 0) {
+    if (std::strncmp(text.c_str() + position, literal, length) != 0) {
       return false;
     }
     position += length;

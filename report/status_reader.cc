@@ -110,14 +110,18 @@ std::optional<std::int32_t> ReadCode(const std::string& line, std::size_t start)
 /// Reads the number of a line that starts with `prefix`.
 std::optional<std::int32_t> ReadCodeAfter(const char* prefix, const std::string& line) {
   const std::size_t length = std::strlen(prefix);
-  return line.compare(0, length, prefix) == 0 ? ReadCode(line, length) : std::nullopt;
+  return std::strncmp(line.c_str(), prefix, length) == 0 ? ReadCode(line, length) : std::nullopt;
 }
 
 /// Reads `line` as a message, a blank, a code and a blank. Any other line is a message alone.
 StatusEntry ReadEntry(const std::string& line) {
   StatusEntry entry{line};
-  const std::size_t blank = line.size() < 2 ? std::string::npos : line.rfind(' ', line.size() - 2);
-  if (blank != std::string::npos) {
+  // The blank before the code; the line's last byte is another.
+  std::size_t blank = line.size() < 2 ? 0 : line.size() - 2;
+  while (blank > 0 && line[blank] != ' ') {
+    --blank;
+  }
+  if (line.size() >= 2 && line[blank] == ' ') {
     entry.code = ReadCode(line, blank + 1);
   }
   if (entry.code) {
@@ -143,10 +147,12 @@ std::optional<VamResult> ReadRecord(const std::vector<std::string>& lines, std::
 std::optional<std::string> VerifiedVersion(const std::vector<std::string>& lines) {
   constexpr std::size_t kStart = sizeof kVerifiedMessage - 1;
   if (lines.empty() || lines.back().size() <= kStart || lines.back().back() != ' ' ||
-      lines.back().compare(0, kStart, kVerifiedMessage) != 0) {
+      std::strncmp(lines.back().c_str(), kVerifiedMessage, kStart) != 0) {
     return std::nullopt;
   }
-  return lines.back().substr(kStart, lines.back().size() - kStart - 1);
+  std::string version;
+  version.assign(lines.back().data() + kStart, lines.back().size() - kStart - 1);
+  return version;
 }
 
 Outcome OutcomeOf(const StatusFile& okFile, const StatusFile& errorFile, const Verdict& verdict) {

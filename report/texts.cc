@@ -1,5 +1,6 @@
 #include "report/texts.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -12,23 +13,28 @@ namespace {
 
 constexpr std::size_t kLongestText = 200;
 
-}  // namespace
-
-std::string Escaped(const std::string& bytes) {
+std::string EscapedBytes(const char* bytes, std::size_t count) {
   std::string text;
-  for (const char byte : bytes) {
-    if (byte >= ' ' && byte <= '~' && byte != '\\') {
-      text += byte;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (bytes[i] >= ' ' && bytes[i] <= '~' && bytes[i] != '\\') {
+      text += bytes[i];
     } else {
-      text += Formatted("\\x%02x", static_cast<unsigned char>(byte));
+      text += Formatted("\\x%02x", static_cast<unsigned char>(bytes[i]));
     }
   }
   return text;
 }
 
+}  // namespace
+
+std::string Escaped(const std::string& bytes) { return EscapedBytes(bytes.data(), bytes.size()); }
+
 std::string Printable(const std::string& bytes) {
-  return bytes.size() > kLongestText ? Escaped(bytes.substr(0, kLongestText)) + "..."
-                                     : Escaped(bytes);
+  std::string text = EscapedBytes(bytes.data(), std::min(bytes.size(), kLongestText));
+  if (bytes.size() > kLongestText) {
+    text += "...";
+  }
+  return text;
 }
 
 // The compiler checks the arguments, and each call costs less code than an appended string.

@@ -28,7 +28,7 @@ bool TakeVersion(const std::string& okText, std::string& version) {
       std::memcmp(okText.data() + okText.size() - end, kLineEnd, end) != 0) {
     return false;
   }
-  version.assign(okText, start, okText.size() - start - end);
+  version.assign(okText.data() + start, okText.size() - start - end);
   return true;
 }
 

@@ -1,5 +1,7 @@
 // vam-verdict: records how a run of the update tool ended, and says it to whoever asks.
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -71,13 +73,12 @@ void Tell(const vam::Request& request, Priority priority, const char* text) {
 
 /// Prints `text` and returns `status`; kOutputLost when it could not be written.
 int Print(const vam::Request& request, const std::string& text, int status) {
-  const int problem = vam::WriteToStandardOutput(text);
-  if (problem == 0) {
+  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) {
     return status;
   }
   Tell(request, Priority::kError,
        vam::Formatted("standard output cannot be written: %s; what it got is not complete",
-                      std::strerror(problem))
+                      std::strerror(errno))
            .c_str());
   return kOutputLost;
 }
@@ -148,7 +149,8 @@ int Say(const vam::Request& request) {
     return status;
   }
   if (hasEnded) {
-    return Print(request, vam::RunRecordInWords(run.record) + "\n", status);
+    return Print(request, vam::Formatted("%s\n", vam::RunRecordInWords(run.record).c_str()),
+                 status);
   }
   Tell(request, Priority::kError, reason.c_str());
   return status;
@@ -164,6 +166,7 @@ int main(int /*argc*/, char** argv) {
     return Run(request);
   }
   vam::HoldClosedStandardStreams();
+  std::signal(SIGPIPE, SIG_IGN);
   switch (request.what) {
     case vam::Request::What::kHelp:
       return Print(request, vam::Formatted(kHelp, vam::VerdictFolder()), 0);

@@ -26,13 +26,15 @@ constexpr std::uint32_t kEvents =
 std::string WatchNearest(const Descriptor& events, std::string path) {
   while (inotify_add_watch(events.Number(), path.c_str(), kEvents) < 0) {
     const bool maySoonBeThere = errno == ENOENT || errno == EACCES;
-    const std::size_t end = path.rfind('/');
+    const char* slash = std::strrchr(path.c_str(), '/');
     if (!maySoonBeThere || path == "/" || path == ".") {
       return "";
     }
-    path.resize(end == std::string::npos ? 0 : end == 0 ? 1 : end);
-    if (path.empty()) {
+    if (slash == nullptr) {
       path = ".";
+    } else {
+      // The slash of the root stays.
+      path.resize(std::max<std::size_t>(static_cast<std::size_t>(slash - path.c_str()), 1));
     }
   }
   return path;
