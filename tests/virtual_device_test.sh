@@ -86,7 +86,7 @@ case $test in
     echo poor >"$folder/boot"
     boot service 7
     echo whole >"$folder/boot"
-    boot service 58
+    boot service 73
     echo old_clock >"$folder/boot"
     virtual_device/boot "$folder" --cut-at "the power is cut here" ||
       failed "the power was not cut"
