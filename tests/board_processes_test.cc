@@ -211,7 +211,7 @@ TEST_F(SignalTest, SignalThatTheCallerIgnores_IsIgnored) {
                            [] { std::signal(SIGHUP, SIG_IGN); });
   const auto program = static_cast<pid_t>(std::stol(launcher.ReadLine()));
   WaitUntil([&] { return !Runs(program); });
-  // It does not end the waiting for what the program left behind either.
+  // Nor does the signal end the waiting for the program's children.
   kill(launcher.Process(), SIGHUP);
   WaitUntil([&] {
     return Status(launcher.Process(), "ShdPnd") == "0000000000000000" &&

@@ -77,7 +77,7 @@ reason="/run/vam-update/verdict.json: it is a file of user 65534"
 expect forged 4 "There is no verdict to trust." "No verdict: $reason" "No verdict: $reason"
 rm -r /run/vam-update
 
-# The start script, with a tool that a board stands behind.
+# The start script, with a tool that runs on a simulated board.
 mkdir /mnt/bin
 cat >/mnt/bin/vam-update <<TEXT
 #!/bin/sh

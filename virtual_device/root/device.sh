@@ -95,8 +95,8 @@ keep_outcome() {
   outcome "$1" "$2" /tmp/VAM_OK /tmp/VAM_FAIL >"/share/outcome/$3.txt"
 }
 
-# Runs the update tool, and checks that it left what is expected under that name, and that a service
-# is told so.
+# Runs the update tool, and checks that it left what is expected under that name, and that vam-verdict
+# answers a service accordingly.
 # Usage: check_run NAME ARCHITECTURE EXPECTED
 check_run() {
   run_tool "$2" "$1"
