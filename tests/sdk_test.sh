@@ -22,7 +22,7 @@ configure() {
   rm -f "$1/CMakeCache.txt"
   cmake -S "$source" -B "$1" --preset device -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY \
-    -DCMAKE_FIND_ROOT_PATH="$2" -DCMAKE_PREFIX_PATH=/ "${@:3}" >"$work/configure.log" 2>&1
+    -DCMAKE_FIND_ROOT_PATH="$2" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY "${@:3}" >"$work/configure.log" 2>&1
 }
 
 # refuses NAME ROOT EXPECTED OPTION... : the configuration stops with one message, which holds the
@@ -33,47 +33,71 @@ refuses() {
     echo "$name: the configuration went through"
     exit 1
   fi
-  # CMake folds long messages.
-  if ! tr -s ' \n' ' ' <"$work/configure.log" | grep -qF -- "$expected"; then
+  said "$name" "$expected"
+}
+
+# said NAME EXPECTED: the last configuration said this. CMake folds long messages.
+said() {
+  tr -s ' \n' ' ' <"$work/configure.log" | grep -qF -- "$2" || {
     cat "$work/configure.log"
-    echo "$name: expected '$expected'"
+    echo "$1: expected '$2'"
     exit 1
-  fi
+  }
 }
 
 rm -rf "$work/refusing"
-refuses "no TEE client header" "$work/empty" \
-  "The header of the TEE client API, tee_client_api.h, is not in the SDK. Point CMAKE_PREFIX_PATH \
-or CMAKE_SYSROOT to the SDK, set VAM_TEEC_INCLUDE_DIR to the header's folder, or set \
-VAM_TEEC_HEADER to the header's name."
-refuses "no marshaller header" "$work/empty" \
-  "The header of the marshalling library, CNolvWsm.h, is not in the SDK" -DVAM_TEEC=simulated
-refuses "no settings header" "$sdk" "The header of the settings store, vconf.h, is not in the SDK"
-refuses "no system information header" "$sdk" \
-  "The header of the system-information service, system_info.h, is not in the SDK" \
-  -DVAM_SETTINGS=simulated
+refuses "nothing of the SDK" "$work/empty" "This configuration lacks: \
+- libcrypto of OpenSSL 1.1.0 or later, folder OPENSSL_ROOT_DIR (Debian: libssl-dev). Install it, or \
+do without it: -DVAM_UPDATE_TOOL_ONLY=ON \
+- The header of the TEE client API, tee_client_api.h, is not in the SDK. Set VAM_TEEC_INCLUDE_DIR to \
+the folder that it is in, or VAM_TEEC_HEADER to its name. Or do without it: -DVAM_TEEC=simulated \
+- The library of the TEE client API, teec, is not in the SDK. Set VAM_TEEC_LIBRARY_FILE to its path, \
+or VAM_TEEC_LIBRARY to its name. Or do without it: -DVAM_TEEC=simulated \
+- The header of the marshalling library, CNolvWsm.h, is not in the SDK."
+for lacking in "settings store, vconf.h," "settings store, vconf," "-DVAM_SYSTEM_INFO=simulated" \
+  "CMake looks only below $work/empty: the toolchain file sets CMAKE_FIND_ROOT_PATH_MODE_INCLUDE or \
+_LIBRARY to ONLY. Add the SDK's folder to CMAKE_FIND_ROOT_PATH; outside these folders CMAKE_PREFIX_PATH \
+is not looked at."; do
+  said "nothing of the SDK" "$lacking"
+done
+refuses "libraries outside the root" "$work/empty" "teec, is not in the SDK" -DCMAKE_PREFIX_PATH="$sdk"
+refuses "an SDK that is not asked for, without a root" "" "Point CMAKE_PREFIX_PATH or CMAKE_SYSROOT to the SDK." \
+  -DVAM_TEEC_LIBRARY=no_such_teec
+refuses "vamctl where the SDK lacks its libraries" "$sdk" \
+  "- CLI11, with its CMake package (Debian: libcli11-dev). Install it, or do without it: \
+-DVAM_BUILD_VAMCTL=OFF - JSON for Modern C++ 3.9" -DVAM_BUILD_VAMCTL=ON
+refuses "a stand-in where the SDK lacks toml++" "$sdk" \
+  "toml++, folder VAM_TOMLPLUSPLUS_INCLUDE_DIR (Debian: libtomlplusplus-dev). Install it, or do without \
+it: -DVAM_SETTINGS=device" -DVAM_SETTINGS=simulated
+said "a stand-in where the SDK lacks toml++" "system_info.h, is not in the SDK"
 refuses "a header's name that the SDK does not have" "$sdk" \
   "TEE client API, tee/client.h, is not in the SDK" -DVAM_TEEC_HEADER=tee/client.h
-refuses "a header's folder without the header" "$sdk" "set VAM_TEEC_INCLUDE_DIR" \
+refuses "a header's folder without the header" "$sdk" "Set VAM_TEEC_INCLUDE_DIR" \
   -DVAM_TEEC_INCLUDE_DIR="$sdk/lib"
-mv "$sdk/lib/libteec.so" "$work/empty"
-refuses "no TEE client library" "$sdk" \
-  "The library of the TEE client API, teec, is not in the SDK. Point CMAKE_PREFIX_PATH or \
-CMAKE_SYSROOT to the SDK, set VAM_TEEC_LIBRARY_FILE to the library's path, or set \
-VAM_TEEC_LIBRARY to the library's name."
 refuses "a library's name that the SDK does not have" "$sdk" \
   "The library of the TEE client API, tee_client, is not in the SDK" -DVAM_TEEC_LIBRARY=tee_client
-mv "$work/empty/libteec.so" "$sdk/lib"
+refuses "an extra library that the SDK does not have" "$sdk" \
+  "vendor_log, which VAM_TEEC_EXTRA_LIBRARIES asks for, is not in the SDK. Write its path there \
+instead, or -lvendor_log to have the linker look." -DVAM_TEEC_EXTRA_LIBRARIES=vendor_log
 refuses "neither simulated nor device" "$sdk" "VAM_MARSHALLER is 'sdk'; set it to simulated or device." \
   -DVAM_MARSHALLER=sdk
 refuses "an unknown platform" "$sdk" "VAM_PLATFORM is 'phone'; set it to simulated or device." \
   -DVAM_PLATFORM=phone
 
-# From here on the SDK keeps its TEE header in a folder.
+# From here on the SDK keeps its TEE header in a folder, and its marshaller under another name. The
+# marshaller needs a library that it does not name itself.
 mkdir "$sdk/include/gp"
 mv "$sdk/include/tee_client_api.h" "$sdk/include/gp/"
+rm "$sdk/lib/libnolv_utility_nwd.so"
+echo 'void VendorLog() {}' >"$work/vendor_log.cc"
+echo 'void VendorLog(); int logged = (VendorLog(), 0);' >"$work/needs_log.cc"
+"$compiler" -shared -fPIC "$work/vendor_log.cc" -o "$sdk/lib/libvendor_log.so"
+"$compiler" -std=c++17 -shared -fPIC -I "$sdk/include" -I "$sdk/include/gp" \
+  "$source/tests/sdk/nolv_utility_nwd.cc" "$work/needs_log.cc" -o "$sdk/lib/libvendor_nwd.so"
 rm -rf "$build"
-configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_client_api.h || {
+configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_client_api.h \
+  -DVAM_MARSHALLER_LIBRARY_FILE="$sdk/lib/libvendor_nwd.so" \
+  -DVAM_MARSHALLER_EXTRA_LIBRARIES="vendor_log;-Wl,--no-undefined" || {
   cat "$work/configure.log"
   exit 1
 }
@@ -106,46 +130,7 @@ WORK=$work "$in_private_tmp" bash -euc '
   find /tmp -xdev -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
   exit ${status:-0}' || status=$?
 
-diff "$work/console" - <<'TEXT'
-isvam = 1
-Vam present on this board
-Run updateBIN for VAM_UPDATEFW_ALL
-CA InterfaceSP: vm_updateFW
-TEE connection has been set
-CA InterfaceSP: vm_updateFW
-TEE connection has been set
-CA InterfaceSP: vm_updateFW
-TEE connection has been set
-CA InterfaceSP: vam_getFWInfo
-TEE connection has been set
-0: 100
-1: 80
-2: 60
-3: 40
-4: 20
-5: 0
-6: -20
-7: -40
-8: -60
-9: -80
-systemVersion: 2.0,17/4,X
-systemVersionIC: 2.0,17/4,X
-systemVersionFS: 2.0,17/4,X
-2.0
-2.0
-17
-17
-4
-4
-X
-X
-Part skiped!
-appVersion: 3.1
-appVersionIC: 3.1
-appVersionFS: 3.1
-3.1
-3.1
-TEXT
+diff "$work/console" "$source/tests/sdk/console.txt"
 diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
 [ "$status" = 0 ]
 
@@ -173,7 +158,10 @@ Failed to open TEE session, result and retOrigin = 42949017664
 TEEC_InvokeCommand() failed for cmd = 28, result = 4294901766, retOrigin = 4
 TEXT
 
-# pkg-config says the same. The flags are words of a command line, quotes included.
+# pkg-config says the same, by the name of the library that was linked. The flags are words of a command
+# line, quotes included.
+grep -qE '^Libs: .* -lvendor_nwd -lvendor_log -Wl,--no-undefined -lteec$' \
+  "$(find "$work/installed" -name vam.pc)"
 flags=$(PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name vam.pc)") \
   pkg-config --cflags --libs vam)
 eval "$compiler"' -std=c++17 "$source/tests/sdk/consumer/consumer.cc" -I "$sdk/include" \

@@ -1,0 +1,105 @@
+# What this machine and the SDK must have. All that is missing is named in one message, each with the
+# option that does without it.
+
+# vam_lacks(TEXT...)
+# Notes something that is missing, in one line.
+function(vam_lacks)
+  string(CONCAT text ${ARGN})
+  set_property(GLOBAL APPEND_STRING PROPERTY VAM_LACKS "\n  - ${text}")
+endfunction()
+
+# vam_stop_where_something_lacks()
+# Ends the configuration with what vam_lacks() noted, if it noted anything.
+function(vam_stop_where_something_lacks)
+  get_property(lacks GLOBAL PROPERTY VAM_LACKS)
+  if(lacks)
+    get_property(sdk_lacks GLOBAL PROPERTY VAM_SDK_LACKS)
+    if(sdk_lacks)
+      vam_where_sdk_is_looked_for(place)
+      string(APPEND lacks "\n  ${place}")
+    endif()
+    message(FATAL_ERROR "This configuration lacks:${lacks}")
+  endif()
+endfunction()
+
+# vam_need(WHAT FOUND FOR option...)
+# Notes that WHAT is missing unless FOUND. FOR is each option that needs it, as it would be set to do
+# without.
+function(vam_need what found)
+  if(NOT found)
+    cmake_parse_arguments(arg "" "" "FOR" ${ARGN})
+    list(TRANSFORM arg_FOR PREPEND "-D")
+    list(JOIN arg_FOR " " without)
+    vam_lacks("${what}. Install it, or do without it: ${without}")
+  endif()
+endfunction()
+
+# Who asks for what.
+set(vamctl "")
+set(simulated_tee "")
+set(utilities "")
+set(device_board "")
+set(stand_ins "")
+if(VAM_BUILD_VAMCTL)
+  set(vamctl VAM_BUILD_VAMCTL=OFF)
+endif()
+if(VAM_TEEC STREQUAL "simulated")
+  set(simulated_tee VAM_TEEC=device)
+endif()
+if(NOT VAM_UPDATE_TOOL_ONLY)
+  set(utilities VAM_UPDATE_TOOL_ONLY=ON)
+endif()
+if(VAM_VIRTUAL_DEVICE)
+  set(device_board VAM_VIRTUAL_DEVICE=OFF)
+endif()
+foreach(library IN ITEMS TEEC MARSHALLER SETTINGS SYSTEM_INFO)
+  if(VAM_${library} STREQUAL "simulated")
+    list(APPEND stand_ins VAM_${library}=device)
+  endif()
+endforeach()
+
+if(vamctl OR simulated_tee OR device_board)
+  find_package(CLI11 QUIET)
+  vam_need("CLI11, with its CMake package (Debian: libcli11-dev)" "${CLI11_FOUND}"
+           FOR ${vamctl} ${simulated_tee} ${device_board})
+endif()
+if(vamctl)
+  find_package(nlohmann_json 3.9 QUIET)
+  vam_need("JSON for Modern C++ 3.9, with its CMake package (Debian: nlohmann-json3-dev)"
+           "${nlohmann_json_FOUND}" FOR ${vamctl})
+endif()
+if(stand_ins)
+  find_path(VAM_TOMLPLUSPLUS_INCLUDE_DIR toml++/toml.h DOC "Folder of toml++'s headers")
+  vam_need("toml++, folder VAM_TOMLPLUSPLUS_INCLUDE_DIR (Debian: libtomlplusplus-dev)"
+           "${VAM_TOMLPLUSPLUS_INCLUDE_DIR}" FOR ${stand_ins})
+endif()
+if(utilities OR simulated_tee OR device_board)
+  include(VamLibcrypto)
+  vam_need("libcrypto of OpenSSL ${VAM_OLDEST_OPENSSL} or later, folder OPENSSL_ROOT_DIR (Debian: libssl-dev)"
+           "${OPENSSL_FOUND}" FOR ${utilities} ${simulated_tee} ${device_board})
+endif()
+if(device_board)
+  find_path(VAM_FUSE_INCLUDE_DIR cuse_lowlevel.h PATH_SUFFIXES fuse3
+            DOC "Folder of libfuse3's headers")
+  find_library(VAM_FUSE_LIBRARY fuse3 DOC "Library file of libfuse3")
+  set(found OFF)
+  if(VAM_FUSE_INCLUDE_DIR AND VAM_FUSE_LIBRARY)
+    set(found ON)
+  endif()
+  vam_need("libfuse3 (Debian: libfuse3-dev)" ${found} FOR ${device_board})
+endif()
+if(VAM_BUILD_BENCH)
+  find_package(benchmark QUIET)
+  vam_need("Google Benchmark (Debian: libbenchmark-dev)" "${benchmark_FOUND}"
+           FOR VAM_BUILD_BENCH=OFF)
+endif()
+if(BUILD_TESTING)
+  # CMake's own module names no GTest::gmock before CMake 3.20.
+  find_package(GTest CONFIG QUIET)
+  set(found OFF)
+  if(TARGET GTest::gmock)
+    set(found ON)
+  endif()
+  vam_need("GoogleTest with GoogleMock, with its CMake package (Debian: libgtest-dev libgmock-dev)"
+           ${found} FOR BUILD_TESTING=OFF)
+endif()
