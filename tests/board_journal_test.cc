@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/board_run.h"
@@ -18,6 +20,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 class BoardJournalTest : public ::testing::Test {
  protected:
@@ -80,6 +83,62 @@ TEST_F(BoardJournalTest, TwoProcesses_AreKeptApart) {
   }
   ASSERT_EQ(processes.size(), 2U);
   EXPECT_NE(processes[0], processes[1]);
+}
+
+TEST_F(BoardJournalTest, Show_TellsWhatFailed) {
+  (void)Capture(OnBoard("mode-3-failing", {UpdateTool()}, "", JournalFile()), BoardEnvironment());
+  const Output shown = Capture({BoardLauncher(), "journal", "show", JournalFile()});
+  const std::regex update(
+      R"re(  vm_updateFW, mode 3 \(update\)\n)re"
+      R"re(    sent           3\n)re"
+      R"re(    answered       TEEC_ERROR_GENERIC from TEEC_ORIGIN_TRUSTED_APP, after [0-9.]+ s\n)re"
+      R"re(    returned       TEEC_ERROR_GENERIC\n)re"
+      R"re(    changed by     fault 1 of the board\n)re");
+  EXPECT_TRUE(std::regex_search(shown.standardOutput, update)) << shown.standardOutput;
+  EXPECT_THAT(shown.standardOutput,
+              HasSubstr("got            VAM_RET_SUCCESS ZELK_NO_ERROR, 11, \"1.1,04/7,3\", 7, "
+                        "\"2.0,11\"\n"));
+}
+
+TEST_F(BoardJournalTest, Show_OfACutJournal_ShowsWhatIsThereAndNamesTheCut) {
+  const std::string journal = JournalOf({UpdateTool()});
+  WriteFile(JournalFile(), journal.substr(0, journal.size() - 5));
+  const Output shown = Capture({BoardLauncher(), "journal", "show", JournalFile()});
+  EXPECT_THAT(shown.standardOutput, HasSubstr("vm_getFWInfo"));
+  EXPECT_EQ(shown.status, 125);
+  const auto lines = std::count(journal.begin(), journal.end(), '\n');
+  EXPECT_EQ(shown.standardError, "vam-board: " + JournalFile() + ":" + std::to_string(lines) +
+                                     ": is cut: the recording ends within this line\n");
+}
+
+TEST_F(BoardJournalTest, Diff_ShowsWhereRunsPart) {
+  const std::string other = PrivateTmp::Folder() + "/other";
+  for (const auto& [board, file] :
+       {std::pair{"update-needed", JournalFile()}, std::pair{"mode-11-failing", other}}) {
+    (void)Capture(OnBoard(board, {UpdateTool()}, "", file), BoardEnvironment());
+  }
+  const Output compared = Capture({BoardLauncher(), "journal", "diff", JournalFile(), other});
+  EXPECT_EQ(compared.status, 1);
+  EXPECT_THAT(compared.standardOutput, StartsWith("The runs part after "));
+  EXPECT_THAT(compared.standardOutput, HasSubstr("command=vm_updateFW"));
+  EXPECT_THAT(compared.standardOutput, HasSubstr(" result=TEEC_SUCCESS "));
+  EXPECT_THAT(compared.standardOutput, HasSubstr(" result=TEEC_ERROR_BUSY "));
+}
+
+TEST_F(BoardJournalTest, FileThatIsNoJournal_IsToldByEachCommand) {
+  WriteFile(JournalFile(), "text\n");
+  const std::string problem = "vam-board: " + JournalFile() + ":1: is no JSON object\n";
+  const std::string missing = PrivateTmp::Folder() + "/missing";
+  EXPECT_EQ(Capture({BoardLauncher(), "journal", "show", JournalFile()}).standardError, problem);
+  EXPECT_EQ(Capture({BoardLauncher(), "journal", "show", "--json", JournalFile()}).status, 125);
+  const Output compared =
+      Capture({BoardLauncher(), "journal", "diff", JournalFile(), JournalFile()});
+  EXPECT_EQ(compared.standardError, problem);
+  EXPECT_EQ(compared.status, 125);
+  EXPECT_EQ(Capture({BoardLauncher(), "journal", "show", missing}).standardError,
+            "vam-board: " + missing + ": the journal cannot be read: No such file or directory\n");
+  EXPECT_EQ(Capture({BoardLauncher(), "journal", "board", JournalFile()}).standardError, problem);
+  EXPECT_EQ(Capture({BoardLauncher(), "journal"}).status, 125);
 }
 
 }  // namespace

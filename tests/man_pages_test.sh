@@ -41,7 +41,11 @@ for program in "$@"; do
   commands "$work/help" >"$work/commands"
   [ "$name" = vam-verdict ] || [ "$(wc -l <"$work/commands")" -ge 2 ] || fail "$name --help lists no commands"
   while read -r command; do
-    "$program" "$command" --help >>"$work/help"
+    "$program" "$command" --help >"$work/command"
+    cat "$work/command" >>"$work/help"
+    while read -r inner; do
+      "$program" "$command" "$inner" --help >>"$work/help"
+    done < <(commands "$work/command")
   done <"$work/commands"
   # The examples also have the options of other programs.
   sed '/^EXAMPLES/,$d' "$work/$name" >"$work/page"

@@ -18,6 +18,10 @@ void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int
 /// Adds `show`, which shows a board and its chip in words.
 void AddShowCommand(CLI::App& program);
 
+/// Adds `journal`, which shows and compares the journals of runs. The exit status of a comparison
+/// goes to `status`, which outlives the parser.
+void AddJournalCommand(CLI::App& program, int& status);
+
 /// Adds `list`, which lists the boards that ship.
 void AddListCommand(CLI::App& program);
 

@@ -1,0 +1,195 @@
+#include "simulator/recording/journal_words.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "simulator/recording/journal_reader.h"
+
+namespace vam {
+namespace {
+
+/// The calls of a run, each with its time, process and thread.
+class JournalWordsTest : public ::testing::Test {
+ protected:
+  void Add(const std::string& rest, int process = 7) {
+    const std::string number = std::to_string(process);
+    time += 1000000;
+    text += "{\"time\":" + std::to_string(time) + ",\"pid\":" + number + ",\"tid\":" + number +
+            ",\"call\":" + rest + "}\n";
+  }
+
+  void Connect(int process = 7) {
+    Add(R"("TEEC_InitializeContext","name":null,"result":{"number":0,"name":"TEEC_SUCCESS"},)"
+        R"("context":1)",
+        process);
+  }
+
+  void Invoke(const std::string& command, const std::string& result, const std::string& rest = "") {
+    Add(R"("TEEC_InvokeCommand","session":1,"command":)" + command + ",\"result\":" + result +
+        R"(,"origin":{"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"})" + rest);
+  }
+
+  void Close(int process = 7) { Add(R"("TEEC_FinalizeContext","context":1)", process); }
+
+  RecordedRun Run() const {
+    RecordedRun run = ReadJournal(
+        R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
+        R"("clock":{"bootId":"","bootTime":1,"realTime":1795000000000000000}})"
+        "\n" +
+            text,
+        "journal");
+    EXPECT_EQ(run.problem, "");
+    return run;
+  }
+
+  /// The blocks without the line on the run.
+  std::string Blocks() const {
+    const std::string words = RunInWords(Run());
+    return words.substr(words.find('\n') + 1);
+  }
+
+  std::string text;
+  int time = 0;
+};
+
+constexpr char kSuccess[] = R"({"number":0,"name":"TEEC_SUCCESS"})";
+constexpr char kUpdate[] = R"({"number":18,"name":"vm_updateFW"})";
+
+TEST_F(JournalWordsTest, Head_SaysWhatRanAndWhen) {
+  EXPECT_EQ(RunInWords(Run()),
+            "A run of tool, recorded by vam-board 1.0 at 2026-11-18 11:06:40 UTC.\n");
+  EXPECT_EQ(RunInWords(RecordedRun()), "");
+}
+
+TEST_F(JournalWordsTest, Probe_IsOneBlock) {
+  Add(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":1)");
+  Add(R"("ioctl","descriptor":1,"request":1,"result":-1,"errno":{"number":5,"name":"EIO"})");
+  Add(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":2)");
+  Add(R"("ioctl","descriptor":2,"request":1,"result":0,"flag":1)");
+  Add(R"("close","descriptor":2,"result":0)");
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  the device node\n"
+            "    open           done\n"
+            "    ioctl          EIO\n"
+            "\n    0.003000 s  the device node\n"
+            "    open           done\n"
+            "    ioctl          flag 1\n"
+            "    close          done\n");
+}
+
+TEST_F(JournalWordsTest, Update_ShowsModeRecordAndVersions) {
+  Connect();
+  Add(R"("CNolvWsm::PutInt","marshaller":1,"value":3,"result":true)");
+  Invoke(kUpdate, kSuccess, ",\"fault\":2");
+  Add(R"("CNolvWsm::GetBlob","marshaller":1,"length":8,"bytes":"03000000cdffffff")");
+  Add(R"("CNolvWsm::GetUint","marshaller":1,"value":4,"result":true)");
+  Add(R"("CNolvWsm::GetBlob","marshaller":1,"length":4,"bytes":"312e3200")");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  vm_updateFW, mode 3 (update)\n"
+            "    sent           3\n"
+            "    answered       TEEC_SUCCESS from TEEC_ORIGIN_TRUSTED_APP, after 0.001000 s\n"
+            "    got            VAM_RET_CORE_ERROR -ZELK_FW_ERROR, 4, \"1.2\"\n"
+            "    returned       TEEC_SUCCESS\n"
+            "    changed by     fault 2 of the board\n");
+}
+
+TEST_F(JournalWordsTest, ReplyThatLacksAnItem_IsWhatTheCommandMakesOfIt) {
+  Connect();
+  Add(R"("CNolvWsm::PutInt","marshaller":1,"value":11,"result":true)");
+  Invoke(kUpdate, kSuccess);
+  Add(R"("CNolvWsm::GetBlob","marshaller":1,"length":8,"bytes":null)");
+  Close();
+  Connect();
+  Invoke(R"({"number":19,"name":"vm_getFWInfo"})", kSuccess);
+  Add(R"("CNolvWsm::GetUint","marshaller":2,"result":false)");
+  Close();
+  const std::vector<RunStep> steps = StepsOf(Run());
+  ASSERT_EQ(steps.size(), 2U);
+  EXPECT_EQ(steps[0].title, "vm_updateFW, mode 11 (chip)");
+  EXPECT_EQ(steps[0].details.back().text, "TEEC_ERROR_COMMUNICATION, for the reply lacks an item");
+  EXPECT_EQ(steps[1].title, "vm_getFWInfo");
+  EXPECT_EQ(steps[1].details.back().text, "TEEC_ERROR_NO_DATA, for the reply lacks an item");
+}
+
+TEST_F(JournalWordsTest, RefusedCommand_ReturnsItsResult) {
+  Connect();
+  Invoke(R"({"number":77})", R"({"number":4294906420})");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  command 77\n"
+            "    answered       4294906420 from TEEC_ORIGIN_TRUSTED_APP, after 0.001000 s\n"
+            "    returned       4294906420\n");
+}
+
+TEST_F(JournalWordsTest, ExchangeWithoutConnection_SaysWhichStepFailed) {
+  Add(R"("TEEC_InitializeContext","name":null,)"
+      R"("result":{"number":4294901768,"name":"TEEC_ERROR_ITEM_NOT_FOUND"})");
+  Add(R"("CNolvWsm::CNolvWsm","sharedMemory":0,"marshaller":1)");
+  Add(R"("CNolvWsm::PutInt","marshaller":1,"value":7,"result":false)");
+  Add(R"("CNolvWsm::~CNolvWsm","marshaller":1)");
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a command that was not invoked\n"
+            "    not connected  TEEC_InitializeContext TEEC_ERROR_ITEM_NOT_FOUND\n"
+            "    sent           a value that the marshaller refused\n"
+            "    returned       TEEC_ERROR_NO_DATA, for the request was not taken\n");
+}
+
+TEST_F(JournalWordsTest, RunThatWasEnded_EndsInItsLastBlock) {
+  Connect();
+  Add(R"("CNolvWsm::PutInt","marshaller":1,"value":3,"result":true)");
+  EXPECT_EQ(StepsOf(Run()).back().details.back().text,
+            "the recording ends before the connection is closed");
+}
+
+TEST_F(JournalWordsTest, KeysThatWereWithheld_AreCounted) {
+  Connect();
+  Add(R"("CNolvWsm::PutBlob","marshaller":1,"length":3,"bytes":{"length":3,"sha256":")" +
+      std::string(64, '0') + R"("},"result":true)");
+  EXPECT_EQ(StepsOf(Run()).back().details.front().text, "3 bytes that were withheld");
+}
+
+TEST_F(JournalWordsTest, Services_AreBlocksOfTheirOwn) {
+  Add(R"("vconf_get_str","key":"k","value":null)");
+  Add(R"("system_info_get_value_string","key":0,"result":0,"value":"m\u0001")");
+  Add(R"("system_info_get_value_string","key":1,"result":-1)");
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  the setting \"k\"\n    value          none\n"
+            "\n    0.002000 s  the system information 0\n    value          \"m\\x01\"\n"
+            "\n    0.003000 s  the system information 1\n    value          none, result -1\n");
+}
+
+TEST_F(JournalWordsTest, Processes_HaveTheirOwnBlocks) {
+  Connect(7);
+  Connect(8);
+  Close(7);
+  Close(8);
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a connection without a command  [process 7, thread 7]\n"
+            "\n    0.002000 s  a connection without a command  [process 8, thread 8]\n");
+}
+
+TEST_F(JournalWordsTest, Json_HasTheSameSteps) {
+  Add(R"("vconf_get_str","key":"k","value":"v")");
+  RecordedRun run = Run();
+  run.problem = "journal:3: is cut";
+  const Json json = Json::parse(RunAsJson(run));
+  EXPECT_EQ(json["head"]["program"], "tool");
+  EXPECT_EQ(json["steps"], Json::parse(R"([{"time":1000000,"pid":7,"tid":7,"line":2,)"
+                                       R"("title":"the setting \"k\"",)"
+                                       R"("details":[{"label":"value","text":"\"v\""}]}])"));
+  EXPECT_EQ(json["problem"], "journal:3: is cut");
+  EXPECT_TRUE(Json::parse(RunAsJson(Run()))["problem"].is_null());
+}
+
+TEST_F(JournalWordsTest, Call_IsOneLine) {
+  Invoke(kUpdate, R"({"number":4294901773,"name":"TEEC_ERROR_BUSY"})");
+  EXPECT_EQ(CallInWords(Run().calls[0]),
+            "TEEC_InvokeCommand session=1 command=vm_updateFW result=TEEC_ERROR_BUSY "
+            "origin=TEEC_ORIGIN_TRUSTED_APP");
+}
+
+}  // namespace
+}  // namespace vam
