@@ -31,6 +31,45 @@ bool IsHex(const std::string& text) {
   return text.size() % 2 == 0 && text.find_first_not_of("0123456789abcdefABCDEF") == text.npos;
 }
 
+/// Returns where the text, in quotes, that begins at `start` ends, or the line does; of a text in
+/// three quotes that has no end, the end of `file`.
+std::size_t EndOfText(std::string_view file, std::size_t start) {
+  const char quote = file[start];
+  const bool hasLines = file.substr(start, 3) == std::string(3, quote);
+  const std::string quotes(hasLines ? 3 : 1, quote);
+  for (std::size_t i = start + quotes.size(); i < file.size(); ++i) {
+    if (file[i] == '\n' && !hasLines) {
+      return i;
+    }
+    if (file[i] == '\\' && quote == '"') {
+      ++i;
+    } else if (file.substr(i, quotes.size()) == quotes) {
+      // Up to two quotes more belong to a text in three.
+      return hasLines ? file.find_first_not_of(quote, i) : i + 1;
+    }
+  }
+  return file.size();
+}
+
+/// Returns where `file` has a character that is not ASCII outside of texts and comments, or npos.
+/// TOML has none there, and what the parser does with one is undefined.
+std::size_t ForeignCharacter(std::string_view file) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::size_t i = file.substr(0, kByteOrderMark.size()) == kByteOrderMark ? 3 : 0;
+  while (i < file.size()) {
+    if (file[i] == '"' || file[i] == '\'') {
+      i = EndOfText(file, i);
+    } else if (file[i] == '#') {
+      i = file.find('\n', i);
+    } else if ((file[i] & 0x80) != 0) {
+      return i;
+    } else {
+      ++i;
+    }
+  }
+  return std::string_view::npos;
+}
+
 }  // namespace
 
 struct BoardSection::Contents {
@@ -54,6 +93,14 @@ struct BoardSection::Contents {
 };
 
 BoardSection BoardSection::Parse(const std::string& text, const std::string& name) {
+  const std::size_t foreign = ForeignCharacter(text);
+  if (foreign != std::string::npos) {
+    const auto line =
+        std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(foreign), '\n');
+    throw BoardError(name + ":" + std::to_string(line + 1) +
+                     ": not a TOML file: only texts in quotes and comments have letters that are "
+                     "not ASCII");
+  }
   try {
     return BoardSection(std::make_shared<Contents>(
         Contents{name, "the file", std::make_shared<toml::table>(toml::parse(text, name))}));

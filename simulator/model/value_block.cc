@@ -87,11 +87,12 @@ bool put_blob(ValueCursor& cursor, const void* bytes, uint32_t length) {
   if (place == nullptr || length > cursor.size - cursor.position - kHeadSize) {
     return false;
   }
+  if (length != 0) {
+    // They may be a value of this very block.
+    memmove(place + kHeadSize, bytes, length);
+  }
   place[0] = kBlobTag;
   store_number(place + kTagSize, length);
-  if (length != 0) {
-    memcpy(place + kHeadSize, bytes, length);
-  }
   end_values(cursor, cursor.position + kHeadSize + length);
   return true;
 }

@@ -29,6 +29,17 @@ TEST_F(ValueBlockTest, Values_AreLaidOutAsDocumented) {
               ElementsAre(16, 0, 0, 0, 'i', 0xFE, 0xFF, 0xFF, 0xFF, 'b', 2, 0, 0, 0, 'a', 'b'));
 }
 
+TEST_F(ValueBlockTest, Blob_ThatOverlapsItsPlaceInTheBlock_IsPutWhole) {
+  ValueCursor cursor = Cursor();
+  std::memcpy(block.data() + 6, "abcdefgh", 8);
+  ASSERT_TRUE(put_blob(cursor, block.data() + 6, 8));
+  ValueCursor reader = Cursor();
+  const std::uint8_t* bytes = get_blob(reader, 8);
+  ASSERT_NE(bytes, nullptr);
+  EXPECT_EQ(std::vector<std::uint8_t>(bytes, bytes + 8),
+            (std::vector<std::uint8_t>{'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'}));
+}
+
 TEST_F(ValueBlockTest, Values_ComeBackInTheirOrder) {
   ValueCursor writer = Cursor();
   ASSERT_TRUE(put_int(writer, INT32_MIN));
