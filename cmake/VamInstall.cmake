@@ -1,5 +1,5 @@
-# What is installed where, in four components: runtime (the tool), development (libraries and
-# headers), vamctl, and simulator (the simulated board).
+# What is installed where, in five components: runtime (the tool), development (libraries and
+# headers), vamctl, recorder (vam-record), and simulator (the simulated board).
 
 set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
 # The stand-ins have the names of a device's libraries, so they stay out of the loader's way.

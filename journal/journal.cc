@@ -80,25 +80,37 @@ bool WriteWhole(int file, const std::string& text) {
   return written >= 0;
 }
 
-/// Makes a regular file private; what else takes lines is left as it is.
-bool MakePrivate(int file) {
+/// Empties a regular file and makes it private; what else takes lines is left as it is. Returns
+/// false for what `kind` does not take; errno tells why.
+bool MakePrivate(int file, JournalFile kind) {
   struct stat status;
-  return fstat(file, &status) == 0 && (!S_ISREG(status.st_mode) || fchmod(file, 0600) == 0);
+  if (fstat(file, &status) != 0) {
+    return false;
+  }
+  const bool isRegular = S_ISREG(status.st_mode);
+  if (kind != JournalFile::kAny &&
+      (!isRegular || status.st_uid != geteuid() || status.st_nlink != 1)) {
+    errno = EPERM;
+    return false;
+  }
+  return !isRegular || (fchmod(file, 0600) == 0 && ftruncate(file, 0) == 0);
 }
 
 }  // namespace
 
 std::uint64_t BootTime() { return Now(CLOCK_BOOTTIME); }
 
-bool StartJournal(const std::string& path, const JournalHead& head, JournalSettings& settings) {
-  const int file =
-      open(path.c_str(),
-           O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
+bool StartJournal(const std::string& path, const JournalHead& head, JournalSettings& settings,
+                  JournalFile kind) {
+  int flags = O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  flags |= kind == JournalFile::kAny ? 0 : O_NOFOLLOW;
+  flags |= kind == JournalFile::kNew ? O_EXCL : 0;
+  const int file = open(path.c_str(), flags, 0600);
   if (file < 0) {
     return false;
   }
   settings.start = BootTime();
-  const bool done = MakePrivate(file) && WriteWhole(file, HeadLine(head, settings));
+  const bool done = MakePrivate(file, kind) && WriteWhole(file, HeadLine(head, settings));
   const int error = errno;
   close(file);
   errno = error;
@@ -121,8 +133,13 @@ bool Journal::Open() {
   if (file < 0) {
     return false;
   }
-  // Off the standard streams: what a program writes to one that its caller closed stays lost.
-  descriptor = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  // Off the standard streams, so that what a program writes to one that its caller closed stays
+  // lost. And off the first descriptors, so that the program gets the ones it would get without.
+  constexpr int kHigh = 512;
+  descriptor = fcntl(file, F_DUPFD_CLOEXEC, kHigh);
+  if (descriptor < 0) {
+    descriptor = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  }
   close(file);
   return fstat(descriptor, &opened) == 0;
 }

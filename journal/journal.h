@@ -34,11 +34,23 @@ struct JournalHead {
   std::string build;
 };
 
-/// Makes `path` a journal that has its head and no line: a new file, or a regular file that is
-/// emptied, private to its owner (mode 0600); or what else takes lines. `settings.start` becomes
-/// this moment. Returns whether that was done; errno tells why not.
+/// Which files may become a journal. A regular file is emptied, and is private to its owner (mode
+/// 0600).
+enum class JournalFile {
+  /// A new file, a regular file, or what else takes lines. Symbolic links are followed.
+  kAny,
+  /// A new file, or a regular file of the caller's own that has no other name. A symbolic link is
+  /// refused.
+  kOwn,
+  /// A new file.
+  kNew,
+};
+
+/// Makes `path` a journal that has its head and no line. `settings.start` becomes this moment.
+/// Returns whether that was done; errno tells why not: EPERM for a file that is not the caller's
+/// own.
 [[nodiscard]] bool StartJournal(const std::string& path, const JournalHead& head,
-                                JournalSettings& settings);
+                                JournalSettings& settings, JournalFile kind = JournalFile::kAny);
 
 /// A journal that was started, as one process appends to it.
 class Journal {
