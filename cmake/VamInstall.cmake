@@ -5,14 +5,30 @@ set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
 # The stand-ins have the names of a device's libraries, so they stay out of the loader's way.
 set(VAM_SIMULATOR_FOLDER ${CMAKE_INSTALL_LIBDIR}/vam-simulator)
 
+# vam_install(argument of install()...)
+# Installs, unless VAM_INSTALL is off.
+function(vam_install)
+  if(VAM_INSTALL)
+    install(${ARGN})
+  endif()
+endfunction()
+
 # vam_install_library(TARGET [HEADERS path...])
 # Installs a target vam_NAME for development as vam::NAME, with the headers that its users include.
-# They are given from the repository's root.
+# They are given from the repository's root. A project that adds this one has vam::NAME too, and
+# includes the headers as if they were installed.
 function(vam_install_library target)
   cmake_parse_arguments(arg "" "" "HEADERS" ${ARGN})
   string(REGEX REPLACE "^vam_" "" name ${target})
+  add_library(vam::${name} ALIAS ${target})
+  foreach(header IN LISTS arg_HEADERS)
+    set(link ${PROJECT_BINARY_DIR}/include-roots/${target}/vam/${header})
+    get_filename_component(parent ${link} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${link} SYMBOLIC)
+  endforeach()
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
-  install(
+  vam_install(
     TARGETS ${target}
     EXPORT vam
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
@@ -29,7 +45,7 @@ function(vam_install_program target component folder)
          ${CMAKE_INSTALL_PREFIX}/${VAM_SIMULATOR_FOLDER})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${simulator}")
   endif()
-  install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT ${component})
+  vam_install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
 # vam_install_stand_in(TARGET HEADER)
@@ -40,13 +56,13 @@ function(vam_install_stand_in target header)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   target_include_directories(
     ${target} SYSTEM INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vam-simulator>)
-  install(
+  vam_install(
     TARGETS ${target}
     EXPORT vam
     LIBRARY DESTINATION ${VAM_SIMULATOR_FOLDER}
             COMPONENT simulator
             NAMELINK_COMPONENT development)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vam-simulator
+  vam_install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vam-simulator
           COMPONENT development)
 endfunction()
 
@@ -54,6 +70,9 @@ endfunction()
 # Installs what users of the libraries need: the headers, the CMake package and the pkg-config files.
 # REQUIRES: every target has been added.
 function(vam_install_package)
+  if(NOT VAM_INSTALL)
+    return()
+  endif()
   include(CMakePackageConfigHelpers)
 
   get_property(headers GLOBAL PROPERTY VAM_INSTALLED_HEADERS)
@@ -67,13 +86,14 @@ function(vam_install_package)
   install(DIRECTORY ${staging}/vam DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
   get_property(vam_sdk_libraries GLOBAL PROPERTY VAM_SDK_LIBRARIES)
+  set(vam_components driver interface platform report tee version)
   if(TARGET vam_util)
+    list(APPEND vam_components util)
     set(vam_find_dependencies "find_dependency(OpenSSL ${VAM_OLDEST_OPENSSL} COMPONENTS Crypto)")
   endif()
   configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/vam-config.cmake.in ${PROJECT_BINARY_DIR}/vam-config.cmake
-    INSTALL_DESTINATION ${VAM_PACKAGE_FOLDER} NO_SET_AND_CHECK_MACRO
-    NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+    INSTALL_DESTINATION ${VAM_PACKAGE_FOLDER} NO_SET_AND_CHECK_MACRO)
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/vam-config-version.cmake
                                    COMPATIBILITY SameMajorVersion)
   install(
@@ -127,7 +147,10 @@ endfunction()
 # vam_compress(FILE)
 # Makes FILE.gz of a file in the current binary folder. The same file gives the same bytes.
 function(vam_compress file)
-  execute_process(COMMAND gzip -9 --no-name --force --keep ${file}
+  if(NOT VAM_INSTALL)
+    return()
+  endif()
+  execute_process(COMMAND ${VAM_GZIP} -9 --no-name --force --keep ${file}
                   WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} RESULT_VARIABLE result)
   if(NOT result EQUAL 0)
     message(FATAL_ERROR "gzip could not compress ${CMAKE_CURRENT_BINARY_DIR}/${file}.")

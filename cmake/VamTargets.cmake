@@ -24,14 +24,15 @@ function(vam_expose target)
 endfunction()
 
 # vam_strict(TARGET)
-# Compiles TARGET as C++17, whatever the compiler's default is, with warnings as errors. A library's
-# users may take a later standard.
+# Compiles TARGET as C++17, whatever the compiler's default is, with warnings. A library's users may
+# take a later standard.
 function(vam_strict target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(
     ${target} PROPERTIES CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
                          POSITION_INDEPENDENT_CODE ON)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+                         $<$<BOOL:${VAM_WARNINGS_AS_ERRORS}>:-Werror>)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     # Without these, stat fails for a file of 2 GiB and for a time after 2038. glibc takes the second
     # only with the first, and ignores it before 2.34.

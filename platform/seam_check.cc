@@ -15,6 +15,10 @@
 
 namespace {
 
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "This target is big-endian. The trusted application writes its numbers as "
+              "little-endian, and they are copied byte for byte.");
+
 static_assert(TEEC_SUCCESS == 0, "TEEC_SUCCESS must be 0");
 static_assert(TEEC_ERROR_GENERIC == 0xFFFF0000, "TEEC_ERROR_GENERIC differs from the standard");
 static_assert(TEEC_ERROR_NO_DATA == 0xFFFF000B, "TEEC_ERROR_NO_DATA differs from the standard");

@@ -9,6 +9,14 @@ prefix=$work/prefix
 rm -rf "$work"
 mkdir -p "$work"
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
+# The unit starts what was installed.
+read -r recorder tool < <(sed -nE 's/^ExecStart=([^ ]*) .* -- (.*)$/\1 \2/p' \
+  "$work/first/lib/systemd/system/vam-update.service")
+[ "$recorder" = "$work/first/bin/vam-verdict" ] && [ -x "$recorder" ] &&
+  [ "$tool" = "$work/first/sbin/vam-update" ] && [ -x "$tool" ] || {
+  echo "the unit starts $recorder and $tool"
+  exit 1
+}
 mv "$work/first" "$prefix"
 
 cp -r "$source/tests/installed" "$work/consumer"
@@ -47,6 +55,19 @@ sed 's|.*|#include <vam/&>|' "$work/headers" >"$work/consumer/every_header.cc"
   cmake -S "$work/consumer" -B "$work/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_CXX_COMPILER="$compiler" && cmake --build "$work/by-cmake"
 } >"$work/by-cmake.log" 2>&1 || { cat "$work/by-cmake.log" && exit 1; }
+
+# A component that no build has.
+mkdir "$work/no-component"
+printf 'cmake_minimum_required(VERSION 3.18)\nproject(p CXX)\nfind_package(vam REQUIRED COMPONENTS tee telemetry)\n' \
+  >"$work/no-component/CMakeLists.txt"
+if cmake -S "$work/no-component" -B "$work/no-component/build" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_CXX_COMPILER="$compiler" >"$work/no-component.log" 2>&1 ||
+  ! tr -s ' \n' ' ' <"$work/no-component.log" | grep -qF "This build of vam has no component telemetry; \
+it has driver, interface, platform, report, tee, version, util."; then
+  cat "$work/no-component.log"
+  echo "a component that there is not is not refused by name"
+  exit 1
+fi
 
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vam.pc)")
 export PKG_CONFIG_PATH

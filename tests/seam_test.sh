@@ -24,6 +24,14 @@ without() {
 }
 
 compile "$work/whole" platform/seam_check.cc
+# As a compiler for a big-endian target reads it.
+if "$compiler" -std=c++17 -fsyntax-only -w -I "$source" -I "$work/whole" -U__BYTE_ORDER__ \
+  -D__BYTE_ORDER__=__ORDER_BIG_ENDIAN__ platform/seam_check.cc 2>"$work/errors" ||
+  ! grep -q 'seam_check\.cc:.* error: .*This target is big-endian' "$work/errors"; then
+  cat "$work/errors"
+  echo "a big-endian target is not refused with a reason"
+  exit 1
+fi
 # Every name in the headers but the words of the language.
 words='class|public|protected|private|virtual|override|const|extern|return|typedef|struct|union|enum'
 words+='|void|char|short|int|long|unsigned|size_t|define|include|ifdef|ifndef|endif'
