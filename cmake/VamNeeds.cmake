@@ -34,6 +34,8 @@ function(vam_need what found)
   endif()
 endfunction()
 
+find_package(Threads REQUIRED)
+
 # Who asks for what.
 set(vamctl "")
 set(simulated_tee "")

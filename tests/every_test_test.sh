@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# CTest runs every *_test.cc, *_test.sh and *_fuzz.cc of the tree, and each test in them. Otherwise
+# CTest runs every *_test.cc, *_test.sh and *_fuzz.cc of the tree, and each test in them, and what
+# docs/porting.md says is tested. Otherwise
 # nobody would notice a test that is not built, or one that is marked as disabled.
 # Usage: every_test_test.sh SOURCE BUILD CTEST
 set -euo pipefail
@@ -33,6 +34,15 @@ while IFS= read -r file; do
   fi
 done < <(cd "$source" && find . -path './build*' -prune -o -path './.git' -prune -o \
   \( -name '*_test.cc' -o -name '*_test.sh' -o -name '*_fuzz.cc' \) -printf '%P\n')
+
+# The page that says what is tested names tests that there are.
+while IFS= read -r name; do
+  [ "$name" != "scripts/test" ] || continue
+  if ! grep -qE "\"name\" : \"${name//+/\\+}\"" <<<"$listed"; then
+    echo "docs/porting.md names the test $name, which is not run" >&2
+    failed=1
+  fi
+done < <(sed -nE '/^## What is tested/,$s/^\|.*\| `([^`]+)`( \*)? \|$/\1/p' "$source/docs/porting.md")
 
 if grep -rn --include='*_test.cc' --exclude-dir='build*' 'DISABLED_' "$source" >&2; then
   echo "a test is disabled" >&2
