@@ -43,7 +43,7 @@ std::string BootId() {
 }
 
 std::string HeadLine(const JournalHead& head, const JournalSettings& settings) {
-  std::string line = "{\"format\":" + std::to_string(kJournalFormat) +
+  std::string line = "{\"format\":" + InDecimal(kJournalFormat) +
                      ",\"program\":" + QuotedText(head.program) + ",\"arguments\":";
   // A key may stand on the command line.
   if (settings.withKeys) {
@@ -58,8 +58,8 @@ std::string HeadLine(const JournalHead& head, const JournalSettings& settings) {
   line += ",\"build\":" + QuotedText(head.build) +
           ",\"keys\":" + (settings.withKeys ? "true" : "false") +
           ",\"clock\":{\"bootId\":" + QuotedText(BootId()) +
-          ",\"bootTime\":" + std::to_string(settings.start) +
-          ",\"realTime\":" + std::to_string(Now(CLOCK_REALTIME)) + "}}\n";
+          ",\"bootTime\":" + InDecimal(static_cast<std::int64_t>(settings.start)) +
+          ",\"realTime\":" + InDecimal(static_cast<std::int64_t>(Now(CLOCK_REALTIME))) + "}}\n";
   return line;
 }
 

@@ -19,10 +19,12 @@ namespace vam {
 JournalLine::JournalLine(Journal* file, std::string_view call)
     : journal(file != nullptr && file->IsKept() ? file : nullptr) {
   if (journal != nullptr) {
-    line = "{\"time\":" + std::to_string(BootTime() - journal->Settings().start) +
-           ",\"pid\":" + std::to_string(getpid()) +
-           // The C library got a name for this call only in 2.30.
-           ",\"tid\":" + std::to_string(syscall(SYS_gettid)) + ",\"call\":" + QuotedText(call);
+    line = '{';
+    Number("time", static_cast<std::int64_t>(BootTime() - journal->Settings().start));
+    Number("pid", getpid());
+    // The C library got a name for this call only in 2.30.
+    Number("tid", syscall(SYS_gettid));
+    Raw("call", QuotedText(call));
   }
 }
 
@@ -50,7 +52,7 @@ JournalLine& JournalLine::Raw(const char* key, std::string_view value) {
 }
 
 JournalLine& JournalLine::Number(const char* key, std::int64_t value) {
-  return Raw(key, std::to_string(value));
+  return Raw(key, InDecimal(value));
 }
 
 JournalLine& JournalLine::Truth(const char* key, bool value) {
@@ -62,24 +64,32 @@ JournalLine& JournalLine::Text(const char* key, const char* value) {
 }
 
 JournalLine& JournalLine::Bytes(const char* key, const void* bytes, std::size_t count) {
-  return Raw(key, journal == nullptr || bytes == nullptr ? "null"
-                                                         : '"' + InHexadecimal(bytes, count) + '"');
+  if (journal == nullptr || bytes == nullptr) {
+    return Raw(key, "null");
+  }
+  Raw(key, "\"");
+  line += InHexadecimal(bytes, count);
+  line += '"';
+  return *this;
 }
 
 JournalLine& JournalLine::KeyBytes(const char* key, const void* bytes, std::size_t count) {
   if (journal == nullptr || bytes == nullptr || journal->Settings().withKeys) {
     return Bytes(key, bytes, count);
   }
-  return Raw(key, "{\"length\":" + std::to_string(count) + ",\"sha256\":\"" +
-                      Sha256InHex(bytes, count) + "\"}");
+  Raw(key, "{");
+  Number("length", static_cast<std::int64_t>(count));
+  Raw("sha256", QuotedText(Sha256InHex(bytes, count)));
+  return EndObject();
 }
 
 JournalLine& JournalLine::NumberWithName(const char* key, std::int64_t number, const char* name) {
-  std::string value = "{\"number\":" + std::to_string(number);
+  Raw(key, "{");
+  Number("number", number);
   if (name != nullptr) {
-    value += ",\"name\":" + QuotedText(name);
+    Text("name", name);
   }
-  return Raw(key, value + "}");
+  return EndObject();
 }
 
 JournalLine& JournalLine::Command(std::uint32_t identifier) {

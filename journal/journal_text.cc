@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,13 @@ std::string QuotedText(std::string_view bytes) {
     }
   }
   return text + "\"";
+}
+
+std::string InDecimal(std::int64_t value) {
+  // Longer than any, and without the tables of std::to_string().
+  char text[24];
+  std::snprintf(text, sizeof text, "%lld", static_cast<long long>(value));
+  return text;
 }
 
 std::string InHexadecimal(const void* bytes, std::size_t count) {

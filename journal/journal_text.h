@@ -2,6 +2,7 @@
 #define JOURNAL_JOURNAL_TEXT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,9 @@ namespace vam {
 /// Returns `bytes` as a JSON string of ASCII alone, with a character for each byte: U+0000 to
 /// U+00FF. So any bytes come back, and a line stays a line.
 [[nodiscard]] std::string QuotedText(std::string_view bytes);
+
+/// Returns `value` in decimal.
+[[nodiscard]] std::string InDecimal(std::int64_t value);
 
 /// Returns `count` bytes in hexadecimal, two small digits a byte.
 [[nodiscard]] std::string InHexadecimal(const void* bytes, std::size_t count);

@@ -44,14 +44,14 @@ struct ProcessRecording {
   Journal journal;
 };
 
-ProcessRecording* current = nullptr;
+ProcessRecording* process = nullptr;
 
 /// Finds the recording before the program has threads.
 [[gnu::constructor]] void FindRecording() {
   const int error = errno;
   Recording recording;
   if (ReadRecording(std::getenv(Recording::kEnvironmentVariable), recording)) {
-    current = new (std::nothrow) ProcessRecording(recording);
+    process = new (std::nothrow) ProcessRecording(recording);
   }
   errno = error;
 }
@@ -91,10 +91,43 @@ void* FindInAllThatIsLoaded(const char* name) {
 thread_local int Call::depth = 0;
 
 Journal* Call::File() {
-  return current == nullptr || current->isStopped ? nullptr : &current->journal;
+  return process == nullptr || process->isStopped ? nullptr : &process->journal;
 }
 
-void Call::Lose(const char* why) { current->Stop(why); }
+Call::Call() : isTheProgramsOwn(depth++ == 0) {}
+
+Call::~Call() { --depth; }
+
+bool Call::IsRecorded() const { return isTheProgramsOwn && File() != nullptr; }
+
+void Call::Guard(void (*look)(void*), void* argument) noexcept {
+  const int error = errno;
+  try {
+    look(argument);
+  } catch (...) {
+    process->Stop("not enough memory");
+  }
+  errno = error;
+}
+
+void Call::Write(const char* name, void (*fill)(void*, JournalLine&),
+                 void* argument) const noexcept {
+  if (!IsRecorded()) {
+    return;
+  }
+  struct Line {
+    const char* name;
+    void (*fill)(void*, JournalLine&);
+    void* argument;
+  } line = {name, fill, argument};
+  Guard(
+      [](void* given) {
+        const auto& asked = *static_cast<Line*>(given);
+        JournalLine written(File(), asked.name);
+        asked.fill(asked.argument, written);
+      },
+      &line);
+}
 
 bool NextSymbol::IsThere() {
   if (found == nullptr) {

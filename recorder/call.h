@@ -38,44 +38,37 @@ class NextSymbol {
 /// is that library's business and is not recorded.
 class Call {
  public:
-  Call() : isTheProgramsOwn(depth++ == 0) {}
-  ~Call() { --depth; }
+  Call();
+  ~Call();
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
 
   /// Whether the call is recorded.
-  [[nodiscard]] bool IsRecorded() const { return isTheProgramsOwn && File() != nullptr; }
+  [[nodiscard]] bool IsRecorded() const;
 
   /// Runs `look` before the call where the call is recorded. Leaves the error number as it is, and
   /// lets nothing out: the recorder's troubles are not the program's.
   template <typename Look>
   void Prepare(Look look) const noexcept {
-    if (!IsRecorded()) {
-      return;
+    if (IsRecorded()) {
+      Guard([](void* argument) { (*static_cast<Look*>(argument))(); }, &look);
     }
-    const int error = errno;
-    try {
-      look();
-    } catch (...) {
-      Lose("not enough memory");
-    }
-    errno = error;
   }
 
   /// Records the call by `fill`, which gets the call's line and adds to it. As careful as
   /// Prepare().
   template <typename Fill>
   void Record(const char* name, Fill fill) const noexcept {
-    Prepare([&] {
-      JournalLine line(File(), name);
-      fill(line);
-    });
+    Write(
+        name, [](void* argument, JournalLine& line) { (*static_cast<Fill*>(argument))(line); },
+        &fill);
   }
 
  private:
   /// The journal; null where this process is not recorded, or no more.
   static Journal* File();
-  static void Lose(const char* why);
+  static void Guard(void (*look)(void*), void* argument) noexcept;
+  void Write(const char* name, void (*fill)(void*, JournalLine&), void* argument) const noexcept;
 
   static thread_local int depth;
   const bool isTheProgramsOwn;

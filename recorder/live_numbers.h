@@ -56,7 +56,7 @@ class LiveNumbers {
     std::atomic<Key> key{0};
     std::atomic<std::uint32_t> number{0};
   };
-  static constexpr int kSlotsInABlock = 32;
+  static constexpr int kSlotsInABlock = 16;
   struct Block {
     std::array<Slot, kSlotsInABlock> slots;
     /// Lives as long as the process.

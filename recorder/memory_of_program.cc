@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
-#include <optional>
 #include <string>
 
 namespace vam {
@@ -32,19 +31,19 @@ bool CopyFromProgram(void* to, const void* from, std::size_t size) {
   return copied == static_cast<long>(size);
 }
 
-std::optional<std::string> BytesOfProgram(const void* from, std::size_t size) {
+bool ReadProgram(const void* from, std::size_t size, std::string& bytes) {
   // A wrong size can be larger than any memory.
   constexpr std::size_t kPiece = 65536;
-  std::string bytes;
+  bytes.clear();
   while (bytes.size() < size) {
     const std::size_t done = bytes.size();
     const std::size_t piece = std::min(kPiece, size - done);
     bytes.resize(done + piece);
     if (!CopyFromProgram(&bytes[done], static_cast<const char*>(from) + done, piece)) {
-      return std::nullopt;
+      return false;
     }
   }
-  return bytes;
+  return true;
 }
 
 }  // namespace vam

@@ -2,7 +2,6 @@
 #define RECORDER_MEMORY_OF_PROGRAM_H_
 
 #include <cstddef>
-#include <optional>
 #include <string>
 
 namespace vam {
@@ -11,8 +10,8 @@ namespace vam {
 /// has no memory at `from`: its wrong addresses are for the real library to judge.
 [[nodiscard]] bool CopyFromProgram(void* to, const void* from, std::size_t size);
 
-/// Returns `size` bytes of the program's; none where it has no memory there.
-[[nodiscard]] std::optional<std::string> BytesOfProgram(const void* from, std::size_t size);
+/// Fills `bytes` with `size` bytes of the program's. Returns false where it has no memory there.
+[[nodiscard]] bool ReadProgram(const void* from, std::size_t size, std::string& bytes);
 
 }  // namespace vam
 

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <string>
 
 namespace vam {
@@ -15,9 +14,12 @@ namespace {
 
 TEST(MemoryOfProgramTest, Bytes_AreCopied) {
   const std::string bytes(200000, 'x');
-  EXPECT_EQ(BytesOfProgram(bytes.data(), bytes.size()), bytes);
-  EXPECT_EQ(BytesOfProgram(bytes.data(), 0), "");
-  EXPECT_EQ(BytesOfProgram(nullptr, 0), "");
+  std::string read = "before";
+  EXPECT_TRUE(ReadProgram(bytes.data(), bytes.size(), read));
+  EXPECT_EQ(read, bytes);
+  EXPECT_TRUE(ReadProgram(bytes.data(), 0, read));
+  EXPECT_EQ(read, "");
+  EXPECT_TRUE(ReadProgram(nullptr, 0, read));
   std::int32_t number = 0;
   const std::int32_t seven = 7;
   EXPECT_TRUE(CopyFromProgram(&number, &seven, sizeof number));
@@ -32,10 +34,12 @@ TEST(MemoryOfProgramTest, WhereIsNoMemory_NothingIsCopiedAndNothingHappens) {
   std::memset(pages, 'y', kPage);
   ASSERT_EQ(munmap(static_cast<char*>(pages) + kPage, kPage), 0);
   errno = ENOTTY;
-  EXPECT_EQ(BytesOfProgram(pages, kPage), std::string(kPage, 'y'));
-  EXPECT_EQ(BytesOfProgram(pages, kPage + 1), std::nullopt);
-  EXPECT_EQ(BytesOfProgram(pages, SIZE_MAX), std::nullopt);
-  EXPECT_EQ(BytesOfProgram(nullptr, 1), std::nullopt);
+  std::string read;
+  EXPECT_TRUE(ReadProgram(pages, kPage, read));
+  EXPECT_EQ(read, std::string(kPage, 'y'));
+  EXPECT_FALSE(ReadProgram(pages, kPage + 1, read));
+  EXPECT_FALSE(ReadProgram(pages, SIZE_MAX, read));
+  EXPECT_FALSE(ReadProgram(nullptr, 1, read));
   EXPECT_EQ(errno, ENOTTY);
   munmap(pages, kPage);
 }

@@ -77,11 +77,29 @@ bool IsNode(int folder, const char* path) {
   return is;
 }
 
-/// Opens the node by `proceed`.
-template <typename Proceed>
-int OpenNode(int flags, Proceed proceed) {
+/// How a function of the open() family is called.
+enum class Form { kPath, kPathAlone, kFolder, kFolderAlone };
+
+int Proceed(NextSymbol& next, Form form, int folder, const char* path, int flags, mode_t mode) {
+  switch (form) {
+    case Form::kPath:
+      return next.As<int(const char*, int, ...)>()(path, flags, mode);
+    case Form::kPathAlone:
+      return next.As<int(const char*, int)>()(path, flags);
+    case Form::kFolder:
+      return next.As<int(int, const char*, int, ...)>()(folder, path, flags, mode);
+    default:
+      return next.As<int(int, const char*, int)>()(folder, path, flags);
+  }
+}
+
+/// Opens a file by `next`, and records it where it is the node.
+int OpenAt(NextSymbol& next, Form form, int folder, const char* path, int flags, mode_t mode) {
+  if (!IsNode(folder, path)) {
+    return Proceed(next, form, folder, path, flags, mode);
+  }
   const Call call;
-  const int descriptor = proceed();
+  const int descriptor = Proceed(next, form, folder, path, flags, mode);
   const int error = errno;
   call.Record("open", [=](JournalLine& line) {
     line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
@@ -97,11 +115,6 @@ int OpenNode(int flags, Proceed proceed) {
     line.Number("descriptor", openings.Make(KeyOf(descriptor)));
   });
   return descriptor;
-}
-
-template <typename Proceed>
-int OpenAt(int folder, const char* path, int flags, Proceed proceed) {
-  return IsNode(folder, path) ? OpenNode(flags, proceed) : proceed();
 }
 
 /// The mode that follows the named arguments of open() and its kin, where there is one.
@@ -159,8 +172,6 @@ NextSymbol nextOpenChecked("__open_2");
 NextSymbol nextOpen64Checked("__open64_2");
 NextSymbol nextOpenatChecked("__openat_2");
 NextSymbol nextOpenat64Checked("__openat64_2");
-NextSymbol nextCreat("creat");
-NextSymbol nextCreat64("creat64");
 NextSymbol nextClose("close");
 NextSymbol nextIoctl("ioctl");
 NextSymbol nextIoctlTime64("__ioctl_time64");
@@ -174,10 +185,9 @@ NextSymbol nextFcntlTime64("__fcntl_time64");
 /// Looks up everything before the program has threads: what a thread does at a fork, its child
 /// cannot wait for.
 [[gnu::constructor]] void FindEverything() {
-  for (NextSymbol* each :
-       {&nextOpen, &nextOpen64, &nextOpenat, &nextOpenat64, &nextOpenChecked, &nextOpen64Checked,
-        &nextOpenatChecked, &nextOpenat64Checked, &nextCreat, &nextCreat64, &nextClose, &nextIoctl,
-        &nextDup, &nextDup2, &nextDup3, &nextFcntl, &nextFcntl64}) {
+  for (NextSymbol* each : {&nextOpen, &nextOpen64, &nextOpenat, &nextOpenat64, &nextOpenChecked,
+                           &nextOpen64Checked, &nextOpenatChecked, &nextOpenat64Checked, &nextClose,
+                           &nextIoctl, &nextDup, &nextDup2, &nextDup3, &nextFcntl, &nextFcntl64}) {
     static_cast<void>(each->IsThere());
   }
 }
@@ -214,8 +224,7 @@ int RecordedOpen(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = ModeIn(arguments, flags);
   va_end(arguments);
-  return OpenAt(AT_FDCWD, path, flags,
-                [=] { return nextOpen.As<int(const char*, int, ...)>()(path, flags, mode); });
+  return OpenAt(nextOpen, Form::kPath, AT_FDCWD, path, flags, mode);
 }
 
 int RecordedOpen64(const char* path, int flags, ...) {
@@ -223,8 +232,7 @@ int RecordedOpen64(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = ModeIn(arguments, flags);
   va_end(arguments);
-  return OpenAt(AT_FDCWD, path, flags,
-                [=] { return nextOpen64.As<int(const char*, int, ...)>()(path, flags, mode); });
+  return OpenAt(nextOpen64, Form::kPath, AT_FDCWD, path, flags, mode);
 }
 
 int RecordedOpenat(int folder, const char* path, int flags, ...) {
@@ -232,9 +240,7 @@ int RecordedOpenat(int folder, const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = ModeIn(arguments, flags);
   va_end(arguments);
-  return OpenAt(folder, path, flags, [=] {
-    return nextOpenat.As<int(int, const char*, int, ...)>()(folder, path, flags, mode);
-  });
+  return OpenAt(nextOpenat, Form::kFolder, folder, path, flags, mode);
 }
 
 int RecordedOpenat64(int folder, const char* path, int flags, ...) {
@@ -242,41 +248,31 @@ int RecordedOpenat64(int folder, const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = ModeIn(arguments, flags);
   va_end(arguments);
-  return OpenAt(folder, path, flags, [=] {
-    return nextOpenat64.As<int(int, const char*, int, ...)>()(folder, path, flags, mode);
-  });
+  return OpenAt(nextOpenat64, Form::kFolder, folder, path, flags, mode);
 }
 
 int RecordedOpenChecked(const char* path, int flags) {
-  return OpenAt(AT_FDCWD, path, flags,
-                [=] { return nextOpenChecked.As<int(const char*, int)>()(path, flags); });
+  return OpenAt(nextOpenChecked, Form::kPathAlone, AT_FDCWD, path, flags, 0);
 }
 
 int RecordedOpen64Checked(const char* path, int flags) {
-  return OpenAt(AT_FDCWD, path, flags,
-                [=] { return nextOpen64Checked.As<int(const char*, int)>()(path, flags); });
+  return OpenAt(nextOpen64Checked, Form::kPathAlone, AT_FDCWD, path, flags, 0);
 }
 
 int RecordedOpenatChecked(int folder, const char* path, int flags) {
-  return OpenAt(folder, path, flags, [=] {
-    return nextOpenatChecked.As<int(int, const char*, int)>()(folder, path, flags);
-  });
+  return OpenAt(nextOpenatChecked, Form::kFolderAlone, folder, path, flags, 0);
 }
 
 int RecordedOpenat64Checked(int folder, const char* path, int flags) {
-  return OpenAt(folder, path, flags, [=] {
-    return nextOpenat64Checked.As<int(int, const char*, int)>()(folder, path, flags);
-  });
+  return OpenAt(nextOpenat64Checked, Form::kFolderAlone, folder, path, flags, 0);
 }
 
 int RecordedCreat(const char* path, mode_t mode) {
-  return OpenAt(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC,
-                [=] { return nextCreat.As<int(const char*, mode_t)>()(path, mode); });
+  return OpenAt(nextOpen, Form::kPath, AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
 int RecordedCreat64(const char* path, mode_t mode) {
-  return OpenAt(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC,
-                [=] { return nextCreat64.As<int(const char*, mode_t)>()(path, mode); });
+  return OpenAt(nextOpen64, Form::kPath, AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
 int RecordedClose(int descriptor) {

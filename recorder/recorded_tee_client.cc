@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <string>
 
 #include "journal/code_names.h"
@@ -58,7 +57,8 @@ struct Parameter {
   /// The memory that it refers to.
   const void* memory = nullptr;
   std::size_t length = 0;
-  std::optional<std::string> before;
+  std::string before;
+  bool hasBefore = false;
 };
 
 // A header need not have the members that no command uses.
@@ -135,14 +135,14 @@ void ReadReturned(const TEEC_Parameter& returned, Parameter& parameter) {
   }
 }
 
-void AddBytes(JournalLine& line, const char* key, const std::optional<std::string>& bytes,
+/// Adds bytes; null where there are none.
+void AddBytes(JournalLine& line, const char* key, const std::string& bytes, bool areThere,
               bool areKeys) {
-  const void* data = bytes ? bytes->data() : nullptr;
-  const std::size_t size = bytes ? bytes->size() : 0;
+  const void* data = areThere ? bytes.data() : nullptr;
   if (areKeys) {
-    line.KeyBytes(key, data, size);
+    line.KeyBytes(key, data, bytes.size());
   } else {
-    line.Bytes(key, data, size);
+    line.Bytes(key, data, bytes.size());
   }
 }
 
@@ -174,10 +174,12 @@ void AddParameter(JournalLine& line, const Parameter& parameter, bool withBytes,
     line.Number("newSize", static_cast<std::int64_t>(parameter.newSize));
   }
   if (withBytes && isInput) {
-    AddBytes(line, "before", parameter.before, areKeys);
+    AddBytes(line, "before", parameter.before, parameter.hasBefore, areKeys);
   }
   if (withBytes && isOutput) {
-    AddBytes(line, "after", vam::BytesOfProgram(parameter.memory, parameter.length), areKeys);
+    std::string after;
+    const bool isThere = vam::ReadProgram(parameter.memory, parameter.length, after);
+    AddBytes(line, "after", after, isThere, areKeys);
   }
 }
 
@@ -197,7 +199,8 @@ class Parameters {
       parameters[i] = ReadGiven(operation->params[i], types >> kTypeBits * i & kTypeMask);
       const bool isRead = withBytes && (parameters[i].directions & kInput) != 0;
       if (isRead && parameters[i].kind != Parameter::Kind::kValue) {
-        parameters[i].before = vam::BytesOfProgram(parameters[i].memory, parameters[i].length);
+        parameters[i].hasBefore =
+            vam::ReadProgram(parameters[i].memory, parameters[i].length, parameters[i].before);
       }
     }
   }

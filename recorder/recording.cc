@@ -10,6 +10,8 @@
 #include <cstring>
 #include <string>
 
+#include "report/texts.h"
+
 namespace vam {
 
 namespace {
@@ -31,8 +33,9 @@ void Note(const std::string& notes, const std::string& bytes, off_t place) {
 }  // namespace
 
 std::string RecordingAsText(const Recording& recording) {
-  return std::to_string(recording.settings.start) + (recording.settings.withKeys ? " 1 " : " 0 ") +
-         recording.notes + ' ' + recording.journal;
+  return Formatted("%llu %d %s %s", static_cast<unsigned long long>(recording.settings.start),
+                   recording.settings.withKeys ? 1 : 0, recording.notes.c_str(),
+                   recording.journal.c_str());
 }
 
 bool ReadRecording(const char* text, Recording& recording) {
@@ -58,7 +61,7 @@ bool ReadRecording(const char* text, Recording& recording) {
 int MakeNotes() { return memfd_create("vam-record", MFD_CLOEXEC); }
 
 std::string PathOfNotes(int descriptor) {
-  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(descriptor);
+  return Formatted("/proc/%d/fd/%d", static_cast<int>(getpid()), descriptor);
 }
 
 RunNotes ReadNotes(int descriptor) {

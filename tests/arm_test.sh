@@ -54,6 +54,19 @@ at_most "${memory_limit[$preset]}" "$(size "$build/sbin/vam-update" | awk 'NR ==
   "vam-update takes in memory"
 check bin/vam-verdict "$interpreter" libc.so.6 libstdc++.so.6
 
+# The recorder: the program, and the library that comes into every program that it records.
+recorder=$build/lib/vam-recorder/libvam_record.so
+at_most 65536 "$(size "$build/bin/vam-record" "$recorder" | awk '{ sum += $4 } END { print sum }')" \
+  "vam-record and its library take in memory"
+readelf --wide --program-headers --dynamic --dyn-syms "$recorder" >"$build/readelf"
+program=libvam_record.so
+expects "relocations made read-only" 'GNU_RELRO'
+expects "binding at start" '\(FLAGS\) +BIND_NOW'
+expects "stack protector" '__stack_chk_fail'
+refuses "an executable stack" 'GNU_STACK.* RWE'
+refuses "another library than the C and C++ runtime's" \
+  'NEEDED.*\[(lib[^cgs]|libc[^.]|libg[^c]|libs[^t])'
+
 # The update tool calls nothing that FORTIFY guards. vamctl does, and is built with the same flags.
 readelf --wide --dyn-syms "$build/bin/vamctl" >"$build/readelf"
 grep -qE '__v?(f|sn)printf_chk' "$build/readelf" || { echo "vamctl: no FORTIFY" && exit 1; }
@@ -96,7 +109,7 @@ cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >"$build/cpack.lo
   cat "$build/cpack.log"
   exit 1
 }
-for name in libvam-dev vam-simulator vam-update vamctl; do
+for name in libvam-dev vam-recorder vam-simulator vam-update vamctl; do
   # The folder in which CPack stages it has one of the same name.
   package=$(find "$build/packages" -maxdepth 1 -name "${name}_*.deb")
   [ "$(dpkg-deb --field "$package" Architecture)" = "$preset" ] || {

@@ -56,7 +56,7 @@ vam-board run --board no-vam --verdict -- vam-update
 vam-board show --board update-needed --state /tmp/chip | grep -E '(system|app) part:'
 rm -r /tmp/chip
 
-dpkg --purge libvam-dev vamctl vam-update vam-simulator >>/mnt/log
+dpkg --purge libvam-dev vamctl vam-recorder vam-update vam-simulator >>/mnt/log
 dpkg --list 'vam*' libvam-dev 2>/dev/null | grep -E '^[a-z][a-z] ' || echo "no package is left"
 listing >/mnt/after
 diff /mnt/before /mnt/after
