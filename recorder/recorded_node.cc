@@ -56,18 +56,24 @@ std::uint32_t OpeningOf(int descriptor) {
 /// Returns whether `path`, relative to `folder`, names the node.
 bool IsNode(int folder, const char* path) {
   static const char* const kName = std::strrchr(kVamDeviceNode, '/') + 1;
-  const std::size_t length = path == nullptr ? 0 : std::strlen(path);
+  if (path == nullptr) {
+    return false;
+  }
+  const std::size_t length = std::strlen(path);
   const std::size_t nameLength = std::strlen(kName);
   if (length < nameLength || std::strcmp(path + length - nameLength, kName) != 0) {
     return false;
   }
-  char parent[PATH_MAX];
+  // The working folder where no other is named.
+  char parent[PATH_MAX] = ".";
   const std::size_t parentLength = length - nameLength;
   if (parentLength >= sizeof parent || (parentLength > 0 && path[parentLength - 1] != '/')) {
     return false;
   }
-  std::memcpy(parent, path, parentLength);
-  std::strcpy(parent + parentLength, parentLength == 0 ? "." : "");
+  if (parentLength > 0) {
+    std::memcpy(parent, path, parentLength);
+    parent[parentLength] = '\0';
+  }
   const int error = errno;
   struct stat found;
   struct stat wanted;
