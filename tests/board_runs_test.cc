@@ -226,10 +226,11 @@ TEST_F(BoardLauncherTest, ChipIsKeptInTheStateFolderAndNewWithoutOne) {
 TEST_F(BoardLauncherTest, ShowsBoardAndChipInWords) {
   EXPECT_EQ(Launch({"show", "--board", "mode-3-failing"}).standardOutput, R"(Board: Mode 3 failing
   The update itself fails: the trusted application refuses mode 3.
+  a run of the update tool: update failed
   device node: present, answers 1
   secure world: present, with the trusted application
   image: system 1.1,04/7,3, app 2.0,11
-  fault 1: vm_updateFW in mode 3, always
+  fault 1: vm_updateFW in mode 3, always: is not carried out and returns 0xFFFF0000 TEEC_ERROR_GENERIC, origin 4
 Chip: whole
   system part: 1.0,17/7,3 (0 bytes)
   app part: 2.0,10 (0 bytes)

@@ -110,7 +110,7 @@ std::map<std::int32_t, std::string> ReadSystemInformation(const BoardSection& se
 
 Board ReadBoardText(const std::string& text, const std::string& name) {
   const BoardSection file = BoardSection::Parse(text, name);
-  file.Allow({"title", "about", "probe", "secure_world", "image", "chip", "settings",
+  file.Allow({"title", "about", "outcome", "probe", "secure_world", "image", "chip", "settings",
               "system_information", "fault"});
   Board board;
   board.title = file.Text("title");
@@ -118,6 +118,7 @@ Board ReadBoardText(const std::string& text, const std::string& name) {
     board.title = std::filesystem::path(name).stem().string();
   }
   board.about = file.Text("about");
+  board.outcome = file.Text("outcome");
   board.probe = ReadProbe(file.Child("probe"));
   board.secureWorld = ReadSecureWorld(file.Child("secure_world"));
   board.image = ReadImage(file.Child("image"));

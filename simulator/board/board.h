@@ -89,6 +89,8 @@ struct Board {
   /// The file's name, without its folder and ending, where the file gives no title.
   std::string title;
   std::string about;
+  /// How a run of the update tool ends there; for people.
+  std::string outcome;
   ProbeSection probe;
   SecureWorldSection secureWorld;
   ImageSection image;

@@ -25,6 +25,9 @@ void AddJournalCommand(CLI::App& program, int& status);
 /// Adds `list`, which lists the boards that ship.
 void AddListCommand(CLI::App& program);
 
+/// Adds `check`, which says whether board files are right. Where one is not, 1 goes to `status`.
+void AddCheckCommand(CLI::App& program, int& status);
+
 }  // namespace vam
 
 #endif  // SIMULATOR_PROGRAMS_BOARD_COMMANDS_H_

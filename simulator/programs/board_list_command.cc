@@ -1,6 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "command_line/program.h"
@@ -12,22 +15,36 @@ namespace vam {
 
 namespace {
 
-constexpr std::size_t kNameWidth = 32;
+std::string Padded(std::string text, std::size_t width) {
+  text.resize(std::max(text.size(), width), ' ');
+  return text + " ";
+}
 
-void ListBoards() {
+void ListBoards(bool asJson) {
+  constexpr std::size_t kNameWidth = 32;
+  constexpr std::size_t kOutcomeWidth = 15;
   std::string text;
+  nlohmann::ordered_json json = nlohmann::ordered_json::array();
   for (const std::filesystem::path& file : BoardsThatShip()) {
-    std::string name = file.stem().string();
-    name.resize(std::max(name.size(), kNameWidth), ' ');
-    text += name + " " + ReadBoardFile(file.string()).title + "\n";
+    const std::string name = file.stem().string();
+    const Board board = ReadBoardFile(file.string());
+    text += Padded(name, kNameWidth) + Padded(board.outcome, kOutcomeWidth) + board.about + "\n";
+    json.push_back({{"name", name},
+                    {"title", board.title},
+                    {"about", board.about},
+                    {"outcome", board.outcome}});
   }
-  Print(text);
+  Print(asJson ? json.dump() + "\n" : text);
 }
 
 }  // namespace
 
 void AddListCommand(CLI::App& program) {
-  program.add_subcommand("list", "List the boards that ship")->callback(&ListBoards);
+  const auto asJson = std::make_shared<bool>(false);
+  CLI::App* list = program.add_subcommand(
+      "list", "List the boards that ship, how a run of the update tool ends there, and why");
+  list->add_flag("--json", *asJson, "List them as one JSON array")->disable_flag_override();
+  list->callback([asJson] { ListBoards(*asJson); });
 }
 
 }  // namespace vam

@@ -12,6 +12,7 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/programs/board_files.h"
+#include "simulator/programs/fault_words.h"
 #include "simulator/run/board_status.h"
 #include "simulator/state/chip_description.h"
 #include "simulator/state/state_claim.h"
@@ -66,11 +67,15 @@ void ShowBoard(const ShowOptions& options) {
   if (!description.about.empty()) {
     text += "  " + description.about + "\n";
   }
+  if (!description.outcome.empty()) {
+    text += "  a run of the update tool: " + description.outcome + "\n";
+  }
   text += "  device node: " + ProbeInWords(description.probe) + "\n";
   text += "  secure world: " + SecureWorldInWords(description.secureWorld) + "\n";
   text += "  image: " + ImageInWords(description.image) + "\n";
   for (const Fault& fault : description.faults) {
-    text += "  fault " + std::to_string(fault.number) + ": " + fault.description + "\n";
+    text += "  fault " + std::to_string(fault.number) + ": " + fault.description + ": " +
+            EffectInWords(fault) + "\n";
   }
   const TemporaryFolder folder(kRunFolders);
   std::string memory = ChipMemoryIn(options.state);

@@ -24,6 +24,7 @@ int Perform(int argc, char** argv) {
   vam::AddRunCommand(program, {dashes == end ? end : dashes + 1, end}, status);
   vam::AddShowCommand(program);
   vam::AddListCommand(program);
+  vam::AddCheckCommand(program, status);
   vam::AddJournalCommand(program, status);
   static_cast<void>(vam::Parse(program, argc, argv));
   return status;

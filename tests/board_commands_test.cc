@@ -1,0 +1,133 @@
+// What `vam-board` says of boards: the list, the check, and the faults in `show`.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/judged_outcome.h"
+#include "tests/support/board_run.h"
+#include "tests/support/outcome.h"
+#include "tests/support/private_tmp.h"
+#include "tests/support/process.h"
+
+namespace vam {
+namespace {
+
+Output AskBoard(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), BoardLauncher());
+  return Capture(arguments, BoardEnvironment());
+}
+
+TEST(BoardListTest, EveryBoardThatShips_SaysWhatARunLeaves) {
+  const PrivateTmp tmp;
+  const nlohmann::json boards = nlohmann::json::parse(AskBoard({"list", "--json"}).standardOutput);
+  const std::string list = AskBoard({"list"}).standardOutput;
+  for (const nlohmann::json& board : boards) {
+    const std::string name = board.at("name");
+    const std::string outcome = board.at("outcome");
+    const std::string about = board.at("about");
+    SCOPED_TRACE(name);
+    EXPECT_NE(about, "");
+    EXPECT_NE(about, board.at("title"));
+    const Outcome expected = ExpectedOutcome(name);
+    EXPECT_EQ(outcome, JudgedOutcome(expected.status, expected.okFile.value_or(""),
+                                     expected.errorFile.value_or("")));
+    std::string line = name;
+    line.resize(33, ' ');
+    line += outcome;
+    line.resize(49, ' ');
+    EXPECT_NE(("\n" + list).find("\n" + line + about + "\n"), std::string::npos);
+  }
+  const std::filesystem::directory_iterator expectations(VAM_EXPECTATIONS);
+  EXPECT_EQ(boards.size(),
+            static_cast<std::size_t>(std::distance(begin(expectations), end(expectations))));
+}
+
+TEST(BoardCheckTest, RightBoards_AreSaidToBe) {
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/my.toml";
+  WriteFile(file, "title = \"Mine\"\n[[fault]]\npower_cut_after_writes = 2\n");
+  const Output output = AskBoard({"check", file, "no-vam"});
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardOutput.substr(0, output.standardOutput.find('\n')),
+            file + ": right: Mine, with 1 fault");
+  EXPECT_NE(output.standardOutput.find("/no-vam.toml: right: No VAM\n"), std::string::npos);
+  EXPECT_EQ(output.standardError, "");
+}
+
+TEST(BoardCheckTest, WrongBoards_AreEachToldAndFail) {
+  const PrivateTmp tmp;
+  const std::string wrong = PrivateTmp::Folder() + "/wrong.toml";
+  const std::string lacking = PrivateTmp::Folder() + "/lacking.toml";
+  WriteFile(wrong, "title = \"Wrong\"\n[chip]\nstate = \"odd\"\n");
+  WriteFile(lacking, "[image]\nfile = \"nowhere.img\"\n");
+  const Output output = AskBoard({"check", wrong, "no-vam", lacking});
+  EXPECT_EQ(output.status, 1);
+  EXPECT_NE(output.standardOutput.find("/no-vam.toml: right: No VAM\n"), std::string::npos);
+  EXPECT_EQ(output.standardError.rfind("vam-board: " + wrong + ":3: ", 0), 0U)
+      << output.standardError;
+  EXPECT_NE(output.standardError.find("nowhere.img"), std::string::npos) << output.standardError;
+}
+
+TEST(BoardCheckTest, StandardInput_IsABoardFile) {
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/input";
+  WriteFile(file, "title = \"Piped\"\n");
+  const int input = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(RunProcess({{BoardLauncher(), "check", "-"}, {}, nowhere, nowhere, input}), 0);
+  close(input);
+  close(nowhere);
+}
+
+struct FaultRow {
+  const char* fault;
+  const char* shown;
+};
+
+TEST(BoardShowTest, Fault_SaysWhatItDoes) {
+  const FaultRow rows[] = {
+      {"call = \"TEEC_OpenSession\"\nresult = \"TEEC_ERROR_BUSY\"\norigin = 3",
+       "TEEC_OpenSession, always: returns 0xFFFF000D TEEC_ERROR_BUSY, origin 3"},
+      {"call = \"TEEC_InitializeContext\"\nresult = 1\noccurrence = 2",
+       "TEEC_InitializeContext, occurrence 2: returns 0x00000001"},
+      {"call = \"open\"\nresult = \"EIO\"", "open, always: fails: Input/output error"},
+      {"call = \"system_info_get_value_string\"\nresult = -5",
+       "system_info_get_value_string, always: returns -5"},
+      {"call = \"CNolvWsm::PutInt\"", "CNolvWsm::PutInt, always: fails"},
+      {"command = \"vm_updateFW\"\nmode = 3\nresult = \"TEEC_ERROR_BUSY\"",
+       "vm_updateFW in mode 3, always: is not carried out and returns 0xFFFF000D TEEC_ERROR_BUSY, "
+       "origin 4"},
+      {"command = \"vm_updateFW\"\nrecord = [4, -61]",
+       "vm_updateFW, always: the reply's record holds the VAM's code 4 and the firmware's -61"},
+      {"command = \"vm_updateFW\"\nitem = 4\nmissing = true",
+       "vm_updateFW, always: the reply ends before item 4"},
+      {"command = \"vm_updateFW\"\nitem = 4\ncut = true",
+       "vm_updateFW, always: the reply ends in the middle of item 4"},
+      {"command = \"vm_updateFW\"\nitem = 2\nvalue = 9",
+       "vm_updateFW, always: item 2 of the reply is the number 9"},
+      {"command = \"vm_updateFW\"\nitem = 3\nvalue = \"1.0\\u0000\"",
+       "vm_updateFW, always: item 3 of the reply is the text '1.0\\x00'"},
+      {"power_cut_after_writes = 2",
+       "power cut after write 2: every program of the run is killed, and the chip keeps what was "
+       "written"},
+  };
+  for (const FaultRow& row : rows) {
+    const PrivateTmp tmp;
+    const std::string file = PrivateTmp::Folder() + "/board.toml";
+    WriteFile(file, std::string("[[fault]]\n") + row.fault + "\n");
+    const Output output = AskBoard({"show", "--board", file});
+    EXPECT_NE(output.standardOutput.find(std::string("\n  fault 1: ") + row.shown + "\n"),
+              std::string::npos)
+        << row.shown << "\n"
+        << output.standardOutput << output.standardError;
+  }
+}
+
+}  // namespace
+}  // namespace vam
