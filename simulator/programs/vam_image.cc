@@ -3,16 +3,19 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command_line/program.h"
+#include "command_line/values.h"
 #include "simulator/files/whole_file.h"
+#include "simulator/model/environment.h"
 #include "simulator/model/firmware_image.h"
 #include "simulator/state/firmware_image_file.h"
 #include "simulator/state/sha256_digest.h"
@@ -23,13 +26,24 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
+/// Adds an option or argument that is a file's name, or kStandardStream.
+CLI::Option* AddFile(CLI::App* command, const std::string& name, std::string& file,
+                     const std::string& description) {
+  CLI::Option* option = command->add_option(name, file, description);
+  vam::TakeNamed(option, vam::kFileType);
+  return option;
+}
+
 std::vector<std::uint8_t> ReadPart(const std::string& path) {
   if (path.empty()) {
     return {};
   }
-  const std::optional<std::string> bytes = vam::ReadWholeFile(path, vam::kPartSizeLimit);
-  if (!bytes && errno == EFBIG) {
-    throw std::runtime_error(path + ": more than " + std::to_string(vam::kPartSizeLimit) +
+  const bool isInput = path == vam::kStandardStream;
+  const std::optional<std::string> bytes =
+      isInput ? vam::ReadStandardInput() : vam::ReadWholeFile(path, vam::kPartSizeLimit);
+  if (bytes ? bytes->size() > vam::kPartSizeLimit : errno == EFBIG) {
+    throw std::runtime_error((isInput ? "standard input" : path) + ": more than " +
+                             std::to_string(vam::kPartSizeLimit) +
                              " bytes; no part of an image is larger");
   }
   if (!bytes) {
@@ -43,11 +57,43 @@ std::string Text(const vam::VersionText& version) {
   return std::string(reinterpret_cast<const char*>(version.text), version.length);
 }
 
-void Show(const std::string& path) {
+/// An image that standard input brought.
+class ReadImage final : public vam::ImageSource {
+ public:
+  explicit ReadImage(std::string read) : image(std::move(read)) {}
+
+  bool Size(std::uint32_t* size) override {
+    *size = static_cast<std::uint32_t>(image.size());
+    return true;
+  }
+  bool Read(std::uint32_t offset, void* bytes, std::uint32_t count) override {
+    if (offset > image.size() || count > image.size() - offset) {
+      return false;
+    }
+    std::memcpy(bytes, image.data() + offset, count);
+    return true;
+  }
+
+ private:
+  std::string image;
+};
+
+std::runtime_error NotWhole(const std::string& name) {
+  return std::runtime_error(name + ": not a whole firmware image; make it anew");
+}
+
+void ReadFromInput(vam::FirmwareImage& image) {
+  ReadImage source(vam::ReadStandardInput());
+  vam::Sha256Digest digest;
+  if (vam::ReadFirmwareImage(source, digest, image) != vam::ImageStatus::kWhole) {
+    throw NotWhole("standard input");
+  }
+}
+
+void ReadFromFile(const std::string& path, vam::FirmwareImage& image) {
   vam::FirmwareImageFile source(path);
   vam::Sha256Digest digest;
-  const auto image = std::make_unique<vam::FirmwareImage>();
-  switch (vam::ReadFirmwareImage(source, digest, *image)) {
+  switch (vam::ReadFirmwareImage(source, digest, image)) {
     case vam::ImageStatus::kMissing:
       throw std::runtime_error(
           (source.Obstacle().empty() ? path + ": there is no such file" : source.Obstacle()) +
@@ -56,15 +102,48 @@ void Show(const std::string& path) {
       if (!source.Obstacle().empty()) {
         throw std::runtime_error(source.Obstacle());
       }
-      throw std::runtime_error(path + ": not a whole firmware image; make it anew");
+      throw NotWhole(path);
     case vam::ImageStatus::kWhole:
       break;
+  }
+}
+
+void Show(const std::string& path) {
+  const auto image = std::make_unique<vam::FirmwareImage>();
+  if (path == vam::kStandardStream) {
+    ReadFromInput(*image);
+  } else {
+    ReadFromFile(path, *image);
   }
   const vam::ImageHeader& header = image->header;
   vam::Print("system version: " + Text(header.system) + "\napp version: " + Text(header.app) +
              "\nsystem part: " + std::to_string(header.systemSize) + " bytes, runs as " +
              Text(header.runsSystem) + "\napp part: " + std::to_string(header.appSize) +
              " bytes, runs as " + Text(header.runsApp) + "\n");
+}
+
+/// Puts the parts into `contents` and writes the image.
+void Make(vam::ImageContents& contents, const std::string& systemFile, const std::string& appFile,
+          const std::string& output) {
+  if (systemFile == vam::kStandardStream && appFile == vam::kStandardStream) {
+    throw vam::WrongUsage("standard input is one part only; give a file for the other");
+  }
+  const bool isPrinted = output == vam::kStandardStream;
+  for (const std::string& part : {systemFile, appFile}) {
+    if (!isPrinted && !part.empty() && part != vam::kStandardStream &&
+        vam::IsSameFile(output, part)) {
+      throw std::runtime_error(output + ": is a part of this image; give another file with -o");
+    }
+  }
+  contents.systemPart = ReadPart(systemFile);
+  contents.appPart = ReadPart(appFile);
+  const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
+  if (isPrinted) {
+    vam::Print({image.begin(), image.end()});
+  } else if (!vam::ReplaceFile(output, image.data(), image.size())) {
+    throw std::runtime_error(output + ": cannot be written: " + vam::FileErrorInWords(errno) +
+                             "; give a file that you can write to with -o");
+  }
 }
 
 int Perform(int argc, char** argv) {
@@ -85,13 +164,16 @@ int Perform(int argc, char** argv) {
   CLI::Option* runsApp =
       make->add_option("--runs-app-version", contents.runsAppVersion,
                        "Version that the chip reports once it runs the app part");
-  make->add_option("--system-part", systemFile, "File with the bytes of the system part");
-  make->add_option("--app-part", appFile, "File with the bytes of the app part");
-  make->add_option("-o,--output", output, "The image to write")->required();
+  AddFile(make, "--system-part", systemFile,
+          "File with the bytes of the system part; - reads them from standard input");
+  AddFile(make, "--app-part", appFile,
+          "File with the bytes of the app part; - reads them from standard input");
+  AddFile(make, "-o,--output", output, "The image to write; - writes it to standard output")
+      ->required();
 
   std::string shown;
   CLI::App* show = app.add_subcommand("show", "Verify an image and show it in words");
-  show->add_option("FILE", shown, "The image")->required();
+  AddFile(show, "FILE", shown, "The image; - reads it from standard input")->required();
 
   if (!vam::Parse(app, argc, argv)) {
     return 0;
@@ -106,18 +188,7 @@ int Perform(int argc, char** argv) {
   if (runsApp->empty()) {
     contents.runsAppVersion = contents.appVersion;
   }
-  for (const std::string& part : {systemFile, appFile}) {
-    if (!part.empty() && vam::IsSameFile(output, part)) {
-      throw std::runtime_error(output + ": is a part of this image; give another file with -o");
-    }
-  }
-  contents.systemPart = ReadPart(systemFile);
-  contents.appPart = ReadPart(appFile);
-  const std::vector<std::uint8_t> image = vam::MakeFirmwareImage(contents);
-  if (!vam::ReplaceFile(output, image.data(), image.size())) {
-    throw std::runtime_error(output + ": cannot be written: " + vam::FileErrorInWords(errno) +
-                             "; give a file that you can write to with -o");
-  }
+  Make(contents, systemFile, appFile, output);
   return 0;
 }
 
