@@ -105,7 +105,7 @@ LastRun ReadLastRun(const std::string& folder) {
   const std::string problem = Read(folder, run);
   if (!problem.empty()) {
     run.state = LastRun::State::kNotTrusted;
-    run.problem = Formatted("%s/%s: %s", Printable(folder).c_str(), kRecordName, problem.c_str());
+    run.problem = Formatted("%s/%s: %s", Escaped(folder).c_str(), kRecordName, problem.c_str());
   }
   return run;
 }

@@ -15,8 +15,8 @@ namespace vam {
 /// The record's name in its folder.
 inline constexpr char kRecordName[] = "verdict.json";
 
-/// No record is longer, in bytes.
-inline constexpr std::size_t kLongestRecord = 262144;
+/// No record is longer, in bytes: it holds the longest name of a program, each byte escaped.
+inline constexpr std::size_t kLongestRecord = 1048576;
 
 /// Returns the folder in which vam-verdict keeps the record, as this build was configured:
 /// "/run/vam-update" unless VAM_VERDICT_FOLDER says otherwise.

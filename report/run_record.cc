@@ -237,7 +237,7 @@ void Exchange(RecordText& text, RunRecord& record) {
 }
 
 std::string CodeInWords(const char* label, std::int32_t code, const std::string& name) {
-  return Formatted("%s%d%s%s", label, code, name.empty() ? "" : " ", Printable(name).c_str());
+  return Formatted("%s%d%s%s", label, code, name.empty() ? "" : " ", Escaped(name).c_str());
 }
 
 }  // namespace
@@ -271,7 +271,7 @@ std::string RunEndInWords(const RunRecord& record) {
   const char* name = RunOutcomeName(record.outcome);
   if (record.outcome == RunOutcome::kVerified) {
     return Formatted("%s: the chip runs the image's firmware, system version %s.", name,
-                     Printable(record.version).c_str());
+                     Escaped(record.version).c_str());
   }
   if (record.outcome == RunOutcome::kFilesNotWritten) {
     return Formatted("%s: the run ended, and the status files do not hold its verdict.", name);
@@ -284,7 +284,7 @@ std::string RunRecordInWords(const RunRecord& record) {
   std::string words = RunEndInWords(record);
   for (const StatusEntry& entry : record.entries) {
     words += ' ';
-    words += Printable(entry.meaning);
+    words += Escaped(entry.meaning);
     if (entry.code) {
       words += CodeInWords(" (code ", *entry.code, entry.codeName);
       if (entry.record) {

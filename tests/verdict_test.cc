@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -167,6 +168,16 @@ TEST_F(VerdictTest, Program_ThatIsMissing_IsInterrupted) {
   EXPECT_EQ(
       output.standardError,
       "vam-verdict: /usr/sbin/no-such-tool could not be started: No such file or directory\n");
+  ExpectOutcome("interrupted");
+}
+
+TEST_F(VerdictTest, Program_WithTheLongestName_IsRecorded) {
+  const std::string name(131071, '\n');
+  const Output output = Record({name});
+  EXPECT_EQ(output.status, 126);
+  EXPECT_EQ(output.standardError.size(), 4 * name.size() + std::strlen("vam-verdict:  could not be "
+                                                                       "started: File name too "
+                                                                       "long\n"));
   ExpectOutcome("interrupted");
 }
 
@@ -516,6 +527,11 @@ TEST_F(VerdictTest, Usage_ThatIsWrong_IsSaid) {
   EXPECT_EQ(wrong.status, 2);
   EXPECT_EQ(wrong.standardError,
             "vam-verdict: '--nonsense' is no option; see vam-verdict --help\n");
+  EXPECT_EQ(Ask({"a\nb\xff"}).standardError,
+            "vam-verdict: 'a\\x0ab\\xff' is no command; see vam-verdict --help\n");
+  const std::string word(1000, 'x');
+  EXPECT_EQ(Ask({word}).standardError,
+            "vam-verdict: '" + word + "' is no command; see vam-verdict --help\n");
   const Output help = Ask({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_TRUE(Has(help.standardOutput, "/run/vam-update"));

@@ -173,9 +173,10 @@ int main(int /*argc*/, char** argv) {
     case vam::Request::What::kVersion:
       return Print(request, "vam-verdict " VAM_VERSION "\n", 0);
     case vam::Request::What::kWrong:
-      Tell(
-          request, Priority::kError,
-          vam::Formatted("'%s' %s; see vam-verdict --help", request.word, request.problem).c_str());
+      Tell(request, Priority::kError,
+           vam::Formatted("'%s' %s; see vam-verdict --help", vam::Escaped(request.word).c_str(),
+                          request.problem)
+               .c_str());
       return kWrongUsage;
     default:
       return Say(request);

@@ -79,7 +79,7 @@ void RunProgram(char* const* arguments, const sigset_t& mask, RunRecord& record)
   if (reason != 0) {
     record.status = reason == ENOENT ? kNotFound : kNotExecutable;
     record.problems.push_back(Formatted("%s could not be started: %s",
-                                        Printable(arguments[0]).c_str(), std::strerror(reason)));
+                                        Escaped(arguments[0]).c_str(), std::strerror(reason)));
     return;
   }
   const int end = WaitForEnd(child, awaited);
