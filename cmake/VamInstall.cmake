@@ -48,6 +48,29 @@ function(vam_install_program target component folder)
   vam_install(TARGETS ${target} RUNTIME DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
+# vam_completion(COMPONENT PROGRAM GENERATOR)
+# Makes the scripts that complete PROGRAM's command line in bash and zsh, and installs them. GENERATOR
+# is the target that prints them. It runs on this machine, so other builds do without.
+function(vam_completion component program generator)
+  if(CMAKE_CROSSCOMPILING OR NOT VAM_ALL_SIMULATED)
+    return()
+  endif()
+  set(bash ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  set(zsh ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  set(scripts ${PROJECT_BINARY_DIR}/${bash}/${program} ${PROJECT_BINARY_DIR}/${zsh}/_${program})
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/${bash} ${PROJECT_BINARY_DIR}/${zsh})
+  add_custom_command(
+    OUTPUT ${scripts}
+    COMMAND ${generator} --completion bash > ${bash}/${program}
+    COMMAND ${generator} --completion zsh > ${zsh}/_${program}
+    WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
+    DEPENDS ${generator}
+    VERBATIM)
+  add_custom_target(${program}-completion ALL DEPENDS ${scripts})
+  install(FILES ${PROJECT_BINARY_DIR}/${bash}/${program} DESTINATION ${bash} COMPONENT ${component})
+  install(FILES ${PROJECT_BINARY_DIR}/${zsh}/_${program} DESTINATION ${zsh} COMPONENT ${component})
+endfunction()
+
 # vam_install_stand_in(TARGET HEADER)
 # Installs a stand-in for a device's library, and for development the header that stands in for the
 # library's.

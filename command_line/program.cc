@@ -1,6 +1,7 @@
 #include "command_line/program.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line/completion.h"
 #include "command_line/words.h"
 #include "util/standard_output.h"
 
@@ -67,6 +69,21 @@ std::string UnexpectedWord(const CLI::App& command, const std::string& word) {
   return Quoted(word) + " is one word too many for " + TypedName(command);
 }
 
+/// Returns the first word before "--" that is meant as an option and that `program` did not take.
+/// Returns nothing where there is none, or where it comes after a word that is no command.
+std::string MistypedOption(const CLI::App& program, int argc, const char* const* argv) {
+  const std::vector<std::string> left = program.remaining(true);
+  const bool hasCommand = !program.get_subcommands().empty();
+  for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+    const std::string word = argv[i];
+    const bool isOption = word.size() > 1 && word.front() == '-';
+    if ((isOption || !hasCommand) && std::find(left.begin(), left.end(), word) != left.end()) {
+      return isOption ? word : "";
+    }
+  }
+  return "";
+}
+
 std::string WrongCount(const CLI::App& command, const CLI::ArgumentMismatch& error) {
   const std::string text = error.what();
   // The text starts with the option's name, and with that of a flag without its dashes.
@@ -83,8 +100,15 @@ std::string WrongCount(const CLI::App& command, const CLI::ArgumentMismatch& err
 }
 
 /// Returns what is wrong with the line that `program` refused.
-std::string Problem(const CLI::App& program, const CLI::ParseError& error) {
+std::string Problem(const CLI::App& program, const CLI::ParseError& error, int argc,
+                    const char* const* argv) {
   const CLI::App& command = AskedFor(program);
+  const std::string mistyped = MistypedOption(program, argc, argv);
+  // What the option was to give may be what is missing.
+  if (!mistyped.empty() && (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
+                            dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)) {
+    return UnexpectedWord(command, mistyped);
+  }
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
     return UnexpectedWord(command, program.remaining(true).front());
   }
@@ -106,6 +130,14 @@ void RefuseEmptyValues(int argc, const char* const* argv) {
       throw CLI::ArgumentMismatch(word.substr(0, word.size() - 1) + ": no value");
     }
   }
+}
+
+/// Prints the script that completes the program's command line in `shell`. The build asks for it.
+void PrintCompletion(const CLI::App& program, const std::string& shell) {
+  if (shell != "bash" && shell != "zsh") {
+    throw WrongUsage("--completion takes bash or zsh, not " + Quoted(shell));
+  }
+  Print(shell == "bash" ? BashCompletion(program) : ZshCompletion(program));
 }
 
 }  // namespace
@@ -142,6 +174,10 @@ void Tell(const std::string& name, const std::string& text) {
 bool Parse(CLI::App& program, int argc, const char* const* argv) {
   // Asked for by the parser, a missing command would hide a word that is none.
   program.require_subcommand(0, 1);
+  if (argc > 1 && std::strcmp(argv[1], "--completion") == 0) {
+    PrintCompletion(program, argc > 2 ? argv[2] : "");
+    return false;
+  }
   try {
     RefuseEmptyValues(argc, argv);
     program.parse(argc, argv);
@@ -151,8 +187,8 @@ bool Parse(CLI::App& program, int argc, const char* const* argv) {
     return true;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-      throw WrongUsage(Problem(program, error) + "; see " + TypedName(AskedFor(program)) +
-                       " --help");
+      throw WrongUsage(Problem(program, error, argc, argv) + "; see " +
+                       TypedName(AskedFor(program)) + " --help");
     }
     std::ostringstream text;
     program.exit(error, text, text);

@@ -80,6 +80,18 @@ TEST_F(ProgramTest, WrongUsage_SaysWhatWasWrongAndWhatToDo) {
        "'mesure' is no command of probe; did you mean measure?; see probe --help"},
       {{"--versoin"},
        "'--versoin' is no option of probe; did you mean --version?; see probe --help"},
+      {{"measure", "--outptu", "file", "wall"},
+       "'--outptu' is no option of probe measure; did you mean --output?; see probe measure "
+       "--help"},
+      {{"measure", "--outptu=file"},
+       "'--outptu' is no option of probe measure; did you mean --output?; see probe measure "
+       "--help"},
+      {{"measure", "--cuont", "3", "--", "-x", "-y"},
+       "'--cuont' is no option of probe measure; did you mean --count?; see probe measure --help"},
+      {{"measure", "wall", "--", "-x"},
+       "'-x' is no option of probe measure; see probe measure --help"},
+      {{"mesure", "--count", "3"},
+       "'mesure' is no command of probe; did you mean measure?; see probe --help"},
       {{"--quickly", "measure", "wall"},
        "'--quickly' comes after the command: probe measure --quickly; see probe measure --help"},
       {{"measure"}, "THING is required; see probe measure --help"},

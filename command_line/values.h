@@ -15,6 +15,7 @@ namespace vam {
 inline constexpr char kFileType[] = "FILE";
 inline constexpr char kFolderType[] = "FOLDER";
 inline constexpr char kBoardType[] = "BOARD";
+inline constexpr char kCommandType[] = "COMMAND";
 
 /// Returns the number that `text` is, a whole one in decimal with nothing around it; nothing where
 /// it is none or not from `least` to `most`.

@@ -16,7 +16,7 @@ namespace vam {
 inline constexpr char kRecordName[] = "verdict.json";
 
 /// No record is longer, in bytes: it holds the longest name of a program, each byte escaped.
-inline constexpr std::size_t kLongestRecord = 1048576;
+inline constexpr std::size_t kLongestRecord = 2097152;
 
 /// Returns the folder in which vam-verdict keeps the record, as this build was configured:
 /// "/run/vam-update" unless VAM_VERDICT_FOLDER says otherwise.

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "verdict/options.h"
+
 namespace vam {
 namespace {
 
@@ -56,6 +58,19 @@ TEST(CommandLineTest, Run_TakesWhatFollowsTheDashesAsItIs) {
   EXPECT_STREQ(line.request.program[2], "run");
   EXPECT_EQ(line.request.program[3], nullptr);
   EXPECT_FALSE(line.request.asJson);
+}
+
+TEST(CommandLineTest, Options_OfTheCompletion_AreTakenWhereTheyAreOffered) {
+  for (const VerdictOption& option : kVerdictOptions) {
+    std::vector<std::string> words = {option.name};
+    if (option.value != nullptr) {
+      words.emplace_back("1");
+    }
+    EXPECT_EQ(Line(words).request.what != What::kWrong, option.ofOutcome) << option.name;
+    words.insert(words.begin(), "run");
+    words.insert(words.end(), {"--", "program"});
+    EXPECT_EQ(Line(words).request.what != What::kWrong, option.ofRun) << option.name;
+  }
 }
 
 struct WrongRow {

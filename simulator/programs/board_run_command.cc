@@ -135,7 +135,7 @@ void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int
                 "board's own")
       ->disable_flag_override();
   run->add_option("PROGRAM", options->command, "The program and its arguments, after --")
-      ->type_name("COMMAND")
+      ->type_name(kCommandType)
       ->required();
   run->callback([options, typed, &status] {
     // The parser takes words in brackets apart.
