@@ -1,12 +1,14 @@
 // What is made of a recorded run leads the tool to the same run again, on every board that ships:
-// the board of the recording. Once on a few boards, or VAM_ROUNDS times on each.
+// its replay, and the board that is made of it. Once on a few boards, or VAM_ROUNDS times on each.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/board_run.h"
@@ -23,12 +25,23 @@ struct Ending {
   std::optional<std::string> fail;
 };
 
-Ending EndingOn(const std::string& board, const std::string& journal) {
-  const std::string state = PrivateTmp::Folder() + "/state";
-  Ending ending = {Capture(OnBoard(board, {UpdateTool()}, state, journal), BoardEnvironment()),
-                   ReadFile(state + "/VAM_OK"), ReadFile(state + "/VAM_FAIL")};
-  std::filesystem::remove_all(state);
+std::string StateFolder() { return PrivateTmp::Folder() + "/state"; }
+
+/// Runs `command`, which keeps its status files in StateFolder().
+Ending EndingOf(const std::vector<std::string>& command) {
+  Ending ending = {Capture(command, BoardEnvironment()), ReadFile(StateFolder() + "/VAM_OK"),
+                   ReadFile(StateFolder() + "/VAM_FAIL")};
+  std::filesystem::remove_all(StateFolder());
   return ending;
+}
+
+Ending EndingOn(const std::string& board, const std::string& journal) {
+  return EndingOf(OnBoard(board, {UpdateTool()}, StateFolder(), journal));
+}
+
+Ending EndingOfReplay(const std::string& recording, const std::string& journal) {
+  return EndingOf({BoardLauncher(), "replay", "--state", StateFolder(), "--journal", journal,
+                   recording, "--", UpdateTool()});
 }
 
 void ExpectSame(const Ending& ending, const Ending& expected) {
@@ -84,6 +97,28 @@ TEST_F(BoardRecordingsTest, BoardOfARun_RepeatsTheRun) {
       EXPECT_EQ(madeAgain.standardOutput, made);
       EXPECT_EQ(madeAgain.standardError, "");
       made = madeAgain.standardOutput;
+    }
+  }
+}
+
+/// Each round replays the journal of the round before it.
+TEST_F(BoardRecordingsTest, Replay_RepeatsTheRun) {
+  for (const std::string& board : Boards()) {
+    SCOPED_TRACE(board);
+    const Ending first = EndingOn(board, Recording());
+    const bool lostItsPower = first.output.status == 137;
+    std::string from = Recording();
+    std::string to = Journal();
+    for (int round = 0; round < Rounds(); ++round) {
+      Ending replayed = EndingOfReplay(from, to);
+      if (lostItsPower) {
+        EXPECT_THAT(replayed.output.standardError,
+                    ::testing::StartsWith("vam-board: the recording ends after call "));
+        replayed.output.standardError.clear();
+      }
+      ExpectSame(replayed, first);
+      ExpectNoDifference(from, to);
+      std::swap(from, to);
     }
   }
 }

@@ -18,6 +18,9 @@ void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int
 /// Adds `show`, which shows a board and its chip in words.
 void AddShowCommand(CLI::App& program);
 
+/// Adds `replay`, which runs a program on a recorded run. `typed` and `status` are as above.
+void AddReplayCommand(CLI::App& program, const std::vector<std::string>& typed, int& status);
+
 /// Adds `journal`, which shows and compares the journals of runs. The exit status of a comparison
 /// goes to `status`, which outlives the parser.
 void AddJournalCommand(CLI::App& program, int& status);

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -16,6 +15,7 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/programs/board_files.h"
+#include "simulator/programs/board_launch.h"
 #include "simulator/programs/run_files.h"
 #include "simulator/run/board_program.h"
 #include "simulator/run/board_status.h"
@@ -39,25 +39,6 @@ struct RunOptions {
   bool takesChipOver = false;
   std::vector<std::string> command;
 };
-
-std::string LibrariesFolder() { return (Prefix() / VAM_SIMULATOR_LIBRARIES).string(); }
-
-/// Starts the journal, if one was asked for, and returns where it lies.
-std::string StartJournal(const RunOptions& options, JournalSettings& settings) {
-  const std::string& path = options.journal;
-  if (path.empty()) {
-    return "";
-  }
-  const JournalHead head = {options.command[0],
-                            {options.command.begin() + 1, options.command.end()},
-                            "vam-board " VAM_VERSION};
-  settings.withKeys = options.withKeys;
-  if (!vam::StartJournal(path, head, settings)) {
-    throw std::runtime_error(path + ": the journal cannot be written: " + std::strerror(errno) +
-                             "; give another file with --journal");
-  }
-  return fs::absolute(path).string();
-}
 
 void ReportFaultsThatNeverFired(const Run& run) {
   for (const Fault* fault : run.FaultsThatNeverFired()) {
@@ -86,7 +67,8 @@ int RunProgram(const RunOptions& options) {
     claim->Record();
   }
   JournalSettings settings;
-  const std::string journalFile = StartJournal(options, settings);
+  settings.withKeys = options.withKeys;
+  const std::string journalFile = StartRunJournal(options.journal, options.command, settings);
   Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile,
                settings);
   if (!options.sharesMachinesTmp) {
@@ -102,7 +84,7 @@ int RunProgram(const RunOptions& options) {
     Print(statusFiles.DescribeChanges());
   }
   if (run.HasTrouble()) {
-    throw std::runtime_error(run.Trouble());
+    throw std::runtime_error(run.TroubleInWords());
   }
   return status;
 }

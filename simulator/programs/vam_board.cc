@@ -21,7 +21,9 @@ int Perform(int argc, char** argv) {
   int status = 0;
   char** end = argv + argc;
   char** dashes = std::find(argv, end, std::string("--"));
-  vam::AddRunCommand(program, {dashes == end ? end : dashes + 1, end}, status);
+  const std::vector<std::string> typed(dashes == end ? end : dashes + 1, end);
+  vam::AddRunCommand(program, typed, status);
+  vam::AddReplayCommand(program, typed, status);
   vam::AddShowCommand(program);
   vam::AddListCommand(program);
   vam::AddCheckCommand(program, status);

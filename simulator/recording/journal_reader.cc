@@ -22,7 +22,7 @@ namespace vam {
 namespace {
 
 /// No line of a journal goes deeper: a line, a list of parameters, a parameter, its bytes.
-constexpr int kDeepest = 4;
+constexpr int kDeepest = 5;
 
 /// What is wrong with a line.
 class WrongLine : public std::runtime_error {
@@ -34,8 +34,11 @@ class WrongLine : public std::runtime_error {
 enum class Kind {
   kSigned32,
   kUnsigned32,
-  /// From 0 on: a time, a size, or the number of what may never have been made.
+  /// From 0 on: a time, or the number of what may never have been made.
   kCount,
+  /// A size, an offset or a request as the program gave it; the largest are written as negative
+  /// numbers.
+  kWord,
   /// From 1 on.
   kOrdinal,
   kTruth,
@@ -93,7 +96,7 @@ const Members& MembersOf(PlatformCall call) {
       {PlatformCall::kCloseSession, {{"session", Kind::kCount}}},
       {PlatformCall::kAllocateSharedMemory,
        {{"context", Kind::kCount},
-        {"size", Kind::kCount, kOptional},
+        {"size", Kind::kWord, kOptional},
         {"flags", Kind::kUnsigned32, kOptional},
         {"result", Kind::kTeeResult},
         {"sharedMemory", Kind::kCount, kOptional},
@@ -131,7 +134,7 @@ const Members& MembersOf(PlatformCall call) {
         kFault}},
       {PlatformCall::kIoctl,
        {{"descriptor", Kind::kOrdinal},
-        {"request", Kind::kCount},
+        {"request", Kind::kWord},
         {"result", Kind::kSigned32},
         {"flag", Kind::kSigned32, kOptional},
         {"errno", Kind::kErrorNumber, kOptional},
@@ -263,6 +266,23 @@ void CheckBytes(const std::string& name, const Json& value) {
   }
 }
 
+void CheckParameter(const std::string& name, const Json& value) {
+  static const std::set<std::string> kWords = {"a", "b", "newA", "newB"};
+  static const std::set<std::string> kSizes = {"size", "offset", "newSize"};
+  static const std::set<std::string> kBytes = {"before", "after"};
+  if (kWords.count(name) != 0) {
+    CheckNumber(name, value, 0, UINT32_MAX, "a 32-bit number from 0 on");
+  } else if (kSizes.count(name) != 0) {
+    CheckNumber(name, value, INT64_MIN, INT64_MAX, "a whole number");
+  } else if (kBytes.count(name) != 0) {
+    CheckBytes(name, value);
+  } else if (name == "sharedMemory") {
+    CheckNumber(name, value, 0, INT64_MAX, "a number from 0 on");
+  } else {
+    throw WrongLine("a parameter has \"" + name + "\", which is no part of it");
+  }
+}
+
 void CheckParameters(const std::string& name, const Json& value) {
   constexpr std::size_t kMost = 4;
   if (!value.is_array() || value.size() > kMost) {
@@ -273,11 +293,7 @@ void CheckParameters(const std::string& name, const Json& value) {
       FailOn(name, "a list of objects");
     }
     for (const auto& member : parameter.items()) {
-      static const std::set<std::string> kNames = {"a", "b", "sharedMemory", "size", "offset"};
-      if (kNames.count(member.key()) == 0) {
-        throw WrongLine("a parameter has \"" + member.key() + "\", which is no part of it");
-      }
-      CheckNumber(member.key(), member.value(), 0, INT64_MAX, "a number from 0 on");
+      CheckParameter(member.key(), member.value());
     }
   }
 }
@@ -293,6 +309,9 @@ void Check(const Member& member, const Json& value) {
       break;
     case Kind::kCount:
       CheckNumber(name, value, 0, INT64_MAX, "a number from 0 on");
+      break;
+    case Kind::kWord:
+      CheckNumber(name, value, INT64_MIN, INT64_MAX, "a whole number");
       break;
     case Kind::kOrdinal:
       CheckNumber(name, value, 1, INT64_MAX, "a number from 1 on");
@@ -478,6 +497,7 @@ RecordedRun ReadJournal(const std::string& text, const std::string& name) {
     ++number;
     try {
       if (end == std::string::npos) {
+        run.isCut = number > 1;
         throw WrongLine("is cut: the recording ends within this line");
       }
       const std::string line = text.substr(start, end - start);

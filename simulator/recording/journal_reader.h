@@ -39,6 +39,8 @@ struct RecordedRun {
   std::vector<JournalCall> calls;
   /// What is wrong, in one line: the file, the line, and what was expected. Empty: nothing.
   std::string problem;
+  /// Whether only that is wrong that the last call's line is cut.
+  bool isCut = false;
 };
 
 /// Reads the journal in `text`; `name` stands for the file in the problem. Takes any bytes.

@@ -87,6 +87,14 @@ TEST_P(WrongJournalTest, Line_IsNamedWithWhatIsWrong) {
 
 std::string WithCall(const std::string& rest) { return kHead + Line(rest) + "\n"; }
 
+std::string WithInvocation(const std::string& parameter) {
+  return WithCall(R"("call":"TEEC_InvokeCommand","session":1,"command":{"number":99},)"
+                  R"("paramTypes":7,"params":[)" +
+                  parameter +
+                  R"(],"result":{"number":0,"name":"TEEC_SUCCESS"},)"
+                  R"("origin":{"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"}})");
+}
+
 std::string Head(const std::string& from, const std::string& to) {
   std::string head = kHead;
   return head.replace(head.find(from), from.size(), to);
@@ -167,8 +175,27 @@ const Wrong kWrong[] = {
               "\"result\":{\"number\":0,\"name\":\"TEEC_SUCCESS\"},"
               "\"origin\":{\"number\":4,\"name\":\"TEEC_ORIGIN_TRUSTED_APP\"}}"),
      "\"params\" must be a list of at most 4 parameters"},
+    {"parameter_of_half_a_byte", WithInvocation(R"({"size":1,"before":"0"})"),
+     "\"before\" must be small hexadecimal digits in pairs, or null"},
+    {"parameter_of_a_large_value", WithInvocation(R"({"newA":4294967296,"newB":0})"),
+     "\"newA\" must be a 32-bit number from 0 on"},
+    {"parameter_of_a_fraction", WithInvocation(R"({"size":0.5})"),
+     "\"size\" must be a whole number"},
+    {"parameter_with_more", WithInvocation(R"({"bytes":"00"})"),
+     "a parameter has \"bytes\", which is no part of it"},
     {"too_deep", WithCall("\"call\":[[[[[[1]]]]]]}"), "goes deeper than a line of a journal does"},
 };
+
+TEST(JournalReaderTest, ParametersOfEachKind_AreRead) {
+  const std::string withheld =
+      R"({"sharedMemory":1,"before":{"length":2,"sha256":")" + std::string(64, '0') + "\"}}";
+  for (const std::string& parameter :
+       {std::string("{}"), withheld, std::string(R"({"a":1,"b":4294967295,"newA":0,"newB":2})"),
+        std::string(R"({"size":-1,"newSize":2,"before":"00ff","after":null})"),
+        std::string(R"({"sharedMemory":0,"size":1,"offset":-1,"after":"00"})")}) {
+    EXPECT_EQ(Read(WithInvocation(parameter)).problem, "") << parameter;
+  }
+}
 
 INSTANTIATE_TEST_SUITE_P(Lines, WrongJournalTest, ::testing::ValuesIn(kWrong),
                          [](const auto& instance) { return std::string(instance.param.name); });

@@ -178,6 +178,21 @@ class ExchangeStep {
     command = call.members["command"];
     result = call.members["result"];
     answer = ResultInWords(call.members) + after;
+    // Of a program without a marshaller.
+    for (const Json& parameter : call.members.value("params", Json::array())) {
+      if (parameter.contains("a")) {
+        Append(sent, parameter["a"].dump() + ", " + parameter["b"].dump());
+      }
+      if (parameter.contains("before")) {
+        Append(sent, BytesInWords(parameter["before"]));
+      }
+      if (parameter.contains("newA")) {
+        Append(got, parameter["newA"].dump() + ", " + parameter["newB"].dump());
+      }
+      if (parameter.contains("after")) {
+        Append(got, BytesInWords(parameter["after"]));
+      }
+    }
   }
 
   void Get(const JournalCall& call) {

@@ -57,6 +57,20 @@ class JournalWordsTest : public ::testing::Test {
 constexpr char kSuccess[] = R"({"number":0,"name":"TEEC_SUCCESS"})";
 constexpr char kUpdate[] = R"({"number":18,"name":"vm_updateFW"})";
 
+TEST_F(JournalWordsTest, ProgramWithoutAMarshaller_HasItsMemoryShown) {
+  Connect();
+  Add(R"("TEEC_InvokeCommand","session":1,"command":{"number":99},"paramTypes":55,"params":[)"
+      R"({"size":2,"before":"00ff","after":"6100"},{"a":1,"b":2,"newA":3,"newB":4}],"result":)" +
+      std::string(kSuccess) + R"(,"origin":{"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"})");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  command 99\n"
+            "    sent           00ff, 1, 2\n"
+            "    answered       TEEC_SUCCESS from TEEC_ORIGIN_TRUSTED_APP, after 0.001000 s\n"
+            "    got            \"a\", 3, 4\n"
+            "    returned       TEEC_SUCCESS\n");
+}
+
 TEST_F(JournalWordsTest, Head_SaysWhatRanAndWhen) {
   EXPECT_EQ(RunInWords(Run()),
             "A run of tool, recorded by vam-board 1.0 at 2026-11-18 11:06:40 UTC.\n");

@@ -27,6 +27,8 @@
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/run/power_line.h"
+#include "simulator/run/recorded_call.h"
+#include "simulator/run/replay.h"
 
 namespace vam {
 
@@ -79,8 +81,8 @@ constexpr std::size_t kTroubleBytes = 2048;
 
 struct SharedByRun {
   std::atomic<std::uint32_t> chipWrites;
-  /// 1 from the first trouble on.
-  std::atomic<std::uint32_t> hasTrouble;
+  /// The kind of the first trouble.
+  std::atomic<std::uint32_t> kindOfTrouble;
   /// Ends with a zero at any time.
   char trouble[kTroubleBytes];
 };
@@ -107,8 +109,9 @@ std::size_t SizeOfShared(const Board& board) {
   return sizeof(SharedByRun) + board.faults.size() * sizeof(FaultCounter);
 }
 
-void Record(SharedByRun& shared, const std::string& trouble) {
-  if (shared.hasTrouble.exchange(1) == 0) {
+void Record(SharedByRun& shared, const std::string& trouble, Trouble kind) {
+  std::uint32_t none = 0;
+  if (shared.kindOfTrouble.compare_exchange_strong(none, static_cast<std::uint32_t>(kind))) {
     std::memcpy(shared.trouble, trouble.data(), std::min(trouble.size(), kTroubleBytes - 1));
   }
 }
@@ -137,7 +140,7 @@ Run* Run::Current() {
     } catch (const std::exception& error) {
       LeaveADescriptor();
       try {
-        Record(*MapShared(runFolder, sizeof(SharedByRun)), error.what());
+        Record(*MapShared(runFolder, sizeof(SharedByRun)), error.what(), Trouble::kOfTheRig);
       } catch (const std::exception&) {
         // Nobody can be told but who reads the program's standard error.
       }
@@ -171,6 +174,7 @@ Run::Run(const std::string& runFolder)
       stateFolder(Followed(folder + kState)),
       shared(MapShared(folder, SizeOfShared(description))),
       sharedSize(SizeOfShared(description)),
+      recording(Replay::IsIn(folder) ? std::make_unique<Replay>(folder) : nullptr),
       journal(
           folder + kJournalLink, ReadJournalSettings(folder + kJournalSettingsFile),
           [this](const std::string& cause) {
@@ -237,20 +241,40 @@ std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   return faults;
 }
 
-void Run::ReportTrouble(const std::string& line) { Record(*shared, line); }
+void Run::ReportTrouble(const std::string& text, Trouble kind) { Record(*shared, text, kind); }
 
-void Run::StopForTrouble(const std::string& line) {
-  ReportTrouble(line);
-  StopRun(folder, line);
+void Run::StopForTrouble(const std::string& text, Trouble kind) {
+  ReportTrouble(text, kind);
+  StopRun(folder, text);
 }
 
-bool Run::HasTrouble() const { return shared->hasTrouble.load() != 0; }
+Trouble Run::KindOfTrouble() const { return static_cast<Trouble>(shared->kindOfTrouble.load()); }
 
-std::string Run::Trouble() const { return HasTrouble() ? shared->trouble : ""; }
+std::string Run::TroubleInWords() const { return HasTrouble() ? shared->trouble : ""; }
 
 const Fault* FireFaultOn(PlatformCall call) {
   Run* run = Run::Current();
   return run == nullptr ? nullptr : run->FireCallFault(call);
+}
+
+const RecordedCall* AnswerFromRecording(const Question& question) {
+  Run* run = Run::Current();
+  try {
+    return &run->Recording()->Answer(question);
+  } catch (const PartsFromRecording& parts) {
+    run->StopForTrouble(parts.what(), Trouble::kPartsFromRecording);
+  } catch (const RecordingIsOver& over) {
+    run->StopForTrouble(over.what(), Trouble::kRecordingIsOver);
+  }
+}
+
+std::optional<std::string> RecordedBytes(const RecordedCall& recorded, const std::string& name) {
+  if (recorded.IsWithheld(name)) {
+    Run::Current()->StopForTrouble("call " + std::to_string(recorded.number) +
+                                   " of the recording answers with key material that was "
+                                   "withheld; record it with --with-keys");
+  }
+  return recorded.Bytes(name);
 }
 
 JournalLine LineOf(PlatformCall call) {

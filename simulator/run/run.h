@@ -1,9 +1,9 @@
 #ifndef SIMULATOR_RUN_RUN_H_
 #define SIMULATOR_RUN_RUN_H_
 
-// One run of a program on a simulated board. vam-board prepares it. The stand-in libraries in the
-// program's processes find it through the environment, and share its fault counters and its
-// journal.
+// One run of a program on a simulated board, or on a recording. vam-board prepares it. The stand-in
+// libraries in the program's processes find it through the environment, and share its fault
+// counters, its journal, and how far its recording has been replayed.
 
 #include <atomic>
 #include <cstdint>
@@ -16,6 +16,8 @@
 #include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/recorded_call.h"
+#include "simulator/run/replay.h"
 
 namespace vam {
 
@@ -28,6 +30,17 @@ struct FaultCounter {
 
 /// What all processes of a run share, followed by a FaultCounter for each fault.
 struct SharedByRun;
+
+/// What ended a run that a program did not end.
+enum class Trouble : std::uint32_t {
+  kNone,
+  /// The rig's own: a full disk, a file that went away.
+  kOfTheRig,
+  /// The program asked something else than the recorded one.
+  kPartsFromRecording,
+  /// The program asked more than was recorded.
+  kRecordingIsOver,
+};
 
 class Run {
  public:
@@ -80,15 +93,19 @@ class Run {
   /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 
-  /// Records trouble of the rig's own, which is none of the board's: a full disk, a file that went
-  /// away. vam-board reports the first of a run, a line for the user, when the run ends.
-  void ReportTrouble(const std::string& line);
+  /// Records trouble that is none of the board's. vam-board reports the first of a run, a text for
+  /// the user, when the run ends.
+  void ReportTrouble(const std::string& text, Trouble kind = Trouble::kOfTheRig);
   /// Reports the trouble and ends every program of the run, which would otherwise meet the trouble
   /// as an answer of the board.
-  [[noreturn]] void StopForTrouble(const std::string& line);
-  bool HasTrouble() const;
-  /// Returns the trouble that the run has had; empty: none.
-  std::string Trouble() const;
+  [[noreturn]] void StopForTrouble(const std::string& text, Trouble kind = Trouble::kOfTheRig);
+  bool HasTrouble() const { return KindOfTrouble() != Trouble::kNone; }
+  Trouble KindOfTrouble() const;
+  /// Returns what was said of the trouble that the run has had; empty: none.
+  std::string TroubleInWords() const;
+
+  /// Returns the recording that answers the programs of this run; null: a board does.
+  Replay* Recording() { return recording.get(); }
 
   /// No process writes to it once the run has had trouble: what is missing is always the end.
   Journal& CallJournal() { return journal; }
@@ -105,11 +122,33 @@ class Run {
   std::string stateFolder;
   SharedByRun* shared = nullptr;
   std::size_t sharedSize = 0;
+  std::unique_ptr<Replay> recording;
   Journal journal;
 };
 
 /// Counts `call` in the run that this process belongs to. Returns the fault that fires, or null.
 const Fault* FireFaultOn(PlatformCall call);
+
+/// Returns the recorded call that answers `question`; null where no recording does. Ends the
+/// programs of the run where the recording has another call, or none.
+const RecordedCall* AnswerFromRecording(const Question& question);
+
+/// Does the same for the question that `ask` puts: it adds what is asked to a Question, as it adds
+/// that to the call's JournalLine.
+template <typename Ask>
+const RecordedCall* FindRecorded(PlatformCall call, Ask ask) {
+  Run* run = Run::Current();
+  if (run == nullptr || run->Recording() == nullptr) {
+    return nullptr;
+  }
+  Question question(call);
+  ask(question);
+  return AnswerFromRecording(question);
+}
+
+/// Returns the text or the bytes that `recorded` answers under `name`; none where it answers null.
+/// Ends the programs of the run where the recording withheld them.
+std::optional<std::string> RecordedBytes(const RecordedCall& recorded, const std::string& name);
 
 /// Begins the line of `call` in the journal of the run that this process belongs to. Where there is
 /// no journal, the line is not written.

@@ -3,12 +3,20 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "journal/journal_line.h"
 #include "platform/tee_client.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/value_block.h"
+#include "simulator/run/recorded_call.h"
+#include "simulator/run/replay.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -31,6 +39,34 @@ std::uint32_t NextMarshaller() {
   return ++count;
 }
 
+/// The blobs that a recording answered with, as long as their marshaller lives.
+class RecordedBlobs {
+ public:
+  static RecordedBlobs& Instance() {
+    static RecordedBlobs blobs;
+    return blobs;
+  }
+
+  void* Keep(const CNolvWsm* owner, const std::string& bytes) {
+    std::vector<char> blob;
+    // An empty blob has an address too.
+    blob.reserve(bytes.size() + 1);
+    blob.assign(bytes.begin(), bytes.end());
+    const std::lock_guard<std::mutex> lock(mutex);
+    kept[owner].push_back(std::move(blob));
+    return kept[owner].back().data();
+  }
+
+  void Forget(const CNolvWsm* owner) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    kept.erase(owner);
+  }
+
+ private:
+  std::mutex mutex;
+  std::map<const CNolvWsm*, std::vector<std::vector<char>>> kept;
+};
+
 /// Runs one operation on the marshaller's position, unless a fault of the board makes it fail.
 template <typename Operation>
 bool Operate(unsigned char* block, std::size_t size, std::size_t& position, const vam::Fault* fault,
@@ -49,54 +85,75 @@ bool Operate(unsigned char* block, std::size_t size, std::size_t& position, cons
 CNolvWsm::CNolvWsm(void* sharedMemory)
     : block(static_cast<unsigned char*>(static_cast<TEEC_SharedMemory*>(sharedMemory)->buffer)),
       size(static_cast<TEEC_SharedMemory*>(sharedMemory)->size),
-      position(vam::kFirstValue),
-      number(NextMarshaller()) {
-  vam::LineOf(PlatformCall::kMakeMarshaller)
-      .Number("sharedMemory", MemoryNumber(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0))
-      .Number("marshaller", number);
+      position(vam::kFirstValue) {
+  const std::uint32_t memory = MemoryNumber(*static_cast<TEEC_SharedMemory*>(sharedMemory), 0);
+  const auto ask = [memory](auto& asked) { asked.Number("sharedMemory", memory); };
+  const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kMakeMarshaller, ask);
+  number = recorded != nullptr ? recorded->Ordinal("marshaller") : NextMarshaller();
+  vam::JournalLine line = vam::LineOf(PlatformCall::kMakeMarshaller);
+  ask(line);
+  line.Number("marshaller", number);
 }
 
 CNolvWsm::~CNolvWsm() {
-  vam::LineOf(PlatformCall::kDestroyMarshaller).Number("marshaller", number);
+  const auto ask = [this](auto& asked) { asked.Number("marshaller", number); };
+  vam::FindRecorded(PlatformCall::kDestroyMarshaller, ask);
+  RecordedBlobs::Instance().Forget(this);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kDestroyMarshaller);
+  ask(line);
 }
 
 bool CNolvWsm::PutInt(std::int32_t value) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutInt);
-  const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
-    return vam::put_int(cursor, value);
-  });
-  vam::LineOf(PlatformCall::kPutInt)
-      .Number("marshaller", number)
-      .Number("value", value)
-      .Truth("result", done)
-      .ChangedBy(vam::NumberOf(fault));
+  const auto ask = [=](auto& asked) { asked.Number("marshaller", number).Number("value", value); };
+  const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kPutInt, ask);
+  const bool done = recorded != nullptr
+                        ? recorded->Truth("result")
+                        : Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
+                            return vam::put_int(cursor, value);
+                          });
+  vam::JournalLine line = vam::LineOf(PlatformCall::kPutInt);
+  ask(line);
+  line.Truth("result", done).ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
 bool CNolvWsm::PutUint(std::uint32_t value) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutUint);
-  const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
-    return vam::put_uint(cursor, value);
-  });
-  vam::LineOf(PlatformCall::kPutUint)
-      .Number("marshaller", number)
-      .Number("value", value)
-      .Truth("result", done)
-      .ChangedBy(vam::NumberOf(fault));
+  const auto ask = [=](auto& asked) { asked.Number("marshaller", number).Number("value", value); };
+  const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kPutUint, ask);
+  const bool done = recorded != nullptr
+                        ? recorded->Truth("result")
+                        : Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
+                            return vam::put_uint(cursor, value);
+                          });
+  vam::JournalLine line = vam::LineOf(PlatformCall::kPutUint);
+  ask(line);
+  line.Truth("result", done).ChangedBy(vam::NumberOf(fault));
   return done;
 }
 
 bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kPutBlob);
-  const bool done = Operate(
-      block, size, position, fault,
-      [bytes, length](vam::ValueCursor& cursor) { return vam::put_blob(cursor, bytes, length); });
+  const auto ask = [=](auto& asked) {
+    asked.Number("marshaller", number).Number("length", length);
+  };
+  const void* given = length == 0 ? this : bytes;
+  const vam::RecordedCall* recorded =
+      vam::FindRecorded(PlatformCall::kPutBlob, [&](vam::Question& asked) {
+        ask(asked);
+        asked.Bytes("bytes", given, length);
+      });
+  const bool done = recorded != nullptr ? recorded->Truth("result")
+                                        : Operate(block, size, position, fault,
+                                                  [bytes, length](vam::ValueCursor& cursor) {
+                                                    return vam::put_blob(cursor, bytes, length);
+                                                  });
+  vam::JournalLine line = vam::LineOf(PlatformCall::kPutBlob);
+  ask(line);
   // After a refusal the length may be more than the caller's bytes. Only key records are put as
   // blobs.
-  vam::LineOf(PlatformCall::kPutBlob)
-      .Number("marshaller", number)
-      .Number("length", length)
-      .KeyBytes("bytes", done ? (length == 0 ? this : bytes) : nullptr, length)
+  line.KeyBytes("bytes", done ? given : nullptr, length)
       .Truth("result", done)
       .ChangedBy(vam::NumberOf(fault));
   return done;
@@ -104,16 +161,25 @@ bool CNolvWsm::PutBlob(const void* bytes, std::uint32_t length) {
 
 void CNolvWsm::PrepareReset(int mode) {
   position = vam::kFirstValue;
-  vam::LineOf(PlatformCall::kPrepareReset).Number("marshaller", number).Number("mode", mode);
+  const auto ask = [=](auto& asked) { asked.Number("marshaller", number).Number("mode", mode); };
+  vam::FindRecorded(PlatformCall::kPrepareReset, ask);
+  vam::JournalLine line = vam::LineOf(PlatformCall::kPrepareReset);
+  ask(line);
 }
 
 bool CNolvWsm::GetInt(std::int32_t* value) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetInt);
-  const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
-    return vam::get_int(cursor, value);
-  });
+  const auto ask = [this](auto& asked) { asked.Number("marshaller", number); };
+  bool done = false;
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kGetInt, ask)) {
+    done = recorded->Truth("result");
+    *value = done ? static_cast<std::int32_t>(recorded->Number("value")) : *value;
+  } else {
+    done = Operate(block, size, position, fault,
+                   [value](vam::ValueCursor& cursor) { return vam::get_int(cursor, value); });
+  }
   vam::JournalLine line = vam::LineOf(PlatformCall::kGetInt);
-  line.Number("marshaller", number);
+  ask(line);
   if (done) {
     line.Number("value", *value);
   }
@@ -123,11 +189,17 @@ bool CNolvWsm::GetInt(std::int32_t* value) {
 
 bool CNolvWsm::GetUint(std::uint32_t* value) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetUint);
-  const bool done = Operate(block, size, position, fault, [value](vam::ValueCursor& cursor) {
-    return vam::get_uint(cursor, value);
-  });
+  const auto ask = [this](auto& asked) { asked.Number("marshaller", number); };
+  bool done = false;
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kGetUint, ask)) {
+    done = recorded->Truth("result");
+    *value = done ? static_cast<std::uint32_t>(recorded->Number("value")) : *value;
+  } else {
+    done = Operate(block, size, position, fault,
+                   [value](vam::ValueCursor& cursor) { return vam::get_uint(cursor, value); });
+  }
   vam::JournalLine line = vam::LineOf(PlatformCall::kGetUint);
-  line.Number("marshaller", number);
+  ask(line);
   if (done) {
     line.Number("value", *value);
   }
@@ -137,15 +209,21 @@ bool CNolvWsm::GetUint(std::uint32_t* value) {
 
 void* CNolvWsm::GetBlob(std::uint32_t length) {
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kGetBlob);
+  const auto ask = [=](auto& asked) {
+    asked.Number("marshaller", number).Number("length", length);
+  };
   void* bytes = nullptr;
-  Operate(block, size, position, fault, [&bytes, length](vam::ValueCursor& cursor) {
-    bytes = vam::get_blob(cursor, length);
-    return bytes != nullptr;
-  });
-  vam::LineOf(PlatformCall::kGetBlob)
-      .Number("marshaller", number)
-      .Number("length", length)
-      .Bytes("bytes", bytes, length)
-      .ChangedBy(vam::NumberOf(fault));
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kGetBlob, ask)) {
+    const std::optional<std::string> answer = vam::RecordedBytes(*recorded, "bytes");
+    bytes = answer ? RecordedBlobs::Instance().Keep(this, *answer) : nullptr;
+  } else {
+    Operate(block, size, position, fault, [&bytes, length](vam::ValueCursor& cursor) {
+      bytes = vam::get_blob(cursor, length);
+      return bytes != nullptr;
+    });
+  }
+  vam::JournalLine line = vam::LineOf(PlatformCall::kGetBlob);
+  ask(line);
+  line.Bytes("bytes", bytes, length).ChangedBy(vam::NumberOf(fault));
   return bytes;
 }

@@ -42,6 +42,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/run/board_paths.h"
+#include "simulator/run/recorded_call.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -327,9 +328,15 @@ std::atomic<std::uint32_t> openings{0};
 template <typename Proceed>
 int OpenNode(int flags, Proceed proceed) {
   const int errorBefore = errno;
+  const auto ask = [flags](auto& asked) {
+    asked.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
+  };
   const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kOpen);
+  const vam::RecordedCall* recorded = vam::FindRecorded(vam::PlatformCall::kOpen, ask);
   int descriptor = -1;
-  if (fault == nullptr) {
+  if (recorded != nullptr && !recorded->Has("descriptor")) {
+    errno = static_cast<int>(recorded->Number("errno"));
+  } else if (fault == nullptr) {
     descriptor = proceed();
   } else {
     errno = fault->errorNumber;
@@ -337,11 +344,12 @@ int OpenNode(int flags, Proceed proceed) {
   const int error = descriptor < 0 ? errno : errorBefore;
   {
     vam::JournalLine line = vam::LineOf(vam::PlatformCall::kOpen);
-    line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
+    ask(line);
     if (descriptor < 0) {
       line.Number("result", descriptor).ErrorNumber(error);
     } else {
-      const std::uint32_t opening = ++openings;
+      const std::uint32_t opening =
+          recorded != nullptr ? recorded->Ordinal("descriptor") : ++openings;
       lseek(descriptor, opening, SEEK_SET);
       line.Number("descriptor", opening);
     }
@@ -416,10 +424,15 @@ FILE* ReopenStream(const char* path, const char* mode, FILE* stream, Proceed pro
 template <typename Proceed>
 int Close(int descriptor, Proceed proceed) {
   const std::optional<std::uint32_t> opening = OpeningOf(descriptor);
-  const int result = proceed();
+  int result = proceed();
   if (opening) {
     const ErrorNumberKept kept;
-    vam::LineOf(vam::PlatformCall::kClose).Number("descriptor", *opening).Number("result", result);
+    const auto ask = [opening](auto& asked) { asked.Number("descriptor", *opening); };
+    const vam::RecordedCall* recorded = vam::FindRecorded(vam::PlatformCall::kClose, ask);
+    result = recorded != nullptr ? static_cast<int>(recorded->Number("result")) : result;
+    vam::JournalLine line = vam::LineOf(vam::PlatformCall::kClose);
+    ask(line);
+    line.Number("result", result);
   }
   return result;
 }
@@ -459,19 +472,31 @@ int AnswerIoctl(const vam::ProbeSection& probe, unsigned long request, void* arg
 int NodeIoctl(std::uint32_t opening, unsigned long request, void* argument) {
   const int errorBefore = errno;
   vam::Run* run = vam::Run::Current();
+  const auto ask = [=](auto& asked) {
+    asked.Number("descriptor", opening).Number("request", static_cast<std::int64_t>(request));
+  };
   const vam::Fault* fault = vam::FireFaultOn(vam::PlatformCall::kIoctl);
   int error = ENOTTY;
-  if (fault != nullptr) {
-    error = fault->errorNumber;
-  } else if (run != nullptr) {
-    error = AnswerIoctl(run->Description().probe, request, argument);
+  int result = -1;
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(vam::PlatformCall::kIoctl, ask)) {
+    error = static_cast<int>(recorded->Number("errno"));
+    result = static_cast<int>(recorded->Number("result"));
+    const auto flag = static_cast<std::int32_t>(recorded->Number("flag"));
+    if (recorded->Has("flag")) {
+      CopyIfMapped(argument, &flag, sizeof flag);
+    }
+  } else {
+    if (fault != nullptr) {
+      error = fault->errorNumber;
+    } else if (run != nullptr) {
+      error = AnswerIoctl(run->Description().probe, request, argument);
+    }
+    result = error == 0 ? 0 : -1;
   }
-  const int result = error == 0 ? 0 : -1;
   {
     vam::JournalLine line = vam::LineOf(vam::PlatformCall::kIoctl);
-    line.Number("descriptor", opening)
-        .Number("request", static_cast<std::int64_t>(request))
-        .Number("result", result);
+    ask(line);
+    line.Number("result", result);
     std::int32_t flag = 0;
     if (result < 0) {
       line.ErrorNumber(error);

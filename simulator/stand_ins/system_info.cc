@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/recorded_call.h"
 #include "simulator/run/run.h"
 
 namespace {
@@ -24,17 +26,26 @@ int system_info_get_value_string(system_info_key_e key, char** value) {
   const vam::Fault* fault = run->FireCallFault(vam::PlatformCall::kSystemInfoGetValueString);
   const auto& values = run->Description().systemInformation;
   const auto found = values.find(static_cast<std::int32_t>(key));
+  const auto ask = [key](auto& asked) { asked.Number("key", key); };
   int result = 0;
-  if (fault != nullptr) {
+  std::optional<std::string> text;
+  if (const vam::RecordedCall* recorded =
+          vam::FindRecorded(vam::PlatformCall::kSystemInfoGetValueString, ask)) {
+    result = static_cast<int>(recorded->Number("result"));
+    text = recorded->Bytes("value");
+  } else if (fault != nullptr) {
     result = static_cast<int>(fault->result);
   } else if (found == values.end()) {
     result = kUnknownKey;
+  } else {
+    text = found->second;
   }
   vam::JournalLine line = vam::LineOf(vam::PlatformCall::kSystemInfoGetValueString);
-  line.Number("key", key).Number("result", result);
-  if (result == 0) {
-    line.Text("value", found->second.c_str());
-    *value = strdup(found->second.c_str());
+  ask(line);
+  line.Number("result", result);
+  if (text) {
+    line.Text("value", text->c_str());
+    *value = strdup(text->c_str());
   }
   line.ChangedBy(vam::NumberOf(fault));
   return result;

@@ -1,5 +1,9 @@
 #include "simulator/stand_ins/tee_client_api.h"
 
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -7,14 +11,20 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "interface/trusted_application.h"
+#include "journal/code_names.h"
 #include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/model/trusted_application.h"
+#include "simulator/run/recorded_call.h"
+#include "simulator/run/replay.h"
 #include "simulator/run/run.h"
 #include "simulator/state/chip_lock.h"
 #include "simulator/state/chip_memory_file.h"
@@ -106,22 +116,66 @@ class SecureWorld {
   SecureWorld(const SecureWorld&) = delete;
   SecureWorld& operator=(const SecureWorld&) = delete;
 
-  vam::Run* run = vam::Run::Current();
-  /// Live contexts, by number.
-  std::map<std::uint32_t, bool> contexts;
-  /// Live sessions and the context of each.
-  std::map<std::uint32_t, std::uint32_t> sessions;
+  vam::Run* const run = vam::Run::Current();
+
+  void AddContext(TEEC_Context& context, std::uint32_t number) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    context.number = number;
+    contexts.insert(number);
+  }
+  void AddSession(TEEC_Session& session, std::uint32_t number, std::uint32_t context) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    session.number = number;
+    sessions[number] = context;
+  }
+  void AddMemory(TEEC_SharedMemory& sharedMemory, std::uint32_t number, std::uint32_t context) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    sharedMemory.number = number;
+    Memory& memory = memories[number];
+    memory.context = context;
+    // One byte more gives an empty block an address too.
+    memory.bytes.resize(sharedMemory.size + 1);
+    sharedMemory.buffer = memory.bytes.data();
+  }
+
+  [[nodiscard]] bool HasContext(std::uint32_t number) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return contexts.count(number) != 0;
+  }
+  /// Return the context of a session or of a memory; 0 of one that does not live.
+  [[nodiscard]] std::uint32_t ContextOfSession(std::uint32_t number) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = sessions.find(number);
+    return found == sessions.end() ? 0 : found->second;
+  }
+  [[nodiscard]] std::uint32_t ContextOfMemory(std::uint32_t number) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = memories.find(number);
+    return found == memories.end() ? 0 : found->second.context;
+  }
+
+  /// Return whether it lived.
+  bool RemoveContext(std::uint32_t number) { return Remove(contexts, number); }
+  bool RemoveSession(std::uint32_t number) { return Remove(sessions, number); }
+  bool RemoveMemory(std::uint32_t number) { return Remove(memories, number); }
+
+  std::atomic<std::uint32_t> contextCount{0};
+  std::atomic<std::uint32_t> sessionCount{0};
+  std::atomic<std::uint32_t> memoryCount{0};
+
+ private:
+  SecureWorld() = default;
+
   struct Memory {
     std::uint32_t context;
     std::vector<std::uint8_t> bytes;
   };
-  std::map<std::uint32_t, Memory> memories;
-  std::uint32_t contextCount = 0;
-  std::uint32_t sessionCount = 0;
-  std::uint32_t memoryCount = 0;
 
- private:
-  SecureWorld() = default;
+  template <typename Things>
+  bool Remove(Things& things, std::uint32_t number) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return things.erase(number) != 0;
+  }
 
   static void Report(const char* what, std::size_t count) {
     if (count != 0) {
@@ -129,6 +183,13 @@ class SecureWorld {
                    count, what);
     }
   }
+
+  mutable std::mutex mutex;
+  /// Live contexts, by number.
+  std::set<std::uint32_t> contexts;
+  /// Live sessions and the context of each.
+  std::map<std::uint32_t, std::uint32_t> sessions;
+  std::map<std::uint32_t, Memory> memories;
 };
 
 void Misuse(PlatformCall call, const char* what) {
@@ -183,8 +244,7 @@ bool CheckParameter(SecureWorld& world, std::uint32_t context, std::uint32_t typ
   if (parent == nullptr) {
     return false;
   }
-  const auto memory = world.memories.find(parent->number);
-  if (memory == world.memories.end() || memory->second.context != context) {
+  if (world.ContextOfMemory(parent->number) != context) {
     return false;
   }
   if (type == TEEC_MEMREF_WHOLE) {
@@ -250,6 +310,19 @@ Outcome InvokeModel(SecureWorld& world, std::uint32_t command, const TEEC_Operat
   }
 }
 
+/// Returns the outcome that a recording answers with.
+Outcome OutcomeIn(const vam::RecordedCall& recorded) {
+  return {recorded.Ordinal("result"), recorded.Ordinal("origin")};
+}
+
+/// Notes a call that has no answer. `ask` adds what is asked.
+template <typename Ask>
+void Record(PlatformCall call, Ask ask) {
+  vam::FindRecorded(call, ask);
+  vam::JournalLine line = vam::LineOf(call);
+  ask(line);
+}
+
 void StoreOrigin(std::uint32_t* place, std::uint32_t origin) {
   if (place != nullptr) {
     *place = origin;
@@ -263,56 +336,223 @@ void DescribeUuid(const TEEC_UUID& uuid, char (&text)[37]) {
                 node[3], node[4], node[5], node[6], node[7]);
 }
 
-void AddParameter(vam::JournalLine& line, std::uint32_t type, const TEEC_Parameter& parameter) {
-  switch (type) {
-    case TEEC_VALUE_INPUT:
-    case TEEC_VALUE_OUTPUT:
-    case TEEC_VALUE_INOUT:
-      line.Number("a", parameter.value.a).Number("b", parameter.value.b);
-      break;
-    case TEEC_MEMREF_TEMP_INPUT:
-    case TEEC_MEMREF_TEMP_OUTPUT:
-    case TEEC_MEMREF_TEMP_INOUT:
-      line.Number("size", static_cast<std::int64_t>(parameter.tmpref.size));
-      break;
-    case TEEC_MEMREF_WHOLE:
-    case TEEC_MEMREF_PARTIAL_INPUT:
-    case TEEC_MEMREF_PARTIAL_OUTPUT:
-    case TEEC_MEMREF_PARTIAL_INOUT: {
-      const TEEC_RegisteredMemoryReference& part = parameter.memref;
-      line.Number("sharedMemory", part.parent == nullptr ? 0 : part.parent->number);
-      if (type != TEEC_MEMREF_WHOLE) {
-        line.Number("size", static_cast<std::int64_t>(part.size))
-            .Number("offset", static_cast<std::int64_t>(part.offset));
-      }
-      break;
-    }
-    default:
-      break;
-  }
-}
+/// Returns whether a marshaller is loaded into the program. It tells the journal every value that
+/// is put and got, and the bytes of the memory are its own affair.
+bool HasMarshaller() { return dlsym(RTLD_DEFAULT, "_ZN8CNolvWsm6PutIntEi") != nullptr; }
 
-/// Adds the types of the parameters, and each parameter up to the last one that is there.
-void AddParameters(vam::JournalLine& line, const TEEC_Operation& operation) {
-  line.Number("paramTypes", operation.paramTypes).BeginList("params");
-  for (std::uint32_t i = 0; i < TEEC_CONFIG_PAYLOAD_REF_COUNT; ++i) {
-    if ((operation.paramTypes & 0xFFFF) >> 4 * i == 0) {
-      break;
+/// The parameters of an operation: as the program gives them, and, after the call, as they come
+/// back.
+class Parameters {
+ public:
+  /// Takes note of what is given. `given` outlives the object.
+  Parameters(const TEEC_Operation* given, const SecureWorld& world) : operation(given) {
+    if (operation == nullptr) {
+      return;
     }
-    line.BeginObject();
-    AddParameter(line, TEEC_PARAM_TYPE_GET(operation.paramTypes, i), operation.params[i]);
-    line.EndObject();
+    withBytes = !HasMarshaller();
+    for (std::uint32_t i = 0; i < Count(); ++i) {
+      const TEEC_Parameter& parameter = operation->params[i];
+      Given& copy = givens[i];
+      copy.value = parameter;
+      copy.type = TEEC_PARAM_TYPE_GET(operation->paramTypes, i);
+      copy.reference = MemoryOf(world, copy.type, parameter);
+      copy.directions = DirectionsOf(copy.type, parameter);
+      if (withBytes && copy.IsMemory() && (copy.directions & TEEC_MEM_INPUT) != 0) {
+        copy.before.assign(copy.reference.bytes, copy.reference.bytes + copy.reference.size);
+      }
+    }
   }
-  line.EndList();
-}
+
+  /// Adds what is asked by them.
+  void Ask(vam::Question& question) const {
+    if (operation == nullptr) {
+      return;
+    }
+    question.Number("paramTypes", operation->paramTypes);
+    for (std::uint32_t i = 0; i < Count(); ++i) {
+      const Given& given = givens[i];
+      const std::string place = "params." + std::to_string(i) + ".";
+      given.ForEachNumber(
+          [&](const char* name, std::int64_t number) { question.Number(place + name, number); });
+      if (given.IsMemory() && (given.directions & TEEC_MEM_INPUT) != 0) {
+        question.Bytes(place + "before", given.reference.bytes, given.reference.size);
+      }
+    }
+  }
+
+  /// Takes what `recorded` answers.
+  void Answer(TEEC_Operation* taken, const vam::RecordedCall& recorded) const {
+    for (std::uint32_t i = 0; i < Count(); ++i) {
+      const Given& given = givens[i];
+      const std::string place = "params." + std::to_string(i) + ".";
+      TEEC_Parameter& parameter = taken->params[i];
+      if (recorded.Has(place + "newA")) {
+        parameter.value.a = recorded.Ordinal(place + "newA");
+        parameter.value.b = recorded.Ordinal(place + "newB");
+      }
+      if (recorded.Has(place + "newSize")) {
+        const auto size = static_cast<std::size_t>(recorded.Number(place + "newSize"));
+        (given.IsTemporary() ? parameter.tmpref.size : parameter.memref.size) = size;
+      }
+      const std::optional<std::string> bytes = vam::RecordedBytes(recorded, place + "after");
+      if (bytes && given.reference.bytes != nullptr) {
+        std::memcpy(given.reference.bytes, bytes->data(),
+                    std::min(bytes->size(), given.reference.size));
+      }
+    }
+  }
+
+  /// Adds the types of the parameters, and each parameter up to the last one that is there, with
+  /// what has come back.
+  void AddTo(vam::JournalLine& line, bool areKeys) const {
+    if (operation == nullptr) {
+      return;
+    }
+    line.Number("paramTypes", operation->paramTypes).BeginList("params");
+    for (std::uint32_t i = 0; i < Count(); ++i) {
+      line.BeginObject();
+      AddParameter(line, givens[i], operation->params[i], areKeys);
+      line.EndObject();
+    }
+    line.EndList();
+  }
+
+ private:
+  /// A parameter before the call.
+  struct Given {
+    std::uint32_t type = TEEC_NONE;
+    TEEC_Parameter value = {};
+    std::uint32_t directions = 0;
+    /// The memory that it refers to, where that is the program's.
+    Reference reference = {nullptr, 0};
+    std::vector<std::uint8_t> before;
+
+    [[nodiscard]] bool IsValue() const {
+      return type >= TEEC_VALUE_INPUT && type <= TEEC_VALUE_INOUT;
+    }
+    [[nodiscard]] bool IsTemporary() const {
+      return type >= TEEC_MEMREF_TEMP_INPUT && type <= TEEC_MEMREF_TEMP_INOUT;
+    }
+    [[nodiscard]] bool IsRegistered() const { return type >= TEEC_MEMREF_WHOLE; }
+    [[nodiscard]] bool IsMemory() const { return reference.bytes != nullptr; }
+    [[nodiscard]] std::size_t Size() const {
+      return IsTemporary() ? value.tmpref.size : value.memref.size;
+    }
+
+    /// Gives `take` each number that is asked, with its name.
+    template <typename Take>
+    void ForEachNumber(Take take) const {
+      if (IsValue() && (directions & TEEC_MEM_INPUT) != 0) {
+        take("a", value.value.a);
+        take("b", value.value.b);
+      }
+      if (IsRegistered()) {
+        take("sharedMemory", value.memref.parent == nullptr ? 0 : value.memref.parent->number);
+      }
+      if (IsTemporary() || (IsRegistered() && type != TEEC_MEMREF_WHOLE)) {
+        take("size", static_cast<std::int64_t>(Size()));
+      }
+      if (IsRegistered() && type != TEEC_MEMREF_WHOLE) {
+        take("offset", static_cast<std::int64_t>(value.memref.offset));
+      }
+    }
+  };
+
+  static std::uint32_t DirectionsOf(std::uint32_t type, const TEEC_Parameter& parameter) {
+    constexpr std::uint32_t kBoth = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+    if (type == TEEC_MEMREF_WHOLE) {
+      return parameter.memref.parent == nullptr ? 0 : parameter.memref.parent->flags & kBoth;
+    }
+    return type & kBoth;
+  }
+
+  /// Returns the memory that a parameter refers to; null bytes where it refers to none that the
+  /// library knows.
+  static Reference MemoryOf(const SecureWorld& world, std::uint32_t type,
+                            const TEEC_Parameter& parameter) {
+    if (type >= TEEC_MEMREF_TEMP_INPUT && type <= TEEC_MEMREF_TEMP_INOUT) {
+      return {static_cast<std::uint8_t*>(parameter.tmpref.buffer), parameter.tmpref.size};
+    }
+    const TEEC_SharedMemory* parent = type >= TEEC_MEMREF_WHOLE ? parameter.memref.parent : nullptr;
+    if (parent == nullptr || world.ContextOfMemory(parent->number) == 0) {
+      return {nullptr, 0};
+    }
+    if (type == TEEC_MEMREF_WHOLE) {
+      return {static_cast<std::uint8_t*>(parent->buffer), parent->size};
+    }
+    const TEEC_RegisteredMemoryReference& part = parameter.memref;
+    if (part.offset > parent->size || part.size > parent->size - part.offset) {
+      return {nullptr, 0};
+    }
+    return {static_cast<std::uint8_t*>(parent->buffer) + part.offset, part.size};
+  }
+
+  static void AddBytes(vam::JournalLine& line, const char* key, const void* bytes,
+                       std::size_t count, bool areKeys) {
+    areKeys ? line.KeyBytes(key, bytes, count) : line.Bytes(key, bytes, count);
+  }
+
+  void AddParameter(vam::JournalLine& line, const Given& given, const TEEC_Parameter& returned,
+                    bool areKeys) const {
+    given.ForEachNumber([&](const char* name, std::int64_t number) { line.Number(name, number); });
+    const bool isOutput = (given.directions & TEEC_MEM_OUTPUT) != 0;
+    if (given.IsValue()) {
+      if (isOutput) {
+        line.Number("newA", returned.value.a).Number("newB", returned.value.b);
+      }
+      return;
+    }
+    if (!given.IsTemporary() && !given.IsRegistered()) {
+      return;
+    }
+    const std::size_t newSize = given.IsTemporary() ? returned.tmpref.size : returned.memref.size;
+    if (isOutput && newSize != given.Size()) {
+      line.Number("newSize", static_cast<std::int64_t>(newSize));
+    }
+    const Reference& memory = given.reference;
+    if (withBytes && (given.directions & TEEC_MEM_INPUT) != 0) {
+      AddBytes(line, "before", given.IsMemory() ? AddressOf(given.before) : nullptr,
+               given.before.size(), areKeys);
+    }
+    if (withBytes && isOutput) {
+      AddBytes(line, "after", memory.bytes, memory.size, areKeys);
+    }
+  }
+
+  /// Of no bytes too there is an address.
+  static const void* AddressOf(const std::vector<std::uint8_t>& bytes) {
+    return bytes.empty() ? static_cast<const void*>(&bytes) : bytes.data();
+  }
+
+  /// Up to the last one that is there.
+  [[nodiscard]] std::uint32_t Count() const {
+    std::uint32_t count = 0;
+    while (operation != nullptr && count < TEEC_CONFIG_PAYLOAD_REF_COUNT &&
+           (operation->paramTypes & 0xFFFF) >> 4 * count != 0) {
+      ++count;
+    }
+    return count;
+  }
+
+  const TEEC_Operation* operation;
+  bool withBytes = false;
+  Given givens[TEEC_CONFIG_PAYLOAD_REF_COUNT];
+};
 
 }  // namespace
 
 TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
+  const auto ask = [name](auto& asked) { asked.Text("name", name); };
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kInitializeContext);
   TEEC_Result result = TEEC_SUCCESS;
-  if (fault != nullptr) {
+  if (const vam::RecordedCall* recorded =
+          vam::FindRecorded(PlatformCall::kInitializeContext, ask)) {
+    result = recorded->Ordinal("result");
+    if (recorded->Has("context") && context != nullptr) {
+      world.AddContext(*context, recorded->Ordinal("context"));
+    }
+  } else if (fault != nullptr) {
     result = fault->result;
   } else if (context == nullptr) {
     result = TEEC_ERROR_BAD_PARAMETERS;
@@ -321,11 +561,11 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
     // A board with a secure world has the default TEE and no other.
     result = TEEC_ERROR_ITEM_NOT_FOUND;
   } else {
-    context->number = ++world.contextCount;
-    world.contexts[context->number] = true;
+    world.AddContext(*context, ++world.contextCount);
   }
   vam::JournalLine line = vam::LineOf(PlatformCall::kInitializeContext);
-  line.Text("name", name).Result(result);
+  ask(line);
+  line.Result(result);
   if (result == TEEC_SUCCESS && context != nullptr) {
     line.Number("context", context->number);
   }
@@ -336,8 +576,9 @@ TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
 void TEEC_FinalizeContext(TEEC_Context* context) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = context == nullptr ? 0 : context->number;
-  vam::LineOf(PlatformCall::kFinalizeContext).Number("context", number);
-  if (world.contexts.erase(number) == 0) {
+  Record(PlatformCall::kFinalizeContext,
+         [number](auto& asked) { asked.Number("context", number); });
+  if (!world.RemoveContext(number)) {
     Misuse(PlatformCall::kFinalizeContext, "context");
   }
 }
@@ -347,14 +588,30 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
                              const void* connectionData, TEEC_Operation* operation,
                              std::uint32_t* returnOrigin) {
   SecureWorld& world = SecureWorld::Instance();
-  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kOpenSession);
   const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
+  char uuid[37] = "";
+  if (destination != nullptr) {
+    DescribeUuid(*destination, uuid);
+  }
+  const auto ask = [&](auto& asked) {
+    asked.Number("context", contextNumber)
+        .Text("destination", destination == nullptr ? nullptr : uuid)
+        .Number("connectionMethod", connectionMethod)
+        .Text("connectionData", connectionData == nullptr ? nullptr : "given")
+        .Text("operation", operation == nullptr ? nullptr : "given");
+  };
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kOpenSession);
   Outcome outcome = {TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP};
-  if (fault != nullptr) {
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kOpenSession, ask)) {
+    outcome = OutcomeIn(*recorded);
+    if (recorded->Has("session") && session != nullptr) {
+      world.AddSession(*session, recorded->Ordinal("session"), contextNumber);
+    }
+  } else if (fault != nullptr) {
     outcome = {fault->result, fault->origin};
-  } else if (world.run == nullptr || world.contexts.count(contextNumber) == 0 ||
-             session == nullptr || destination == nullptr ||
-             connectionMethod != TEEC_LOGIN_PUBLIC || connectionData != nullptr ||
+  } else if (world.run == nullptr || !world.HasContext(contextNumber) || session == nullptr ||
+             destination == nullptr || connectionMethod != TEEC_LOGIN_PUBLIC ||
+             connectionData != nullptr ||
              (operation != nullptr && operation->paramTypes != TEEC_NONE)) {
     // The trusted application takes only public logins without parameters.
     outcome = kBadParameters;
@@ -362,23 +619,13 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
              !world.run->Description().secureWorld.trustedApplication) {
     outcome = {TEEC_ERROR_ITEM_NOT_FOUND, TEEC_ORIGIN_TEE};
   } else {
-    session->number = ++world.sessionCount;
-    world.sessions[session->number] = contextNumber;
+    world.AddSession(*session, ++world.sessionCount, contextNumber);
   }
   StoreOrigin(returnOrigin, outcome.origin);
 
-  char uuid[37] = "";
-  if (destination != nullptr) {
-    DescribeUuid(*destination, uuid);
-  }
   vam::JournalLine line = vam::LineOf(PlatformCall::kOpenSession);
-  line.Number("context", contextNumber)
-      .Text("destination", destination == nullptr ? nullptr : uuid)
-      .Number("connectionMethod", connectionMethod)
-      .Text("connectionData", connectionData == nullptr ? nullptr : "given")
-      .Text("operation", operation == nullptr ? nullptr : "given")
-      .Result(outcome.result)
-      .Origin(outcome.origin);
+  ask(line);
+  line.Result(outcome.result).Origin(outcome.origin);
   if (outcome.result == TEEC_SUCCESS && session != nullptr) {
     line.Number("session", session->number);
   }
@@ -389,39 +636,43 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
 void TEEC_CloseSession(TEEC_Session* session) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = session == nullptr ? 0 : session->number;
-  vam::LineOf(PlatformCall::kCloseSession).Number("session", number);
-  if (world.sessions.erase(number) == 0) {
+  Record(PlatformCall::kCloseSession, [number](auto& asked) { asked.Number("session", number); });
+  if (!world.RemoveSession(number)) {
     Misuse(PlatformCall::kCloseSession, "session");
   }
 }
 
 TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
-  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kAllocateSharedMemory);
   const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
+  const auto ask = [=](auto& asked) {
+    asked.Number("context", contextNumber);
+    if (sharedMemory != nullptr) {
+      asked.Number("size", static_cast<std::int64_t>(sharedMemory->size))
+          .Number("flags", sharedMemory->flags);
+    }
+  };
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kAllocateSharedMemory);
   constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   TEEC_Result result = TEEC_SUCCESS;
-  if (fault != nullptr) {
+  if (const vam::RecordedCall* recorded =
+          vam::FindRecorded(PlatformCall::kAllocateSharedMemory, ask)) {
+    result = recorded->Ordinal("result");
+    if (recorded->Has("sharedMemory") && sharedMemory != nullptr) {
+      world.AddMemory(*sharedMemory, recorded->Ordinal("sharedMemory"), contextNumber);
+    }
+  } else if (fault != nullptr) {
     result = fault->result;
-  } else if (world.contexts.count(contextNumber) == 0 || sharedMemory == nullptr ||
+  } else if (!world.HasContext(contextNumber) || sharedMemory == nullptr ||
              sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0) {
     result = TEEC_ERROR_BAD_PARAMETERS;
   } else if (sharedMemory->size > TEEC_CONFIG_SHAREDMEM_MAX_SIZE) {
     result = TEEC_ERROR_OUT_OF_MEMORY;
   } else {
-    sharedMemory->number = ++world.memoryCount;
-    SecureWorld::Memory& memory = world.memories[sharedMemory->number];
-    memory.context = contextNumber;
-    // One byte more gives an empty block an address too.
-    memory.bytes.resize(sharedMemory->size + 1);
-    sharedMemory->buffer = memory.bytes.data();
+    world.AddMemory(*sharedMemory, ++world.memoryCount, contextNumber);
   }
   vam::JournalLine line = vam::LineOf(PlatformCall::kAllocateSharedMemory);
-  line.Number("context", contextNumber);
-  if (sharedMemory != nullptr) {
-    line.Number("size", static_cast<std::int64_t>(sharedMemory->size))
-        .Number("flags", sharedMemory->flags);
-  }
+  ask(line);
   line.Result(result);
   if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
     line.Number("sharedMemory", sharedMemory->number);
@@ -433,8 +684,9 @@ TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   SecureWorld& world = SecureWorld::Instance();
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
-  vam::LineOf(PlatformCall::kReleaseSharedMemory).Number("sharedMemory", number);
-  if (sharedMemory == nullptr || world.memories.erase(number) == 0) {
+  Record(PlatformCall::kReleaseSharedMemory,
+         [number](auto& asked) { asked.Number("sharedMemory", number); });
+  if (sharedMemory == nullptr || !world.RemoveMemory(number)) {
     Misuse(PlatformCall::kReleaseSharedMemory, "shared memory");
     return;
   }
@@ -444,22 +696,30 @@ void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
 TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
                                TEEC_Operation* operation, std::uint32_t* returnOrigin) {
   SecureWorld& world = SecureWorld::Instance();
-  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kInvokeCommand);
   const std::uint32_t sessionNumber = session == nullptr ? 0 : session->number;
-  const auto opened = world.sessions.find(sessionNumber);
+  const Parameters parameters(operation, world);
+  const auto ask = [=](auto& asked) { asked.Number("session", sessionNumber).Command(commandID); };
+  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kInvokeCommand);
+  const vam::RecordedCall* recorded =
+      vam::FindRecorded(PlatformCall::kInvokeCommand, [&](vam::Question& question) {
+        ask(question);
+        parameters.Ask(question);
+      });
+  const std::uint32_t context = world.ContextOfSession(sessionNumber);
   Outcome outcome = kBadParameters;
-  if (fault != nullptr) {
+  if (recorded != nullptr) {
+    outcome = OutcomeIn(*recorded);
+    parameters.Answer(operation, *recorded);
+  } else if (fault != nullptr) {
     outcome = {fault->result, fault->origin};
-  } else if (opened != world.sessions.end()) {
-    outcome = InvokeModel(world, commandID, operation, opened->second, fault);
+  } else if (context != 0) {
+    outcome = InvokeModel(world, commandID, operation, context, fault);
   }
   StoreOrigin(returnOrigin, outcome.origin);
 
   vam::JournalLine line = vam::LineOf(PlatformCall::kInvokeCommand);
-  line.Number("session", sessionNumber).Command(commandID);
-  if (operation != nullptr) {
-    AddParameters(line, *operation);
-  }
+  ask(line);
+  parameters.AddTo(line, vam::CarriesKeys(commandID));
   line.Result(outcome.result).Origin(outcome.origin).ChangedBy(vam::NumberOf(fault));
   return outcome.result;
 }

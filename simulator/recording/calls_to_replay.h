@@ -1,0 +1,17 @@
+#ifndef SIMULATOR_RECORDING_CALLS_TO_REPLAY_H_
+#define SIMULATOR_RECORDING_CALLS_TO_REPLAY_H_
+
+#include <cstdint>
+
+#include "simulator/recording/journal_reader.h"
+#include "simulator/run/recorded_call.h"
+
+namespace vam {
+
+/// Returns the calls of a run from call `first` on (the run's first is 1), thread by thread, as a
+/// replay answers them. A thread whose calls all come before is left out.
+[[nodiscard]] RecordedThreads CallsToReplay(const RecordedRun& run, std::uint32_t first);
+
+}  // namespace vam
+
+#endif  // SIMULATOR_RECORDING_CALLS_TO_REPLAY_H_

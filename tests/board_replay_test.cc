@@ -1,0 +1,199 @@
+// The replay of a recorded run: what a program that asks the same gets, and what a user is told of
+// one that does not. board_recordings_test.cc has every board.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/support/board_run.h"
+#include "tests/support/private_tmp.h"
+#include "tests/support/process.h"
+
+namespace vam {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+class BoardReplayTest : public ::testing::Test {
+ protected:
+  static std::string Recording() { return PrivateTmp::Folder() + "/recording"; }
+  static std::string Journal() { return PrivateTmp::Folder() + "/journal"; }
+
+  /// Records `program` on a board, and returns what it said.
+  static Output Record(const std::vector<std::string>& program,
+                       const std::vector<std::string>& options = {}) {
+    std::vector<std::string> command = OnBoard("update-needed", program, "", Recording());
+    command.insert(command.begin() + 2, options.begin(), options.end());
+    return Capture(command, BoardEnvironment());
+  }
+
+  /// Replays the recording with `program`, and returns what it said.
+  static Output Replay(const std::vector<std::string>& program,
+                       const std::vector<std::string>& options = {}) {
+    std::vector<std::string> command = {BoardLauncher(), "replay"};
+    command.insert(command.end(), options.begin(), options.end());
+    command.insert(command.end(), {"--journal", Journal(), Recording(), "--"});
+    command.insert(command.end(), program.begin(), program.end());
+    return Capture(command, BoardEnvironment());
+  }
+
+  /// Expects that the recording is replayed with `program` like the run that said `recorded`.
+  static void ExpectSameRun(const std::vector<std::string>& program, const Output& recorded) {
+    const Output replayed = Replay(program);
+    EXPECT_EQ(replayed.standardOutput, recorded.standardOutput);
+    EXPECT_EQ(replayed.standardError, recorded.standardError);
+    EXPECT_EQ(replayed.status, recorded.status);
+    const Output compared = Capture({BoardLauncher(), "journal", "diff", Recording(), Journal()});
+    EXPECT_EQ(compared.standardOutput + compared.standardError, "");
+  }
+
+  static std::string Shell(const std::string& first, const std::string& second) {
+    return Vamctl() + " " + first + second + Vamctl() + " ";
+  }
+
+  const PrivateTmp tmp;
+};
+
+TEST_F(BoardReplayTest, AnotherCall_IsToldAndEndsTheProgram) {
+  (void)Record({Vamctl(), "update-fw", "7"});
+  const Output replayed = Replay({Vamctl(), "update-fw", "11"});
+  EXPECT_EQ(replayed.standardOutput, "CA InterfaceSP: vm_updateFW\nTEE connection has been set\n");
+  EXPECT_EQ(replayed.standardError,
+            "vam-board: the program parts from the recording at call 5\n"
+            "  recorded: CNolvWsm::PutInt marshaller=1 value=7 result=true\n"
+            "  came:     CNolvWsm::PutInt marshaller=1 value=11\n");
+  EXPECT_EQ(replayed.status, 123);
+}
+
+TEST_F(BoardReplayTest, ProgramThatEndsEarlier_IsTold) {
+  (void)Record({UpdateTool()});
+  const Output replayed = Replay({"/bin/true"});
+  EXPECT_EQ(replayed.standardError,
+            "vam-board: the program ended before call 1 of the recording\n"
+            "  recorded: open path=\"/dev/zelkshield\" flags=2 descriptor=1\n");
+  EXPECT_EQ(replayed.status, 123);
+}
+
+TEST_F(BoardReplayTest, RecordingCutAtALine_IsReplayedUpToTheCut) {
+  const Output recorded = Record({UpdateTool()});
+  const std::string whole = ReadFile(Recording()).value();
+  // Every line where there is time, or every seventh.
+  const std::size_t step = std::getenv("VAM_ROUNDS") == nullptr ? 7 : 1;
+  std::size_t call = 0;
+  for (std::size_t end = whole.find('\n'); whole.find('\n', end + 1) != std::string::npos;
+       end = whole.find('\n', end + 1), ++call) {
+    if (call % step != 0) {
+      continue;
+    }
+    // A half line counts for nothing.
+    WriteFile(Recording(), whole.substr(0, end + 1 + call % 2));
+    const Output replayed = Replay({UpdateTool()});
+    EXPECT_THAT(recorded.standardOutput, StartsWith(replayed.standardOutput)) << call;
+    EXPECT_THAT(replayed.standardError,
+                StartsWith(call == 0 ? "vam-board: the recording ends before the first call of "
+                                       "this thread\n  came:     open "
+                                     : "vam-board: the recording ends after call " +
+                                           std::to_string(call) + "\n  came:     "));
+    EXPECT_EQ(replayed.status, 137);
+    const std::string journal = ReadFile(Journal()).value();
+    EXPECT_EQ(static_cast<std::size_t>(std::count(journal.begin(), journal.end(), '\n')), call + 1);
+  }
+  EXPECT_EQ(call, 63U);
+}
+
+TEST_F(BoardReplayTest, FromCall_LeavesOutWhatCameBefore) {
+  (void)Record({UpdateTool()});
+  // The tool's second exchange with the trusted application begins there.
+  const Output replayed = Replay({Vamctl(), "update-fw", "3", "--yes"}, {"--from-call", "20"});
+  EXPECT_THAT(replayed.standardOutput, HasSubstr("result: 0x00000000 TEEC_SUCCESS\n"));
+  EXPECT_THAT(replayed.standardError,
+              StartsWith("vam-board: the program ended before call 36 of the recording\n"));
+  const Output beyond = Replay({UpdateTool()}, {"--from-call", "100"});
+  EXPECT_EQ(beyond.standardError,
+            "vam-board: " + Recording() + ": has 63 calls; give one of them with --from-call\n");
+  EXPECT_EQ(beyond.status, 125);
+  EXPECT_EQ(Replay({UpdateTool()}, {"--from-call", "0"}).status, 125);
+}
+
+TEST_F(BoardReplayTest, WithheldKey_IsKnownByItsDigest) {
+  const std::vector<std::string> provision = {Vamctl(), "ak-provision", "--yes", "--hex",
+                                              "00ff11ee"};
+  const Output recorded = Record(provision);
+  EXPECT_THAT(ReadFile(Recording()).value(), Not(HasSubstr("00ff11ee")));
+  ExpectSameRun(provision, recorded);
+  EXPECT_EQ(Replay({Vamctl(), "ak-provision", "--yes", "--hex", "00ff11ef"}).status, 123);
+  (void)Record(provision, {"--with-keys"});
+  EXPECT_EQ(Replay(provision).status, recorded.status);
+  EXPECT_EQ(Replay({Vamctl(), "ak-provision", "--yes", "--hex", "00ff11ef"}).status, 123);
+}
+
+TEST_F(BoardReplayTest, BlobThatWasWithheld_IsAskedForInWords) {
+  (void)Record({Vamctl(), "update-fw", "7"});
+  std::string recording = ReadFile(Recording()).value();
+  const std::string bytes = R"("length":8,"bytes":"0000000000000000")";
+  ASSERT_THAT(recording, HasSubstr(bytes));
+  recording.replace(recording.find(bytes), bytes.size(),
+                    R"("length":8,"bytes":{"length":8,"sha256":")" + std::string(64, 'a') + "\"}");
+  WriteFile(Recording(), recording);
+  const Output replayed = Replay({Vamctl(), "update-fw", "7"});
+  EXPECT_EQ(replayed.status, 125);
+  EXPECT_EQ(
+      replayed.standardError,
+      "vam-board: call 8 of the recording answers with key material that was withheld; record "
+      "it with --with-keys\n");
+}
+
+TEST_F(BoardReplayTest, ProcessesOfAShell_EachGetTheirOwnAnswers) {
+  const std::vector<std::string> program = {
+      "/bin/sh", "-c", Shell("get-info", "; ") + "get-fw-info; " + Vamctl() + " self-test-all"};
+  ExpectSameRun(program, Record(program));
+}
+
+TEST_F(BoardReplayTest, ThreadsWithoutAMarshaller_EachGetTheirOwnAnswers) {
+  const std::vector<std::string> program = {VAM_TEE_THREADS_PROBE, "20", "21", "99", "20"};
+  const Output recorded = Record(program);
+  EXPECT_THAT(recorded.standardOutput, HasSubstr("\n99: ffff"));
+  EXPECT_THAT(ReadFile(Recording()).value(), HasSubstr(R"("params":[{"size":64,"before":")" +
+                                                       std::string(128, '0') + R"(","after":")"));
+  for (int round = 0; round < 10; ++round) {
+    SCOPED_TRACE(round);
+    EXPECT_EQ(Replay(program).standardOutput, recorded.standardOutput);
+    EXPECT_EQ(Replay(program).status, 0);
+  }
+}
+
+TEST_F(BoardReplayTest, StatusFiles_AreTheBoardsOwn) {
+  (void)Record({UpdateTool()});
+  const std::string state = PrivateTmp::Folder() + "/state";
+  EXPECT_THAT(Replay({UpdateTool()}, {"--state", state, "--verdict"}).standardOutput,
+              HasSubstr("  /tmp/VAM_OK\n    Updated FW version: "));
+  EXPECT_TRUE(ReadFile(state + "/VAM_OK"));
+  EXPECT_FALSE(ReadFile("/tmp/VAM_OK"));
+  EXPECT_EQ(Replay({UpdateTool()}, {"--machine-tmp"}).status, 0);
+  EXPECT_TRUE(ReadFile("/tmp/VAM_OK"));
+}
+
+TEST_F(BoardReplayTest, FileThatIsNoJournal_IsRefusedBeforeAnythingRuns) {
+  const std::vector<std::string> touch = {"/bin/touch", PrivateTmp::Folder() + "/touched"};
+  WriteFile(Recording(), "{}\n");
+  const Output replayed = Replay(touch);
+  EXPECT_EQ(replayed.standardError,
+            "vam-board: " + Recording() + ":1: is no journal's head: it has no \"format\"\n");
+  EXPECT_EQ(replayed.status, 125);
+  EXPECT_FALSE(ReadFile(touch[1]));
+  (void)Record({UpdateTool()});
+  EXPECT_EQ(Capture({BoardLauncher(), "replay", "--journal", Recording(), Recording(), "--",
+                     UpdateTool()})
+                .status,
+            125);
+}
+
+}  // namespace
+}  // namespace vam
