@@ -6,6 +6,9 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <exception>
+#include <filesystem>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -165,6 +168,19 @@ std::string ReadStandardInput() {
     throw std::runtime_error(std::string("standard input cannot be read: ") + std::strerror(errno));
   }
   return text;
+}
+
+std::string ProblemInWords(const std::exception& error) {
+  if (const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error)) {
+    // Only of a working folder that is gone is there no path.
+    const std::string path = file->path1().empty() ? "the working folder" : file->path1().string();
+    return path + ": cannot be used: " + file->code().message();
+  }
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr ||
+      dynamic_cast<const std::length_error*>(&error) != nullptr) {
+    return "there is not enough memory";
+  }
+  return error.what();
 }
 
 void Tell(const std::string& name, const std::string& text) {

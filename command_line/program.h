@@ -2,6 +2,7 @@
 #define COMMAND_LINE_PROGRAM_H_
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -31,6 +32,10 @@ inline constexpr char kStandardStream[] = "-";
 /// Returns all that standard input brings. Throws std::runtime_error when it cannot be read or
 /// brings more than 64 MiB.
 [[nodiscard]] std::string ReadStandardInput();
+
+/// Returns what went wrong, in a line for the user. Exceptions of the standard library, such as
+/// that of memory that is not to be had, name themselves and not what happened.
+[[nodiscard]] std::string ProblemInWords(const std::exception& error);
 
 /// Writes `text` to standard error as one line of the program `name`.
 void Tell(const std::string& name, const std::string& text);

@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "command_line/values.h"
@@ -137,6 +141,18 @@ TEST_F(ProgramTest, HostileWords_MakeOneShortLine) {
   EXPECT_LT(Refusal({huge.c_str()}).size(), 200U);
   EXPECT_LT(Refusal({"measure", "--count", huge.c_str(), "wall"}).size(), 250U);
   EXPECT_LT(Refusal({"measure", ("--" + huge).c_str(), "wall"}).size(), 250U);
+}
+
+TEST_F(ProgramTest, ExceptionsOfTheLibrary_AreSaidInWords) {
+  const auto gone = std::make_error_code(std::errc::no_such_file_or_directory);
+  EXPECT_EQ(ProblemInWords(std::filesystem::filesystem_error("cannot open", "a/b", gone)),
+            "a/b: cannot be used: No such file or directory");
+  EXPECT_EQ(ProblemInWords(std::filesystem::filesystem_error("cannot get", gone)),
+            "the working folder: cannot be used: No such file or directory");
+  EXPECT_EQ(ProblemInWords(std::bad_alloc()), "there is not enough memory");
+  EXPECT_EQ(ProblemInWords(std::length_error("basic_string::append")),
+            "there is not enough memory");
+  EXPECT_EQ(ProblemInWords(std::runtime_error("part: too large")), "part: too large");
 }
 
 TEST_F(ProgramTest, Tell_IsOneLine) {

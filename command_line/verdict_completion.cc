@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
     run->add_option("PROGRAM", command)->type_name(vam::kCommandType);
     return vam::Parse(program, argc, argv) ? 1 : 0;
   } catch (const std::exception& error) {
-    vam::Tell("verdict-completion", error.what());
+    vam::Tell("verdict-completion", vam::ProblemInWords(error));
     return 1;
   }
 }

@@ -55,5 +55,15 @@ TEST_F(ImageStreamsTest, Image_FromStandardInput_IsShown) {
             "app part: 0 bytes, runs as 2.0\n");
 }
 
+TEST_F(ImageStreamsTest, MemoryThatIsNotToBeHad_IsSaidInALine) {
+  if (VAM_IS_SANITIZED) {
+    GTEST_SKIP() << "not run: the sanitizers need memory of their own";
+  }
+  const Output output = Shell("ulimit -v 50000; exec \"$0\" show - </dev/zero");
+  EXPECT_EQ(output.status, 1);
+  EXPECT_EQ(output.standardOutput, "");
+  EXPECT_EQ(output.standardError, "vam-image: there is not enough memory\n");
+}
+
 }  // namespace
 }  // namespace vam

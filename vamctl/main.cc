@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
   } catch (const vam::Refusal& refusal) {
     return Fail(kUsage, refusal.what(), asJson);
   } catch (const std::exception& error) {
-    return Fail(AsksForVerdict(argc, argv) ? vam::kVerdictNotTrusted : kFailed, error.what(),
-                asJson);
+    return Fail(AsksForVerdict(argc, argv) ? vam::kVerdictNotTrusted : kFailed,
+                vam::ProblemInWords(error), asJson);
   }
 }

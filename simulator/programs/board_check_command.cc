@@ -40,7 +40,7 @@ int CheckAll(const std::vector<std::string>& boards) {
     try {
       found = Check(board);
     } catch (const std::exception& error) {
-      Tell("vam-board", error.what());
+      Tell("vam-board", ProblemInWords(error));
       status = kWrongBoard;
       continue;
     }

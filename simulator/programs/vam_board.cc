@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     vam::Tell("vam-board", error.what());
     return error.status;
   } catch (const std::exception& error) {
-    vam::Tell("vam-board", error.what());
+    vam::Tell("vam-board", vam::ProblemInWords(error));
     return kFailed;
   }
 }

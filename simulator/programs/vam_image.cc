@@ -202,7 +202,7 @@ int main(int argc, char** argv) {
     vam::Tell("vam-image", error.what());
     return kUsage;
   } catch (const std::exception& error) {
-    vam::Tell("vam-image", error.what());
+    vam::Tell("vam-image", vam::ProblemInWords(error));
     return kFailed;
   }
 }
