@@ -129,10 +129,12 @@ Journal::~Journal() {
 }
 
 bool Journal::Open() {
-  const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  // Without waiting for a FIFO's reader that has gone.
+  const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) {
     return false;
   }
+  fcntl(file, F_SETFL, O_APPEND);
   // Off the standard streams, so that what a program writes to one that its caller closed stays
   // lost. And off the first descriptors, so that the program gets the ones it would get without.
   constexpr int kHigh = 512;

@@ -204,6 +204,7 @@ StatusFile ReadStatusFile(const std::string& path) {
     return file;
   }
   file.lines = LinesOf(tail);
+  file.startsLater = start > 0;
   if (start > 0 && file.lines.size() > 1) {
     // Began in the middle of a line.
     file.lines.erase(file.lines.begin());
@@ -259,6 +260,11 @@ Verdict Judge(const StatusFile& okFile, const StatusFile& errorFile) {
     verdict.problems.push_back(okFile.path + ": not as the update tool writes it");
   }
   verdict.outcome = OutcomeOf(okFile, errorFile, verdict);
+  // What was read decides. What was not may be what the reader of the entries looks for.
+  if (errorFile.startsLater && verdict.entries.size() < kEntriesOfARun) {
+    verdict.problems.push_back(errorFile.path + ": only its last 64 KiB were read; older entries " +
+                               "are left out");
+  }
   return verdict;
 }
 

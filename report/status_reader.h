@@ -24,6 +24,8 @@ struct StatusFile {
   std::int64_t changed = 0;
   /// Its last lines, at most 64 KiB of them.
   std::vector<std::string> lines;
+  /// Whether the file has more before them.
+  bool startsLater = false;
 };
 
 /// Reads the status file `path`. A file that is missing is not present; one that cannot be read,
@@ -75,7 +77,8 @@ struct Verdict {
   std::optional<std::string> version = std::nullopt;
   /// The last entries of kErrorFile, the newest last. At most three: a run leaves no more.
   std::vector<StatusEntry> entries;
-  /// A line for each file that could not be read or is not as the update tool writes it.
+  /// A line for each file that could not be read, was read in part where older entries are asked
+  /// for, or is not as the update tool writes it.
   std::vector<std::string> problems;
 };
 

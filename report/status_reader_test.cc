@@ -95,8 +95,10 @@ TEST(ReadStatusFile, HugeFile_GivesItsLastWholeLines) {
   const std::string line(32768 - 1, 'l');
   const StatusFile file = ReadStatusFile(folder.File("first\n" + line + "l\n" + line + "\n"));
   EXPECT_THAT(file.lines, ElementsAre(line));
-  EXPECT_THAT(ReadStatusFile(folder.File(line + "\n" + line + "\n")).lines,
-              ElementsAre(line, line));
+  EXPECT_TRUE(file.startsLater);
+  const StatusFile whole = ReadStatusFile(folder.File(line + "\n" + line + "\n"));
+  EXPECT_THAT(whole.lines, ElementsAre(line, line));
+  EXPECT_FALSE(whole.startsLater);
 
   const std::string sparse = folder.File("");
   std::filesystem::resize_file(sparse, std::uintmax_t{1} << 40);
@@ -434,6 +436,18 @@ TEST(Judge, EveryPairOfFiles_TellsHowTheLastRunEnded) {
     }
     EXPECT_EQ(messages, row.messages);
   }
+}
+
+TEST(Judge, ErrorFileThatWasReadInPart_IsAProblemWhereEntriesLack) {
+  StatusFile errorFile = Present(kFail, 5, {"vam_updateFW failed:  7 "});
+  errorFile.startsLater = true;
+  const Verdict verdict = Judge(Missing(kOk), errorFile);
+  // What was read tells how the last run ended all the same.
+  EXPECT_EQ(verdict.outcome, Outcome::kNotVerified);
+  EXPECT_EQ(verdict.problems,
+            Lines{"/tmp/VAM_FAIL: only its last 64 KiB were read; older entries are left out"});
+  errorFile.lines.insert(errorFile.lines.end(), 3, errorFile.lines.front());
+  EXPECT_EQ(Judge(Missing(kOk), errorFile).problems, Lines{});
 }
 
 struct MeaningRow {

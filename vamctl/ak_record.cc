@@ -1,5 +1,7 @@
 #include "vamctl/ak_record.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -23,12 +25,22 @@ std::runtime_error TooLarge(const std::string& origin) {
                             " bytes, which the block to the chip cannot carry");
 }
 
+/// Returns null, with errno set, where there is no file to open. Throws for a FIFO, whose reader
+/// waits for a writer.
+std::FILE* OpenRecord(const std::string& path) {
+  struct stat found;
+  if (stat(path.c_str(), &found) == 0 && S_ISFIFO(found.st_mode)) {
+    throw std::runtime_error(path + ": is a pipe; give a file, or - for standard input");
+  }
+  return std::fopen(path.c_str(), "rbe");
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> ReadAkRecord(const std::string& path) {
   const bool isInput = path == kStandardStream;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
-      isInput ? nullptr : std::fopen(path.c_str(), "rbe"), &std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(isInput ? nullptr : OpenRecord(path),
+                                                               &std::fclose);
   std::FILE* file = isInput ? stdin : opened.get();
   std::vector<std::uint8_t> record(std::size_t{kSharedBlockSize} + 1);
   if (file != nullptr) {

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -80,6 +81,10 @@ void ShowBoard(const ShowOptions& options) {
   const TemporaryFolder folder(kRunFolders);
   std::string memory = ChipMemoryIn(options.state);
   std::error_code error;
+  if (std::filesystem::exists(options.state, error) &&
+      !std::filesystem::is_directory(options.state, error)) {
+    throw std::runtime_error(options.state + ": is no folder; give the state folder of a run");
+  }
   // One that cannot be looked at is there, and its description tells why.
   if (options.state.empty() || (!std::filesystem::exists(memory, error) && !error)) {
     // The chip as a first run would find it.
