@@ -107,6 +107,37 @@ TEST_F(TroubleTest, FullDisk_StopsTheRunAndKeepsTheChip) {
       0);
 }
 
+TEST_F(TroubleTest, FullDisk_UnderTheStatusFiles_IsTheRigsTrouble) {
+  // Nothing is written to the chip of such a board.
+  const PrivateTmp small("size=64k");
+  const std::string script = "cat /dev/zero >/tmp/ballast 2>/dev/null; \"$0\" >/dev/null";
+  Output output = Capture(OnBoard("no-vam", {"/bin/sh", "-c", script, UpdateTool()}, "/tmp/state"),
+                          BoardEnvironment());
+  EXPECT_EQ(output.status, kRigFailed);
+  EXPECT_EQ(output.standardError,
+            "vam-board: /tmp/state: its disk is full, and what the program wrote to /tmp/VAM_OK "
+            "and /tmp/VAM_FAIL may be lost; make room, or give another folder with --state\n");
+  fs::remove("/tmp/ballast");
+  output = Capture(OnBoard("no-vam", {UpdateTool()}, "/tmp/state"), BoardEnvironment());
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardError, "");
+}
+
+TEST_F(TroubleTest, JournalWhoseReaderHasGone_StopsNobody) {
+  const Output output = Capture(
+      {"/bin/sh", "-c",
+       "mkfifo /tmp/journal; (exec 3<>/tmp/journal; : >/tmp/open; head -c 1 <&3 >/dev/null; "
+       "exec 3<&-; : >/tmp/gone) & while [ ! -e /tmp/open ]; do sleep 0.02; done; exec timeout 30 "
+       "\"$0\" run --board update-needed --journal /tmp/journal -- /bin/sh -c 'while [ ! -e "
+       "/tmp/gone ]; do sleep 0.02; done; \"$0\" >/tmp/console; echo $?' \"$1\"",
+       BoardLauncher(), UpdateTool()},
+      BoardEnvironment());
+  EXPECT_EQ(output.status, kRigFailed);
+  EXPECT_EQ(output.standardOutput, "0\n");
+  EXPECT_THAT(output.standardError, StartsWith("vam-board: the journal cannot be written: "));
+  EXPECT_EQ(output.standardError.find('\n'), output.standardError.size() - 1);
+}
+
 TEST_F(TroubleTest, ProgramThatUsesUpItsDescriptors_StopsTheRun) {
   if (VAM_IS_SANITIZED) {
     GTEST_SKIP() << "not run: the sanitizers need descriptors of their own";

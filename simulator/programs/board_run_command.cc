@@ -86,6 +86,9 @@ int RunProgram(const RunOptions& options) {
   if (run.HasTrouble()) {
     throw std::runtime_error(run.TroubleInWords());
   }
+  if (!options.sharesMachinesTmp) {
+    statusFiles.RequireRoom();
+  }
   return status;
 }
 

@@ -10,8 +10,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -124,6 +126,33 @@ int WhyNotExecutable(const std::string& path) {
     return EACCES;
   }
   return faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+/// Returns the interpreter that the script at `path` names; nothing for what is no script, names
+/// none, or cannot be read.
+std::string InterpreterOf(const std::string& path) {
+  // The kernel reads no more of it.
+  constexpr std::streamsize kLongestLine = 255;
+  constexpr char kBlanks[] = " \t";
+  std::string line(kLongestLine, '\0');
+  std::ifstream file(path);
+  file.read(line.data(), kLongestLine);
+  line.resize(static_cast<std::size_t>(file.gcount()));
+  line = line.substr(0, line.find('\n'));
+  const std::size_t start =
+      line.rfind("#!", 0) == 0 ? line.find_first_not_of(kBlanks, 2) : std::string::npos;
+  return start == std::string::npos
+             ? ""
+             : line.substr(start, line.find_first_of(kBlanks, start) - start);
+}
+
+/// Throws NotStarted where `file`, the program `name`, is a script whose interpreter cannot be run.
+void RequireInterpreter(const std::string& name, const std::string& file) {
+  const std::string interpreter = InterpreterOf(file);
+  const int error = interpreter.empty() ? 0 : WhyNotExecutable(interpreter);
+  if (error != 0) {
+    throw NotStarted(name + ": its interpreter " + interpreter, error);
+  }
 }
 
 /// In the child: becomes the program. Returns the error number when it cannot.
@@ -261,7 +290,9 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness& witnes
 }  // namespace
 
 NotStarted::NotStarted(const std::string& program, int errorNumber)
-    : std::runtime_error(program + ": cannot be run: " + std::strerror(errorNumber)),
+    : std::runtime_error(program.empty()
+                             ? "the program's name is empty; give a program after --"
+                             : program + ": cannot be run: " + std::strerror(errorNumber)),
       status(errorNumber == ENOENT ? kNotFound : kNotExecutable) {}
 
 std::string FindProgram(const std::string& name) {
@@ -269,6 +300,7 @@ std::string FindProgram(const std::string& name) {
     if (const int error = WhyNotExecutable(name)) {
       throw NotStarted(name, error);
     }
+    RequireInterpreter(name, name);
     return name;
   }
   // A file that cannot be executed tells more than that there is no other. A folder that cannot be
@@ -284,6 +316,7 @@ std::string FindProgram(const std::string& name) {
     if (stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
       error = WhyNotExecutable(file);
       if (error == 0) {
+        RequireInterpreter(name, file);
         return file;
       }
     }

@@ -1,6 +1,7 @@
 #include "simulator/run/board_status.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,10 +39,9 @@ std::string DescribeFile(const std::string& path, const char* pathOnBoard, bool 
     return text + ": cannot be read: " + file.problem + "\n";
   }
   text += isOld ? ", as it was before this run\n" : "\n";
-  std::size_t first = 0;
-  if (file.lines.size() > kShownLines) {
-    first = file.lines.size() - kShownLines;
-    text += "    ...\n";
+  const std::size_t first = file.lines.size() > kShownLines ? file.lines.size() - kShownLines : 0;
+  if (first > 0 || file.startsLater) {
+    text += "    (older lines are left out)\n";
   }
   for (std::size_t i = first; i < file.lines.size(); ++i) {
     text += "    " + Printable(file.lines[i]) + "\n";
@@ -77,7 +77,8 @@ BoardStatus::Stamp BoardStatus::StampOf(const std::string& path) {
 }
 
 BoardStatus::BoardStatus(const std::string& folder)
-    : okFile(In(folder, kOkFile)),
+    : place(folder),
+      okFile(In(folder, kOkFile)),
       errorFile(In(folder, kErrorFile)),
       okBefore(StampOf(okFile)),
       errorBefore(StampOf(errorFile)) {}
@@ -92,5 +93,20 @@ std::string BoardStatus::Text(bool namesOldOnes) const {
 std::string BoardStatus::Describe() const { return Text(false); }
 
 std::string BoardStatus::DescribeChanges() const { return Text(true); }
+
+void BoardStatus::RequireRoom() const {
+  struct statvfs system = {};
+  // One that does not tell its size does not tell its room.
+  if (statvfs(place.c_str(), &system) != 0 || system.f_blocks == 0) {
+    return;
+  }
+  const fsblkcnt_t blocks = geteuid() == 0 ? system.f_bfree : system.f_bavail;
+  const bool hasFiles = system.f_files == 0 || system.f_ffree > 0;
+  if (blocks == 0 || !hasFiles) {
+    throw std::runtime_error(place + ": its disk is full, and what the program wrote to " +
+                             kOkFile + " and " + kErrorFile +
+                             " may be lost; make room, or give another folder with --state");
+  }
+}
 
 }  // namespace vam

@@ -25,6 +25,10 @@ class BoardStatus {
   /// Does the same, and says of which files the object took note as they still are.
   [[nodiscard]] std::string DescribeChanges() const;
 
+  /// Throws std::runtime_error, with a line for the user, when the folder's file system is full:
+  /// what a program wrote to the files may be lost, and the program itself does not tell.
+  void RequireRoom() const;
+
  private:
   /// What tells that a file was written since.
   struct Stamp {
@@ -39,6 +43,7 @@ class BoardStatus {
   static Stamp StampOf(const std::string& path);
   std::string Text(bool namesOldOnes) const;
 
+  std::string place;
   std::string okFile;
   std::string errorFile;
   Stamp okBefore;

@@ -51,7 +51,13 @@ TEST_F(BoardStatusTest, LongFile_ShowsItsLastTwelveLines) {
     Append("VAM_FAIL", std::to_string(i) + "\n");
     last += i > 28 ? "    " + std::to_string(i) + "\n" : "";
   }
-  EXPECT_EQ(Described(), "Status files:\n  /tmp/VAM_FAIL\n    ...\n" + last);
+  EXPECT_EQ(Described(), "Status files:\n  /tmp/VAM_FAIL\n    (older lines are left out)\n" + last);
+}
+
+TEST_F(BoardStatusTest, FileThatIsReadInPart_SaysSo) {
+  Append("VAM_FAIL", std::string(70000, 'x') + "\nlast\n");
+  EXPECT_EQ(Described(),
+            "Status files:\n  /tmp/VAM_FAIL\n    (older lines are left out)\n    last\n");
 }
 
 TEST_F(BoardStatusTest, BytesThatNoTerminalPrints_AreEscaped) {
