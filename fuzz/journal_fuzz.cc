@@ -8,9 +8,11 @@
 #include "fuzz/fuzz_target.h"
 #include "simulator/board/board.h"
 #include "simulator/recording/board_of_run.h"
+#include "simulator/recording/calls_to_replay.h"
 #include "simulator/recording/journal_difference.h"
 #include "simulator/recording/journal_reader.h"
 #include "simulator/recording/journal_words.h"
+#include "simulator/run/recorded_call.h"
 
 namespace {
 
@@ -34,6 +36,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     vam::Require(std::all_of(line.begin(), line.end(), IsShown));
   }
   vam::Require(vam::WhereRunsPart(run, "a", run, "b").empty());
+  const std::string replayed = vam::TextOfRecordedThreads(vam::CallsToReplay(run, 1));
+  vam::Require(vam::TextOfRecordedThreads(vam::ReadRecordedThreads(replayed)) == replayed);
   if (run.problem.empty()) {
     // Every run is one of some board.
     static_cast<void>(vam::ReadBoardText(vam::BoardOfRun(run), "board.toml"));

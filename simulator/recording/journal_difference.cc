@@ -17,16 +17,21 @@ namespace {
 
 using Calls = std::vector<const JournalCall*>;
 
-/// Returns the calls of each thread, in the order of the threads' first calls.
+/// Returns the calls of each thread: the processes in the order of their first calls, and the
+/// threads of each from the oldest on, which has the least number.
 std::vector<Calls> CallsOfThreads(const RecordedRun& run) {
-  std::vector<Calls> threads;
-  std::map<std::pair<std::int64_t, std::int64_t>, std::size_t> places;
+  std::map<std::int64_t, std::size_t> processes;
+  std::map<std::pair<std::size_t, std::int64_t>, Calls> threads;
   for (const JournalCall& call : run.calls) {
-    const auto place = places.insert({{call.process, call.thread}, threads.size()}).first->second;
-    threads.resize(std::max(threads.size(), place + 1));
-    threads[place].push_back(&call);
+    const std::size_t process = processes.insert({call.process, processes.size()}).first->second;
+    threads[{process, call.thread}].push_back(&call);
   }
-  return threads;
+  std::vector<Calls> list;
+  list.reserve(threads.size());
+  for (const auto& thread : threads) {
+    list.push_back(thread.second);
+  }
+  return list;
 }
 
 /// Leaves of a number whether the thing was ever made.

@@ -86,5 +86,14 @@ TEST(JournalDifferenceTest, Threads_AreComparedOneByOne) {
             "a:3: vconf_get_str key=\"k\" value=\"b\"\nb: makes no further call\n");
 }
 
+TEST(JournalDifferenceTest, ThreadsOfOneProcess_AreComparedByAge) {
+  const auto call = [](int thread, const std::string& rest) {
+    return R"({"time":1,"pid":7,"tid":)" + std::to_string(thread) + ",\"call\":" + rest + "}\n";
+  };
+  EXPECT_EQ(Part(call(8, Setting("a")) + call(9, Setting("b")),
+                 call(12, Setting("b")) + call(11, Setting("a"))),
+            "");
+}
+
 }  // namespace
 }  // namespace vam

@@ -394,10 +394,14 @@ class Parameters {
         const auto size = static_cast<std::size_t>(recorded.Number(place + "newSize"));
         (given.IsTemporary() ? parameter.tmpref.size : parameter.memref.size) = size;
       }
-      const std::optional<std::string> bytes = vam::RecordedBytes(recorded, place + "after");
-      if (bytes && given.reference.bytes != nullptr) {
-        std::memcpy(given.reference.bytes, bytes->data(),
-                    std::min(bytes->size(), given.reference.size));
+      const Reference& memory = given.reference;
+      // Also of withheld bytes it can be known that they are those which are there.
+      if (memory.bytes == nullptr ||
+          recorded.HasBytes(place + "after", memory.bytes, memory.size)) {
+        continue;
+      }
+      if (const auto bytes = vam::RecordedBytes(recorded, place + "after")) {
+        std::memcpy(memory.bytes, bytes->data(), std::min(bytes->size(), memory.size));
       }
     }
   }
