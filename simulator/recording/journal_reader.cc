@@ -9,6 +9,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "journal/code_names.h"
@@ -294,6 +295,15 @@ void CheckParameters(const std::string& name, const Json& value) {
     }
     for (const auto& member : parameter.items()) {
       CheckParameter(member.key(), member.value());
+    }
+    // The first never comes without the second.
+    static const std::pair<const char*, const char*> kTogether[] = {
+        {"a", "b"},       {"b", "a"},         {"newA", "newB"},
+        {"newB", "newA"}, {"offset", "size"}, {"offset", "sharedMemory"}};
+    for (const auto& [one, other] : kTogether) {
+      if (parameter.contains(one) && !parameter.contains(other)) {
+        throw WrongLine(std::string("a parameter has \"") + one + "\" without \"" + other + "\"");
+      }
     }
   }
 }
