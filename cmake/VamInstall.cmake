@@ -67,8 +67,8 @@ function(vam_completion component program generator)
     DEPENDS ${generator}
     VERBATIM)
   add_custom_target(${program}-completion ALL DEPENDS ${scripts})
-  install(FILES ${PROJECT_BINARY_DIR}/${bash}/${program} DESTINATION ${bash} COMPONENT ${component})
-  install(FILES ${PROJECT_BINARY_DIR}/${zsh}/_${program} DESTINATION ${zsh} COMPONENT ${component})
+  vam_install(FILES ${PROJECT_BINARY_DIR}/${bash}/${program} DESTINATION ${bash} COMPONENT ${component})
+  vam_install(FILES ${PROJECT_BINARY_DIR}/${zsh}/_${program} DESTINATION ${zsh} COMPONENT ${component})
 endfunction()
 
 # vam_install_stand_in(TARGET HEADER)
@@ -130,6 +130,19 @@ function(vam_install_package)
     NAMESPACE vam::
     DESTINATION ${VAM_PACKAGE_FOLDER}
     COMPONENT development)
+
+  if(VAM_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_STRIP)
+    # What -flto added serves only this version of the compiler, and names the build's folder.
+    install(
+      CODE "file(GLOB libraries \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvam_*.a\")
+            execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug --enable-deterministic-archives
+                            --remove-section=.gnu.lto_* --remove-section=.gnu.debuglto_*
+                            \${libraries} RESULT_VARIABLE result)
+            if(NOT result EQUAL 0)
+              message(FATAL_ERROR \"${CMAKE_STRIP} could not strip the static libraries.\")
+            endif()"
+      COMPONENT development)
+  endif()
 
   # The pkg-config files name the folders relative to their own, so that a prefix can be moved.
   file(RELATIVE_PATH vam_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)

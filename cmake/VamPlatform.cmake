@@ -59,6 +59,8 @@ function(vam_platform_library target library title header name)
   target_link_libraries(${target} INTERFACE "$<BUILD_INTERFACE:${VAM_${library}_LINK}>"
                                             $<INSTALL_INTERFACE:vam::sdk_${name}>)
 
+  set_property(GLOBAL PROPERTY VAM_${library}_LINKED_FILE "${VAM_${library}_LIBRARY_FILE}")
+
   # Users of the installed library look for it by the name of the file that was linked.
   get_filename_component(found "${VAM_${library}_LIBRARY_FILE}" NAME)
   set(flags -l:${found})

@@ -3,7 +3,8 @@
 # the test programs there.
 # Usage: debian_suite_test.sh SOURCE WORK SUITE COMPILER PACKAGE...
 # The packages are what the suite has the compiler in. Header libraries that the suite lacks come from
-# bookworm.
+# bookworm. The simulated board needs glibc 2.33, which bullseye lacks: there the rooms of the product are
+# tested alone.
 set -euo pipefail
 source=$1 work=$2 suite=$3 compiler=$4
 shift 4
@@ -37,6 +38,12 @@ done
 mkdir "$root/source"
 tar -C "$source" --exclude './build*' --exclude './.git' -c . | tar -C "$root/source" -x
 
+rooms=.
+least=60
+if [ "$suite" = bullseye ]; then
+  rooms="util report version tee interface driver verdict command_line vamctl"
+  least=25
+fi
 cat >"$root/session" <<SESSION
 set -euo pipefail
 cd /source
@@ -44,10 +51,12 @@ cmake --version | head -n 1
 "$compiler" --version | head -n 1
 cmake -S . -B /build -G Ninja -DCMAKE_CXX_COMPILER=$compiler -DVAM_WARNINGS_AS_ERRORS=ON >/log 2>&1 &&
   ninja -C /build >/log 2>&1 || { tail -n 60 /log && exit 1; }
-cd /build
-ctest --parallel 2 --output-on-failure --label-exclude slow --tests-regex '^vam_.*_test\$' >/log 2>&1 ||
-  { tail -n 80 /log && exit 1; }
-grep 'tests passed' /log
+for room in $rooms; do
+  cd "/build/\$room"
+  ctest --parallel 2 --output-on-failure --label-exclude slow --tests-regex '^vam_.*_test\$' >/log 2>&1 ||
+    { tail -n 80 /log && exit 1; }
+  grep 'tests passed' /log
+done
 SESSION
 status=0
 unshare --mount --pid --fork --propagation private bash -euc '
@@ -66,5 +75,6 @@ unshare --mount --pid --fork --propagation private bash -euc '
   >"$work/console" 2>&1 || status=$?
 cat "$work/console"
 [ "$status" = 0 ] || exit 1
-[ "$(sed -nE 's/.* ([0-9]+) tests? failed out of ([0-9]+)/\2/p' "$work/console")" -ge 60 ]
+ran=$(sed -nE 's/.* tests? failed out of ([0-9]+)/\1/p' "$work/console" | awk '{ sum += $1 } END { print sum + 0 }')
+[ "$ran" -ge "$least" ] || { echo "only $ran test programs ran" && exit 1; }
 rm -rf "$root"

@@ -10,8 +10,8 @@ if(NOT in_try_compile)
   execute_process(
     COMMAND
       ${repository}/scripts/foreign-packages ${debian_architecture} bookworm ${packages_root}
-      libcli11-dev libssl-dev libssl3 libteec1 libtomlplusplus-dev nlohmann-json3-dev
-      optee-client-dev ${more_packages}
+      libc6 libcli11-dev libgcc-s1 libssl-dev libssl3 libstdc++6 libteec1 libtomlplusplus-dev
+      nlohmann-json3-dev optee-client-dev ${more_packages}
     RESULT_VARIABLE result)
   if(NOT result EQUAL 0)
     message(FATAL_ERROR "Debian's packages for ${debian_architecture} could not be fetched; the reason is above.")
