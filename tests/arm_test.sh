@@ -117,6 +117,11 @@ for name in libvam-dev vam-recorder vam-simulator vam-update vamctl; do
     exit 1
   }
 done
+needs=$(dpkg-deb --field "$build"/packages/vam-update_*.deb Depends | sed 's/ ([^)]*)//g')
+grep -qxE 'vam-simulator, libc6(, libgcc-s1)?, libstdc\+\+6, libteec1' <<<"$needs" || {
+  echo "vam-update depends on $needs"
+  exit 1
+}
 dpkg-deb --contents "$build"/packages/vam-update_*.deb >"$build/contents"
 for file in usr/sbin/vam-update usr/bin/vam-verdict usr/lib/systemd/system/vam-update.service \
   usr/share/man/man8/vam-update.8.gz usr/share/man/man1/vam-verdict.1.gz; do
