@@ -51,11 +51,16 @@ std::size_t EndOfText(std::string_view file, std::size_t start) {
   return file.size();
 }
 
+/// Returns where `file` begins after a byte order mark.
+std::size_t StartOf(std::string_view file) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  return file.substr(0, kByteOrderMark.size()) == kByteOrderMark ? kByteOrderMark.size() : 0;
+}
+
 /// Returns where `file` has a character that is not ASCII outside of texts and comments, or npos.
 /// TOML has none there, and what the parser does with one is undefined.
 std::size_t ForeignCharacter(std::string_view file) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  std::size_t i = file.substr(0, kByteOrderMark.size()) == kByteOrderMark ? 3 : 0;
+  std::size_t i = StartOf(file);
   while (i < file.size()) {
     if (file[i] == '"' || file[i] == '\'') {
       i = EndOfText(file, i);
@@ -68,6 +73,19 @@ std::size_t ForeignCharacter(std::string_view file) {
     }
   }
   return std::string_view::npos;
+}
+
+/// Returns `file` with two letters of ASCII for each byte that is none.
+std::string InAscii(std::string_view file) {
+  std::string text;
+  for (const char c : file) {
+    if ((c & 0x80) == 0) {
+      text += c;
+    } else {
+      text += {static_cast<char>('a' + ((c >> 4) & 0xF)), static_cast<char>('a' + (c & 0xF))};
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -102,6 +120,12 @@ BoardSection BoardSection::Parse(const std::string& text, const std::string& nam
                      "not ASCII");
   }
   try {
+    const std::string_view letters = std::string_view(text).substr(StartOf(text));
+    const std::string ascii = InAscii(letters);
+    if (ascii != letters) {
+      // An error elsewhere would make the parser see texts where ForeignCharacter() saw none.
+      static_cast<void>(toml::parse(ascii, name));
+    }
     return BoardSection(std::make_shared<Contents>(
         Contents{name, "the file", std::make_shared<toml::table>(toml::parse(text, name))}));
   } catch (const toml::parse_error& error) {

@@ -40,6 +40,15 @@ TEST(BoardTest, EmptyFile_IsTheDefaultBoardUnderItsFilesName) {
   EXPECT_TRUE(board.faults.empty());
 }
 
+TEST(BoardTest, FileWithLettersThatAreNotAscii_IsReadAsItIs) {
+  const Board board = Read(
+      "\xEF\xBB\xBF# \xC3\xA9\ntitle = \"\xC3\xA9\"\n[settings]\n\"\xC3\xA9\" = '\xC3\xA9'\n"
+      "\"\xC3\xA8\" = '\xC3\xA8'\n");
+  EXPECT_EQ(board.title, "\xC3\xA9");
+  EXPECT_THAT(board.settings,
+              ElementsAre(Pair("\xC3\xA8", "\xC3\xA8"), Pair("\xC3\xA9", "\xC3\xA9")));
+}
+
 TEST(BoardTest, FileWithEveryKey_IsReadWhole) {
   const Board board = Read(R"(
 title = "Full"
