@@ -175,7 +175,8 @@ void ReadItem(const BoardSection& section, const NamedCommand& command, AnswerFa
   }
   answer.item = static_cast<std::uint32_t>(item);
   const bool missing = section.Truth("missing", false);
-  const bool cut = section.Truth("cut", false);
+  const bool cutsAtByte = section.HoldsNumber("cut");
+  const bool cut = cutsAtByte || section.Truth("cut", false);
   if (Count({missing, cut, section.Has("value")}) != 1) {
     section.Fail("a reply item takes one of missing = true, cut = true, value = ...");
   }
@@ -183,6 +184,7 @@ void ReadItem(const BoardSection& section, const NamedCommand& command, AnswerFa
     answer.kind = kOmitItem;
   } else if (cut) {
     answer.kind = kCutItem;
+    answer.number = cutsAtByte ? static_cast<std::uint32_t>(section.Number("cut", kPositive32)) : 0;
   } else {
     ReadItemValue(section, answer);
   }

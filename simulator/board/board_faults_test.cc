@@ -82,6 +82,8 @@ TEST(BoardFaultsTest, FaultOfACommand_IsReadWithItsChange) {
   EXPECT_EQ(missing.item, 1U);
 
   EXPECT_EQ(ReadOneFault("command = 18\nitem = 5\ncut = true").answer.kind, kCutItem);
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 5\ncut = true").answer.number, 0U);
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 5\ncut = 3").answer.number, 3U);
 
   const AnswerFault number = ReadOneFault("command = 18\nitem = 2\nvalue = -1").answer;
   EXPECT_EQ(number.kind, kReplaceByNumber);

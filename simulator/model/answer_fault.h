@@ -13,7 +13,7 @@ enum AnswerFaultKind : uint32_t {
   kReplaceRecord,
   /// The reply ends before item `item`.
   kOmitItem,
-  /// The reply ends in the middle of item `item`.
+  /// The reply ends within item `item`: after `number` bytes of it, or, for 0, in its middle.
   kCutItem,
   /// Reply item `item` is the number `number`.
   kReplaceByNumber,

@@ -59,9 +59,12 @@ class Reply {
   /// Returns the fault of this kind that applies to the item, or null.
   const AnswerFault* ApplyToItem(uint32_t kind) {
     for (uint32_t i = 0; i < faults.count; ++i) {
-      if (faults.fault[i]->kind == kind && faults.fault[i]->item == item) {
+      const AnswerFault* fault = faults.fault[i];
+      // A cut after the item's last byte is none.
+      const bool changes = kind != kCutItem || fault->number < cursor.position - itemStart;
+      if (fault->kind == kind && fault->item == item && changes) {
         declared.Applied(faults.index[i]);
-        return faults.fault[i];
+        return fault;
       }
     }
     return nullptr;
@@ -101,8 +104,9 @@ class Reply {
   void EndItem(bool put) {
     if (!put) {
       ended = true;
-    } else if (ApplyToItem(kCutItem) != nullptr) {
-      end_values(cursor, itemStart + (cursor.position - itemStart) / 2);
+    } else if (const AnswerFault* fault = ApplyToItem(kCutItem)) {
+      const size_t middle = (cursor.position - itemStart) / 2;
+      end_values(cursor, itemStart + (fault->number == 0 ? middle : fault->number));
       ended = true;
     }
   }

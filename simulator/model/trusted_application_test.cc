@@ -595,6 +595,23 @@ TEST_F(TrustedApplicationTest, FaultOfAnotherMode_ChangesNothing) {
   EXPECT_THAT(faults.applied, IsEmpty());
 }
 
+TEST_F(TrustedApplicationTest, FaultThatCutsAfterAByte_LeavesThatManyBytesOfTheItem) {
+  // The record has a tag, its length and 8 bytes.
+  for (uint32_t kept = 1; kept < 13; ++kept) {
+    faults.faults = {UpdateFault(kCutItem, 1)};
+    faults.faults[0].number = kept;
+    EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
+    EXPECT_EQ(block[0], kFirstValue + kept);
+  }
+}
+
+TEST_F(TrustedApplicationTest, FaultThatCutsAfterTheLastByte_IsNotApplied) {
+  faults.faults = {UpdateFault(kCutItem, 1)};
+  faults.faults[0].number = 13;
+  ExpectVersions(Update(7), "1.1,XX", "2.0");
+  EXPECT_THAT(faults.applied, IsEmpty());
+}
+
 TEST_F(TrustedApplicationTest, Fault_WhoseItemTheReplyLacks_IsNotApplied) {
   faults.faults = {UpdateFault(kCutItem, 4), UpdateFault(kReplaceRecord)};
   ChangeChip([](ChipMemory& memory) { memory.state = kChipInterrupted; });

@@ -15,6 +15,10 @@ namespace vam {
 /// parser.
 void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int& status);
 
+/// Adds `explore`, which runs a program once for each fault at each moment. `typed` is as above.
+/// The exit status goes to `status`.
+void AddExploreCommand(CLI::App& program, const std::vector<std::string>& typed, int& status);
+
 /// Adds `show`, which shows a board and its chip in words.
 void AddShowCommand(CLI::App& program);
 

@@ -50,7 +50,9 @@ std::string AnswerEffect(const AnswerFault& answer) {
     case kOmitItem:
       return "the reply ends before " + item;
     case kCutItem:
-      return "the reply ends in the middle of " + item;
+      return answer.number == 0
+                 ? "the reply ends in the middle of " + item
+                 : "the reply ends after " + std::to_string(answer.number) + " bytes of " + item;
     case kReplaceByNumber:
       return item + " of the reply is the number " + std::to_string(answer.number);
     default:

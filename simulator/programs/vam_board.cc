@@ -24,6 +24,7 @@ int Perform(int argc, char** argv) {
   const std::vector<std::string> typed(dashes == end ? end : dashes + 1, end);
   vam::AddRunCommand(program, typed, status);
   vam::AddReplayCommand(program, typed, status);
+  vam::AddExploreCommand(program, typed, status);
   vam::AddShowCommand(program);
   vam::AddListCommand(program);
   vam::AddCheckCommand(program, status);

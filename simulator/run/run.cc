@@ -231,6 +231,8 @@ void Run::ChipMemoryWritten() {
   }
 }
 
+std::uint32_t Run::ChipWrites() const { return shared->chipWrites.load(); }
+
 std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   std::vector<const Fault*> faults;
   for (const Fault& fault : description.faults) {

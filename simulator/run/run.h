@@ -90,6 +90,9 @@ class Run {
   /// after it.
   void ChipMemoryWritten();
 
+  /// Returns how often the chip's memory was written.
+  std::uint32_t ChipWrites() const;
+
   /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 

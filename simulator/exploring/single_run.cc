@@ -1,0 +1,214 @@
+#include "simulator/exploring/single_run.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "interface/trusted_application.h"
+#include "journal/journal.h"
+#include "simulator/board/board.h"
+#include "simulator/files/whole_file.h"
+#include "simulator/model/chip_memory.h"
+#include "simulator/model/firmware_image.h"
+#include "simulator/model/trusted_application.h"
+#include "simulator/recording/journal_reader.h"
+#include "simulator/run/board_program.h"
+#include "simulator/run/board_status.h"
+#include "simulator/run/run.h"
+#include "simulator/state/chip_memory_file.h"
+#include "simulator/state/firmware_image_file.h"
+#include "simulator/state/sha256_digest.h"
+#include "simulator/state/state_folder.h"
+
+namespace vam {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What an earlier run left.
+constexpr char kOldOk[] = "Updated FW version: 0.0 \n";
+constexpr char kOldFail[] = "Open /dev/zelkshield failed with error: -1 \n";
+
+constexpr char kOkName[] = "/VAM_OK";
+constexpr char kFailName[] = "/VAM_FAIL";
+
+std::string StateIn(const std::string& folder) { return folder + "/state"; }
+
+void Write(const std::string& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << bytes;
+  file.close();
+  if (!file) {
+    throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
+  }
+}
+
+/// The program's output streams and its working folder, for as long as the object lives.
+class Surroundings {
+ public:
+  explicit Surroundings(const std::string& folder) : workingFolder(fs::current_path()) {
+    fs::create_directory(folder + "/work");
+    Lead(STDOUT_FILENO, folder + "/console");
+    Lead(STDERR_FILENO, folder + "/complaints");
+    fs::current_path(folder + "/work");
+  }
+  ~Surroundings() {
+    std::error_code ignored;
+    fs::current_path(workingFolder, ignored);
+    for (const auto& [stream, kept] : before) {
+      dup2(kept, stream);
+      close(kept);
+    }
+  }
+  Surroundings(const Surroundings&) = delete;
+  Surroundings& operator=(const Surroundings&) = delete;
+
+ private:
+  void Lead(int stream, const std::string& path) {
+    before.emplace_back(stream, fcntl(stream, F_DUPFD_CLOEXEC, 3));
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+    if (file < 0 || dup2(file, stream) < 0) {
+      throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
+    }
+    close(file);
+  }
+
+  fs::path workingFolder;
+  std::vector<std::pair<int, int>> before;
+};
+
+bool ChipRunsImage(const std::string& state) {
+  ChipMemoryFile store(ChipMemoryIn(state));
+  Sha256Digest digest;
+  const auto chip = std::make_unique<StoredChipMemory>();
+  FirmwareImageFile source(FirmwareImageIn(state));
+  const auto image = std::make_unique<FirmwareImage>();
+  return LoadChipMemory(store, digest, *chip) && chip->memory.state == kChipWhole &&
+         ReadFirmwareImage(source, digest, *image) == ImageStatus::kWhole &&
+         std::memcmp(chip->memory.imageDigest, image->digest, kDigestSize) == 0;
+}
+
+std::vector<std::string> FilesIn(const std::string& folder) {
+  std::vector<std::string> files;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    files.push_back(entry.path().filename().string());
+  }
+  return files;
+}
+
+/// Puts the program on its board, and looks at what it leaves.
+SingleRun Observe(const Scene& scene, const std::string& folder, const std::string& boardText,
+                  std::size_t addedFaults) {
+  const std::string state = StateIn(folder);
+  const std::string runFolder = folder + "/run";
+  fs::create_directory(runFolder);
+  SingleRun run;
+  run.evidence.okBefore = ReadWholeFile(state + kOkName);
+  run.evidence.failBefore = ReadWholeFile(state + kFailName);
+  JournalSettings settings;
+  const std::string journal = folder + "/journal";
+  if (!StartJournal(journal, {scene.command[0], {}, "vam-board explore"}, settings)) {
+    throw std::runtime_error(journal + ": cannot be written: " + std::strerror(errno));
+  }
+  Run::Prepare(runFolder, boardText, scene.boardName, state, journal, settings);
+  LeadToStatusFiles(runFolder, state);
+  Write(ChipLockIn(state), "");
+  const std::vector<std::string> filesBefore = FilesIn(state);
+  {
+    const Surroundings surroundings(folder);
+    run.evidence.status = RunOnBoard({scene.command, runFolder, scene.libraries,
+                                      ReadBoardText(boardText, scene.boardName).probe});
+  }
+  const Run ended(runFolder);
+  if (ended.HasTrouble()) {
+    throw std::runtime_error(ended.TroubleInWords());
+  }
+  const std::size_t faults = ended.Description().faults.size();
+  std::size_t powerCuts = 0;
+  for (const Fault& fault : ended.Description().faults) {
+    powerCuts += fault.kind == Fault::Kind::kPowerCut ? 1 : 0;
+  }
+  for (const Fault* fault : ended.FaultsThatNeverFired()) {
+    run.allFired = run.allFired && fault->number + addedFaults <= faults;
+    powerCuts -= fault->kind == Fault::Kind::kPowerCut ? 1 : 0;
+  }
+  run.evidence.isCutOff = powerCuts != 0;
+  run.chipWrites = ended.ChipWrites();
+  run.evidence.journal = ReadJournal(ReadWholeFile(journal).value_or(""), "the journal");
+  for (const JournalCall& call : run.evidence.journal.calls) {
+    run.evidence.answersChanged = run.evidence.answersChanged || call.members.contains("fault");
+  }
+  run.evidence.okAfter = ReadWholeFile(state + kOkName);
+  run.evidence.failAfter = ReadWholeFile(state + kFailName);
+  run.evidence.complaints = ReadWholeFile(folder + "/complaints").value_or("");
+  run.evidence.chipRunsImage = ChipRunsImage(state);
+  run.evidence.strangers = FilesIn(folder + "/work");
+  for (const std::string& file : FilesIn(state)) {
+    if (std::find(filesBefore.begin(), filesBefore.end(), file) == filesBefore.end()) {
+      run.evidence.strangers.push_back(file);
+    }
+  }
+  fs::remove_all(runFolder);
+  fs::remove_all(folder + "/work");
+  return run;
+}
+
+class NoFaults final : public AnswerFaults {
+ public:
+  std::uint32_t Count() override { return 0; }
+  const AnswerFault* Select(std::uint32_t /*index*/, std::uint32_t /*command*/, bool /*hasMode*/,
+                            std::int32_t /*mode*/) override {
+    return nullptr;
+  }
+  void Applied(std::uint32_t /*index*/) override {}
+};
+
+/// Forces the recovery of a chip that asks for it; another chip refuses.
+void Recover(const std::string& state) {
+  ChipMemoryFile store(ChipMemoryIn(state), Keeping::kWhilePowered);
+  FirmwareImageFile image(FirmwareImageIn(state));
+  Sha256Digest digest;
+  NoFaults faults;
+  std::vector<std::uint8_t> block(kSharedBlockSize);
+  const auto application = std::make_unique<TrustedApplication>(store, image, digest, faults);
+  static_cast<void>(application->Invoke(kVamForceRecovery, block.data(), block.size()));
+}
+
+}  // namespace
+
+SingleRun RunOnce(const Scene& scene, const std::string& folder, const std::string& faults) {
+  const std::string text = scene.boardText + faults;
+  const Board board = ReadBoardText(text, scene.boardName);
+  const Board without = ReadBoardText(scene.boardText, scene.boardName);
+  const std::string state = StateIn(folder);
+  PrepareStateFolder(state, board, scene.boardFolder, Keeping::kWhilePowered);
+  Write(state + kOkName, kOldOk);
+  Write(state + kFailName, kOldFail);
+  return Observe(scene, folder, text, board.faults.size() - without.faults.size());
+}
+
+SingleRun RunAgain(const Scene& scene, const std::string& folder) {
+  Recover(StateIn(folder));
+  return Observe(scene, folder, scene.boardText, 0);
+}
+
+std::string ChipMemoryOf(const std::string& folder) {
+  return ReadWholeFile(ChipMemoryIn(StateIn(folder))).value_or("");
+}
+
+}  // namespace vam

@@ -1,0 +1,127 @@
+// vam-board explore: finds no broken rule in vam-update, and each defect that is planted before it.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/board_run.h"
+#include "tests/support/private_tmp.h"
+#include "tests/support/process.h"
+
+namespace vam {
+namespace {
+
+using Json = nlohmann::json;
+
+class BoardExploreTest : public ::testing::Test {
+ protected:
+  /// Explores `program` with the options before it.
+  static Output Explore(const std::vector<std::string>& options, const std::string& program,
+                        const std::string& board = "update-needed") {
+    std::vector<std::string> command = {BoardLauncher(), "explore", "--board", board};
+    command.insert(command.end(), options.begin(), options.end());
+    command.insert(command.end(), {"--", program});
+    return Capture(command, BoardEnvironment());
+  }
+
+  /// Returns a program of the update tool's name, a script that is given the tool as $tool.
+  static std::string Planted(const std::string& script) {
+    std::string path = PrivateTmp::Folder() + "/vam-update";
+    WriteFile(path, "#!/bin/sh\ntool=" + UpdateTool() + "\n" + script);
+    EXPECT_EQ(chmod(path.c_str(), 0755), 0);
+    return path;
+  }
+
+  /// Expects that the exploration of `program` finds runs that broke a rule that begins with
+  /// `rule`.
+  static void ExpectFound(const std::string& program, const std::string& rule) {
+    const Output output =
+        Explore({"--sample", "40", "--seed", "1", "--json", "--keep", "/mnt/kept"}, program);
+    EXPECT_EQ(output.status, 1);
+    const Json results = Json::parse(output.standardOutput);
+    EXPECT_GT(results["broken"], 0);
+    std::size_t found = 0;
+    for (const Json& violation : results["violations"]) {
+      for (const std::string each : violation["rules"]) {
+        found += each.rfind(rule, 0) == 0 ? 1 : 0;
+      }
+    }
+    EXPECT_GT(found, 0U) << output.standardOutput;
+  }
+
+  const PrivateTmp tmp;
+};
+
+TEST_F(BoardExploreTest, UpdateTool_UnderSampledFaults_BreaksNoRule) {
+  const Output output = Explore({"--sample", "60", "--seed", "7", "--json"}, UpdateTool());
+  EXPECT_EQ(output.status, 0) << output.standardOutput;
+  EXPECT_EQ(output.standardError, "vam-board: the seed is 7\n");
+  const Json results = Json::parse(output.standardOutput);
+  EXPECT_EQ(results["runs"].get<int>() + results["withoutEffect"].get<int>(), 60);
+  EXPECT_EQ(results["broken"], 0);
+  EXPECT_EQ(results["violations"], Json::array());
+}
+
+TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {
+  const std::vector<std::string> options = {"--pairs", "--sample", "20", "--seed", "3"};
+  const Output first = Explore(options, UpdateTool());
+  EXPECT_EQ(first.status, 0);
+  EXPECT_EQ(Explore(options, UpdateTool()).standardOutput, first.standardOutput);
+}
+
+TEST_F(BoardExploreTest, OkFile_WrittenInAnyCase_IsFound) {
+  ExpectFound(Planted("$tool; status=$?\nprintf 'Updated FW version: 1.1,04/7,3 \\n' >/tmp/VAM_OK\n"
+                      "exit $status\n"),
+              "VAM_OK is written only when all answers agree");
+}
+
+TEST_F(BoardExploreTest, Status_ThatIsLost_IsFound) {
+  ExpectFound(Planted("$tool\nexit 0\n"), "the exit status is 255 exactly when");
+}
+
+TEST_F(BoardExploreTest, Entry_ThatIsLost_IsFound) {
+  ExpectFound(Planted("$tool; status=$?\nprintf 'Open /dev/zelkshield failed with error: -1 \\n' "
+                      ">/tmp/VAM_FAIL\nexit $status\n"),
+              "each run is one row of the outcomes");
+}
+
+TEST_F(BoardExploreTest, RunThatBrokeARule_IsKeptAsABoardThatRepeatsIt) {
+  const std::string program = Planted("$tool\nexit 0\n");
+  ExpectFound(program, "the exit status");
+  const Output again =
+      Capture({BoardLauncher(), "run", "--board", "/mnt/kept/violation-1.toml", "--", program},
+              BoardEnvironment());
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.standardError, "") << "each fault fires";
+  const std::string board = ReadFile("/mnt/kept/violation-1.toml").value_or("");
+  EXPECT_NE(board.find("# broke: the exit status is 255 exactly when"), std::string::npos);
+  EXPECT_NE(board.find("# Repeat it: vam-board run --verdict --board /mnt/kept/violation-1.toml"),
+            std::string::npos);
+}
+
+TEST_F(BoardExploreTest, ProgramOfAUsersOwn_IsHeldToTheRulesForAll) {
+  const std::string program = PrivateTmp::Folder() + "/mine";
+  WriteFile(program, "#!/bin/sh\n" + UpdateTool() + " >/dev/null\nexit 0\n");
+  ASSERT_EQ(chmod(program.c_str(), 0755), 0);
+  EXPECT_EQ(Explore({"--sample", "20", "--seed", "1"}, program).status, 0);
+  WriteFile(program, "#!/bin/sh\n" + UpdateTool() + " >/dev/null || touch stranger\nexit 0\n");
+  const Output output = Explore({"--sample", "20", "--seed", "1"}, program);
+  EXPECT_EQ(output.status, 1);
+  EXPECT_NE(output.standardOutput.find("broke: no other file is touched: stranger"),
+            std::string::npos);
+}
+
+TEST_F(BoardExploreTest, ProgramThatBreaksARuleWithoutAFault_IsRefused) {
+  const Output output = Explore({}, Planted("$tool\nexit 3\n"));
+  EXPECT_EQ(output.status, 125);
+  EXPECT_EQ(output.standardError,
+            "vam-board: the run without a fault breaks a rule: the exit status is 255 exactly when "
+            "an update command failed: 3\n");
+}
+
+}  // namespace
+}  // namespace vam
