@@ -38,6 +38,12 @@ Words Joined(Words first, const Words& second) {
   return first;
 }
 
+/// The environment for a run without a board. A sanitized library takes what comes into a program
+/// before it, as vam-board also asks for.
+std::map<std::string, std::string> Environment() {
+  return {{"ASAN_OPTIONS", "verify_asan_link_order=0"}};
+}
+
 class RecorderTest : public ::testing::Test {
  protected:
   static std::string JournalFile() { return PrivateTmp::Folder() + "/board.journal"; }
@@ -60,7 +66,7 @@ class RecorderTest : public ::testing::Test {
 
   /// Records without a board.
   static Output Record(const Words& program, const Words& options = {}) {
-    return Capture(Recorded(program, options), BoardEnvironment());
+    return Capture(Recorded(program, options), Environment());
   }
 
   /// Returns the board's own journal without what a device cannot know.
@@ -284,11 +290,11 @@ TEST_F(RecorderTest, ExceptionOfTheVendor_PassesThrough) {
 
 TEST_F(RecorderTest, Program_KeepsArgumentsEnvironmentAndDescriptors) {
   const Words program = {
-      "/bin/sh",     "-c", "printf '<%s>' \"$@\"; env | sort; \"$0\" descriptor; pwd; ulimit -n",
+      "/bin/sh",     "-c", "printf '<%s>' \"$@\"; env | sort; \"$0\" descriptors; pwd; ulimit -n",
       VAM_TEE_PROBE, "",   "a b",
       "--help",      "\n"};
   const auto environment = [](const Words& command) {
-    std::map<std::string, std::string> variables = BoardEnvironment();
+    std::map<std::string, std::string> variables = Environment();
     variables["LD_PRELOAD"] = VAM_ANSWERING_TEE;
     return Capture(command, variables).standardOutput;
   };
@@ -440,10 +446,10 @@ TEST_F(RecorderTest, WithoutAFile_ANewOneIsMadeAndNamed) {
   fs::create_directory(folder);
   const Words command = {"/bin/sh", "-c", "cd \"$1\" && exec \"$0\" -- /bin/true",
                          VAM_RECORD_PROGRAM, folder};
-  EXPECT_EQ(Capture(command).standardError,
+  EXPECT_EQ(Capture(command, Environment()).standardError,
             "vam-record: the recording is " + folder + "/true.journal\n");
   WriteFile(folder + "/true.journal", "the first run");
-  EXPECT_EQ(Capture(command).standardError,
+  EXPECT_EQ(Capture(command, Environment()).standardError,
             "vam-record: the recording is " + folder + "/true.2.journal\n");
   EXPECT_EQ(ReadFile(folder + "/true.journal"), "the first run");
   EXPECT_EQ(CallsIn(ReadFile(folder + "/true.2.journal").value()), "");
@@ -489,6 +495,26 @@ TEST_F(FullDiskTest, DiskThatIsFullMeanwhile_IsToldAndChangesNothing) {
   EXPECT_THAT(calls, EndsWith("}\n"));
   EXPECT_THAT(all, StartsWith(calls)) << "what follows a gap would mislead";
   EXPECT_LT(calls.size(), all.size());
+}
+
+/// /tmp takes three pages.
+class FullDiskWithRoomTest : public ::testing::Test {
+ protected:
+  const PrivateTmp tmp{"size=12k"};
+};
+
+TEST_F(FullDiskWithRoomTest, DiskThatHasRoomAgain_GetsNothingAfterTheGap) {
+  WriteFile("/tmp/room", std::string(8192, 'x'));
+  const Output output = Capture(OnBoard("update-needed",
+                                        {VAM_RECORD_PROGRAM, "-o", "/tmp/run.journal", "--",
+                                         VAM_TEE_PROBE, "threads", "make-room", "killed"},
+                                        "", "/mnt/board.journal"),
+                                BoardEnvironment());
+  EXPECT_EQ(output.status, 128 + SIGKILL);
+  EXPECT_THAT(output.standardError, HasSubstr("the recording is not complete"));
+  EXPECT_EQ(CallsIn(ReadFile("/tmp/run.journal").value()).find("\"context\":41"),
+            std::string::npos);
+  EXPECT_THAT(ReadFile("/mnt/board.journal").value(), HasSubstr("\"context\":41"));
 }
 
 TEST_F(FullDiskTest, DiskThatIsFullAtTheStart_EndsWithAStatusOfItsOwn) {

@@ -95,7 +95,7 @@ echo 'void VendorLog(); int logged = (VendorLog(), 0);' >"$work/needs_log.cc"
 "$compiler" -std=c++17 -shared -fPIC -I "$sdk/include" -I "$sdk/include/gp" \
   "$source/tests/sdk/nolv_utility_nwd.cc" "$work/needs_log.cc" -o "$sdk/lib/libvendor_nwd.so"
 rm -rf "$build"
-configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_TEEC_HEADER=gp/tee_client_api.h \
+configure "$build" "$sdk" -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_BUILD_RECORDER=ON -DVAM_TEEC_HEADER=gp/tee_client_api.h \
   -DVAM_MARSHALLER_LIBRARY_FILE="$sdk/lib/libvendor_nwd.so" \
   -DVAM_MARSHALLER_EXTRA_LIBRARIES="vendor_log;-Wl,--no-undefined" || {
   cat "$work/configure.log"
@@ -127,10 +127,29 @@ WORK=$work "$in_private_tmp" bash -euc '
   cp "$WORK/libnode.so" /mnt
   LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib \
     "$WORK/build/sbin/vam-update" >"$WORK/console" || status=$?
+  LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/build/bin/vam-record" \
+    -o /mnt/run.journal -- "$WORK/build/sbin/vam-update" >"$WORK/recorded.console"
+  cp /mnt/run.journal "$WORK"
+  rm /tmp/VAM_OK
+  LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/build/sbin/vam-update" >/mnt/again
   find /tmp -xdev -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
   exit ${status:-0}' || status=$?
 
 diff "$work/console" "$source/tests/sdk/console.txt"
+# The recorder takes the SDK's records and its marshaller's types as they are. What the marshaller calls
+# of itself, and the base class, are not recorded.
+diff "$work/recorded.console" "$work/console"
+sed -n 's/.*"call":"CNolvWsm::\([^"]*\)".*/\1/p' "$work/run.journal" | LC_ALL=C sort | uniq -c |
+  tr -s ' ' | diff - <(printf ' %s\n' '4 CNolvWsm' '10 GetBlob' '7 GetUint' '4 PrepareReset' \
+    '3 PutInt' '4 ~CNolvWsm')
+for line in '"call":"CNolvWsm::CNolvWsm","sharedMemory":1,"marshaller":1}' \
+  '"call":"CNolvWsm::PutInt","marshaller":1,"value":7,"result":true}' \
+  '"call":"CNolvWsm::GetBlob","marshaller":1,"length":11,"bytes":"322e302c31372f342c5800"}' \
+  '"paramTypes":15,"params":[{"sharedMemory":1,"size":8192,"offset":0}],"result":' \
+  '"destination":"58d50001-1105-000f-9799-7f5af3f9c7bb"' \
+  '"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1}'; do
+  grep -qF "$line" "$work/run.journal" || { cat "$work/run.journal" && echo "not recorded: $line" && exit 1; }
+done
 diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
 [ "$status" = 0 ]
 

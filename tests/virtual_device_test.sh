@@ -2,10 +2,10 @@
 # Runs the jobs of one test on the virtual device, which is prepared already. The device's own count
 # of checks decides: the marker, which a job writes last, must name exactly the expected number and
 # no failure.
-# Usage: virtual_device_test.sh SOURCE boards-arm64|boards-armhf|edges|power-cut|service
+# Usage: virtual_device_test.sh SOURCE BUILD boards-arm64|boards-armhf|edges|power-cut|recordings|service
 set -euo pipefail
 cd "$1"
-test=$2
+build=$2 test=$3
 tests=$PWD/tests
 . virtual_device/run-folder.sh
 
@@ -39,28 +39,66 @@ passed() {
   echo "$1: $marker"
 }
 
+# order_boards CHECKS CHECKS-OF-A-WHOLE-WORLD : lists the boards that can be run here, the poorest
+# secure world first, and sets $checks to the sum of the checks of each.
+order_boards() {
+  local world board file
+  # The boards that stay on a PC are listed with the reason; all others run here.
+  cut -d ' ' -f 1 "$tests/pc_only_boards" | sort >"$folder/pc-only"
+  find "$folder/boards" -name '*.toml' -printf '%f\n' | sed 's/\.toml$//' | sort >"$folder/all"
+  [ -z "$(comm -23 "$folder/pc-only" "$folder/all")" ] || failed "pc_only_boards names unknown boards"
+  checks=0
+  for world in 'present = false' 'trusted_application = false' whole; do
+    while read -r board; do
+      file=$folder/boards/$board.toml
+      case $world in
+        whole) ! grep -qE '^(present|trusted_application) = false' "$file" || continue ;;
+        *) grep -qx "$world" "$file" || continue ;;
+      esac
+      echo "$board" >>"$folder/order"
+      checks=$((checks + ($([ "$world" = whole ] && echo "$2" || echo "$1"))))
+    done < <(comm -13 "$folder/pc-only" "$folder/all")
+  done
+}
+
+# Validates each recording in the folder, line by line, and counts them.
+validate() {
+  /usr/bin/python3 - docs/journal.schema.json "$folder/recordings" <<'PYTHON'
+import json
+import os
+import sys
+
+import jsonschema
+
+schema_file, folder = sys.argv[1:]
+with open(schema_file, encoding="utf-8") as file:
+    validator = jsonschema.Draft202012Validator(json.load(file))
+for name in sorted(os.listdir(folder)):
+    with open(os.path.join(folder, name), encoding="ascii") as file:
+        text = file.read()
+    if not text.endswith("\n"):
+        sys.exit(f"{name}: a line without an end")
+    for number, line in enumerate(text.splitlines(), 1):
+        problem = jsonschema.exceptions.best_match(validator.iter_errors(json.loads(line)))
+        if problem:
+            sys.exit(f"{name}:{number}: {problem.message}: {line}")
+print(len(os.listdir(folder)))
+PYTHON
+}
+
+# compare RECORDING BOARD : the device's calls are those of the simulated board.
+compare() {
+  "$build/bin/vam-board" run --board "simulator/boards/$2.toml" --journal "$folder/simulated" -- \
+    "$build/sbin/vam-update" >/dev/null 2>&1 || true
+  "$build/bin/vam-board" journal diff "$folder/simulated" "$folder/recordings/$1" ||
+    failed "$1: other calls than on the simulated board"
+}
+
 case $test in
   boards-*)
     echo "${test#boards-}" >"$folder/architecture"
-    # The boards that stay on a PC are listed with the reason; all others run here.
-    cut -d ' ' -f 1 "$tests/pc_only_boards" | sort >"$folder/pc-only"
-    find "$folder/boards" -name '*.toml' -printf '%f\n' | sed 's/\.toml$//' | sort >"$folder/all"
-    [ -z "$(comm -23 "$folder/pc-only" "$folder/all")" ] ||
-      failed "pc_only_boards names unknown boards"
-    checks=0
-    for world in 'present = false' 'trusted_application = false' whole; do
-      while read -r board; do
-        file=$folder/boards/$board.toml
-        case $world in
-          whole) ! grep -qE '^(present|trusted_application) = false' "$file" || continue ;;
-          *) grep -qx "$world" "$file" || continue ;;
-        esac
-        echo "$board" >>"$folder/order"
-        # What the tool left, and the verdict; the faults too where there can be any.
-        checks=$((checks + 2))
-        [ "$world" != whole ] || checks=$((checks + 1))
-      done < <(comm -13 "$folder/pc-only" "$folder/all")
-    done
+    # What the tool left, and the verdict; the faults too where there can be any.
+    order_boards 2 3
     boot boards "$checks"
     ;;
   edges)
@@ -76,6 +114,20 @@ case $test in
         failed "the power was not cut after write $writes"
       boot after_cut 5
     done
+    ;;
+  recordings)
+    # Each build of the tool; the run without a supplicant; the two that panic.
+    order_boards 2 2
+    boot recordings $((checks + 3))
+    [ "$(validate)" = $((checks + 3)) ] || failed "a recording is missing or not of the form"
+    while read -r board; do
+      for architecture in arm64 armhf; do
+        compare "$board-$architecture" "$board"
+      done
+    done <"$folder/order"
+    # A run that was killed leaves all it did: the driver was waiting in the first session.
+    [ "$(sed 's/.*"call":"\([^"]*\)".*/\1/; 1d' "$folder/recordings/no-supplicant" | xargs)" = \
+      "open ioctl close TEEC_InitializeContext" ] || failed "no-supplicant: other calls were recorded"
     ;;
   service)
     cp "$tests/virtual_device/service_table" "$folder/table"

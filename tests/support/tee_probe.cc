@@ -131,6 +131,20 @@ void Fork() {
   waitpid(child, nullptr, 0);
 }
 
+/// Prints the first two that the program gets.
+void Descriptors() {
+  const int first = open("/dev/null", O_RDONLY);
+  const int second = open("/dev/null", O_RDONLY);
+  std::printf("%d %d\n", first, second);
+}
+
+void CloseAll() {
+  constexpr int kMany = 1024;
+  for (int descriptor = STDERR_FILENO + 1; descriptor < kMany; ++descriptor) {
+    close(descriptor);
+  }
+}
+
 void Killed() {
   const Connection connection;
   std::fflush(stdout);
@@ -149,8 +163,9 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"threads", &Threads},
       {"fork", &Fork},
       {"killed", &Killed},
-      {"close-all", [] { closefrom(STDERR_FILENO + 1); }},
-      {"descriptor", [] { std::printf("%d\n", open("/dev/null", O_RDONLY)); }},
+      {"close-all", &CloseAll},
+      {"descriptors", &Descriptors},
+      {"make-room", [] { unlink("/tmp/room"); }},
   };
   return kActions;
 }

@@ -1,0 +1,58 @@
+# Records the tool in front of the real libteec and secure world: without a supplicant until the tool is
+# ended, then both builds on every board that a real secure world can be, and a panic. /share/order
+# names the boards, the poorest secure world first. The recordings go to /share/recordings.
+. /bin/device.sh
+
+mkdir /share/recordings
+
+# record ARCHITECTURE NAME : records the tool with no status file of an earlier run, and keeps what it
+# left.
+record() {
+  rm -f /tmp/VAM_OK /tmp/VAM_FAIL
+  "/opt/$1/bin/vam-record" -o "/tmp/$2" -- "/opt/$1/sbin/vam-update" >/tmp/console
+  keep_outcome /tmp/console $? "$2"
+  cp "/tmp/$2" /share/recordings
+}
+
+# The driver waits for a supplicant in the first session, for longer than anybody does.
+waiting() {
+  start_driver
+  start_node /share/boards/update-needed.toml
+  rm -f /tmp/VAM_OK /tmp/VAM_FAIL
+  /opt/arm64/bin/vam-record -o /tmp/no-supplicant -- /opt/arm64/sbin/vam-update >/tmp/console &
+  recorder=$!
+  await grep -q 'CA InterfaceSP: vm_updateFW' /tmp/console
+  sleep 5
+  kill "$recorder"
+  wait "$recorder"
+  keep_outcome /tmp/console $? no-supplicant
+  check no-supplicant same_file /share/expected/no-supplicant.txt /share/outcome/no-supplicant.txt
+  cp /tmp/no-supplicant /share/recordings
+  stop_node
+}
+
+waited=
+while read -r board; do
+  # A driver that was loaded stays: the boards without one come first.
+  if [ -z "$waited" ] && [ "$(vam-device-board world "/share/boards/$board.toml")" != absent ]; then
+    waiting
+    waited=yes
+  fi
+  for architecture in arm64 armhf; do
+    set_up_board "/share/boards/$board.toml"
+    record "$architecture" "$board-$architecture"
+    check "$board-$architecture" same_file "/share/expected/$board.txt" \
+      "/share/outcome/$board-$architecture.txt"
+  done
+done </share/order
+
+for architecture in arm64 armhf; do
+  set_up_board /share/boards/update-needed.toml
+  vam-device-board stop 1 panic
+  record "$architecture" "panic-$architecture"
+  check "panic-$architecture" same_file /share/expected/panic.txt \
+    "/share/outcome/panic-$architecture.txt"
+  # The trusted application comes anew with the next run.
+  vamctl force-recovery --yes >/dev/null
+done
+finish
