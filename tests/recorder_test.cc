@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -108,9 +110,16 @@ std::string WithoutBytes(const std::string& calls) {
 }
 
 TEST_F(RecorderTest, EveryBoard_IsRecordedAsItRecordsItself) {
-  int boards = 0;
+  std::vector<std::string> names;
   for (const fs::directory_entry& file : fs::directory_iterator(VAM_BOARDS)) {
-    const std::string board = file.path().stem();
+    names.push_back(file.path().stem());
+  }
+  std::sort(names.begin(), names.end());
+  ASSERT_GT(names.size(), 30U);
+  // A few, unless all are asked for.
+  const std::size_t step = std::getenv("VAM_ALL_BOARDS") != nullptr ? 1 : 6;
+  for (std::size_t i = 0; i < names.size(); i += step) {
+    const std::string& board = names[i];
     SCOPED_TRACE(board);
     const Outcome expected = ExpectedOutcome(board);
     const Output recorded = RecordOnBoard(board, {UpdateTool()});
@@ -118,9 +127,7 @@ TEST_F(RecorderTest, EveryBoard_IsRecordedAsItRecordsItself) {
     EXPECT_EQ(recorded.standardOutput, expected.console);
     EXPECT_EQ(recorded.standardError, "");
     EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
-    ++boards;
   }
-  EXPECT_GT(boards, 30);
 }
 
 TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {

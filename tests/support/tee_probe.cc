@@ -108,8 +108,10 @@ void BadMemory() {
 }
 
 void Threads() {
+  constexpr int kThreads = 2;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 2; ++i) {
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([] {
       for (int round = 0; round < 20; ++round) {
         const Connection connection;
