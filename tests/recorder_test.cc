@@ -155,6 +155,28 @@ TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {
   }
 }
 
+TEST_F(RecorderTest, ReplayedRecording_IsTheSameRun) {
+  const std::vector<Words> programs = {
+      {UpdateTool()},
+      {Vamctl(), "get-info"},
+      {Vamctl(), "get-hack-info", "--size", "8"},
+      {Vamctl(), "ak-provision", "--yes", "--hex", "00ff"},
+      {VAM_SERVICES_PROBE},
+      {VAM_TEE_PROBE, "temporary", "part", "whole", "values", "keys"},
+      {VAM_TEE_PROBE, "fork"},
+      {VAM_TEE_PROBE, "threads"},
+  };
+  for (const Words& program : programs) {
+    SCOPED_TRACE(testing::PrintToString(program));
+    const Output recorded = RecordOnBoard("update-needed", program, {"--with-keys"});
+    const Output replayed =
+        Capture(Joined({BoardLauncher(), "replay", File(), "--"}, program), BoardEnvironment());
+    EXPECT_EQ(replayed.status, recorded.status);
+    EXPECT_EQ(replayed.standardOutput, recorded.standardOutput);
+    EXPECT_EQ(replayed.standardError, recorded.standardError);
+  }
+}
+
 TEST_F(RecorderTest, Head_TellsProgramBuildAndClock) {
   Record({"/bin/sh", "-c", "true"});
   const std::regex head(R"re(\{"format":1,"program":"/bin/sh","arguments":null,)re"

@@ -142,6 +142,9 @@ diff "$work/recorded.console" "$work/console"
 sed -n 's/.*"call":"CNolvWsm::\([^"]*\)".*/\1/p' "$work/run.journal" | LC_ALL=C sort | uniq -c |
   tr -s ' ' | diff - <(printf ' %s\n' '4 CNolvWsm' '10 GetBlob' '7 GetUint' '4 PrepareReset' \
     '3 PutInt' '4 ~CNolvWsm')
+# Another machine's build, whose records and encoding are its own, meets the same on it.
+pc=$(dirname "$in_private_tmp")/..
+"$pc/bin/vam-board" replay "$work/run.journal" -- "$pc/sbin/vam-update" | diff - "$work/console"
 for line in '"call":"CNolvWsm::CNolvWsm","sharedMemory":1,"marshaller":1}' \
   '"call":"CNolvWsm::PutInt","marshaller":1,"value":7,"result":true}' \
   '"call":"CNolvWsm::GetBlob","marshaller":1,"length":11,"bytes":"322e302c31372f342c5800"}' \

@@ -94,6 +94,17 @@ compare() {
     failed "$1: other calls than on the simulated board"
 }
 
+# replay RECORDING : this machine's build prints and leaves on the recording what the device's did, and
+# ends alike.
+replay() {
+  local status=0 replayed=$folder/replayed
+  rm -rf "$replayed"
+  "$build/bin/vam-board" replay --state "$replayed" "$folder/recordings/$1" -- \
+    "$build/sbin/vam-update" >"$folder/console" 2>"$folder/errors" || status=$?
+  scripts/outcome "$folder/console" "$status" "$replayed/VAM_OK" "$replayed/VAM_FAIL" |
+    diff "$folder/outcome/$1.txt" - || failed "$1: replayed with another outcome: $(cat "$folder/errors")"
+}
+
 case $test in
   boards-*)
     echo "${test#boards-}" >"$folder/architecture"
@@ -123,11 +134,22 @@ case $test in
     while read -r board; do
       for architecture in arm64 armhf; do
         compare "$board-$architecture" "$board"
+        replay "$board-$architecture"
       done
     done <"$folder/order"
-    # A run that was killed leaves all it did: the driver was waiting in the first session.
+    replay panic-arm64
+    replay panic-armhf
+    # A run that was killed leaves all it did: the driver was waiting in the first session. Replayed, it
+    # comes to the same call.
     [ "$(sed 's/.*"call":"\([^"]*\)".*/\1/; 1d' "$folder/recordings/no-supplicant" | xargs)" = \
       "open ioctl close TEEC_InitializeContext" ] || failed "no-supplicant: other calls were recorded"
+    status=0
+    "$build/bin/vam-board" replay "$folder/recordings/no-supplicant" -- "$build/sbin/vam-update" \
+      >"$folder/console" 2>"$folder/errors" || status=$?
+    [ "$status" = 137 ] && grep -q 'the recording ends after call 4$' "$folder/errors" &&
+      grep -q 'came: *TEEC_OpenSession ' "$folder/errors" &&
+      scripts/outcome "$folder/console" 143 "" "" | diff "$folder/outcome/no-supplicant.txt" - ||
+      failed "no-supplicant: replayed otherwise: $status $(cat "$folder/errors")"
     ;;
   service)
     cp "$tests/virtual_device/service_table" "$folder/table"
