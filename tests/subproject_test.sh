@@ -75,3 +75,12 @@ done
 own | diff "$work/own" -
 configure -DVAM_INSTALL=ON -DVAM_PACKAGING=ON
 grep -q 'set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "vam-update")' "$build/CPackConfig.cmake"
+
+# Of two projects that include CPack the second would have no packages.
+cp -r "$source/tests/subproject" "$work/parent"
+sed -i 's/^project(.*/&\ninclude(CPack)/' "$work/parent/CMakeLists.txt"
+! cmake -S "$work/parent" -B "$work/refused" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+  -DVAM_SOURCE="$source" -DVAM_PLATFORM=device -DVAM_UPDATE_TOOL_ONLY=ON -DVAM_INSTALL=ON \
+  -DVAM_PACKAGING=ON -DCMAKE_PREFIX_PATH="$work/sdk" >"$work/log" 2>&1 ||
+  { echo "CPack may be included twice" && exit 1; }
+tr -s ' \n' ' ' <"$work/log" | grep -q 'CPack was included before this project'
