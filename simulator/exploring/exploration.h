@@ -50,7 +50,7 @@ struct ExplorationPlan {
   /// So many runs, chosen by the seed; 0: all.
   std::size_t sample = 0;
   std::uint64_t seed = 0;
-  /// Is told how many runs of how many have ended.
+  /// Is called with how many runs of how many have ended.
   std::function<void(std::size_t ended, std::size_t all)> progress;
 };
 

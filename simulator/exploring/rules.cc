@@ -482,7 +482,7 @@ std::vector<std::string> BrokenByTheUpdateTool(const Evidence& run) {
     broken.push_back("VAM_OK is written only when all answers agree: the row is " + expected.row);
   }
   if (expected.okFile && run.okAfter != expected.okFile) {
-    broken.push_back("a verified run is told in VAM_OK: " + run.okAfter.value_or("no file"));
+    broken.push_back("a verified run says so in VAM_OK: " + run.okAfter.value_or("no file"));
   }
   if (okWritten && !run.answersChanged && !run.chipRunsImage) {
     broken.emplace_back("VAM_OK is true: the chip does not run the image");

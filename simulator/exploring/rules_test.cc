@@ -79,7 +79,7 @@ TEST(RulesTest, OkFile_ThoughTheChipDoesNotRunTheImage_IsFound) {
 TEST(RulesTest, VerifiedRun_WithoutItsOkFile_IsFound) {
   Evidence run = Verified();
   run.okAfter = run.okBefore;
-  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("a verified run is told in VAM_OK")));
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("a verified run says so in VAM_OK")));
 }
 
 TEST(RulesTest, Entry_ThatIsLostCutOrForeign_IsFound) {
