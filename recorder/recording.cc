@@ -44,7 +44,7 @@ bool ReadRecording(const char* text, Recording& recording) {
   }
   char* end = nullptr;
   recording.settings.start = std::strtoull(text, &end, 10);
-  if (end == text || std::strncmp(end, " 0 ", 3) * std::strncmp(end, " 1 ", 3) != 0) {
+  if (end == text || (std::strncmp(end, " 0 ", 3) != 0 && std::strncmp(end, " 1 ", 3) != 0)) {
     return false;
   }
   recording.settings.withKeys = end[1] == '1';
