@@ -126,8 +126,10 @@ class Enumeration {
       }
       for (int origin = 1; origin <= kOrigins; ++origin) {
         const std::string number = std::to_string(origin);
+        std::string withOrigin = result;
+        withOrigin.append("origin = ").append(number).append("\n");
         Add("result of the TEE client", place, std::string(code.name) + ", origin " + number,
-            result + "origin = " + number + "\n");
+            withOrigin);
       }
     }
   }
