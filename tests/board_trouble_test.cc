@@ -124,14 +124,14 @@ TEST_F(TroubleTest, FullDisk_UnderTheStatusFiles_IsTheRigsTrouble) {
 }
 
 TEST_F(TroubleTest, JournalWhoseReaderHasGone_StopsNobody) {
-  const Output output = Capture(
-      {"/bin/sh", "-c",
-       "mkfifo /tmp/journal; (exec 3<>/tmp/journal; : >/tmp/open; head -c 1 <&3 >/dev/null; "
-       "exec 3<&-; : >/tmp/gone) & while [ ! -e /tmp/open ]; do sleep 0.02; done; exec timeout 30 "
-       "\"$0\" run --board update-needed --journal /tmp/journal -- /bin/sh -c 'while [ ! -e "
-       "/tmp/gone ]; do sleep 0.02; done; \"$0\" >/tmp/console; echo $?' \"$1\"",
-       BoardLauncher(), UpdateTool()},
-      BoardEnvironment());
+  // What waits all the same is killed, and leaves nothing that waits on.
+  constexpr char kScript[] =
+      "mkfifo /tmp/journal; (exec 3<>/tmp/journal; : >/tmp/open; head -c 1 <&3 >/dev/null; "
+      "exec 3<&-; : >/tmp/gone) & while [ ! -e /tmp/open ]; do sleep 0.02; done; "
+      "exec timeout -k 5 30 \"$0\" run --board update-needed --journal /tmp/journal -- /bin/sh -c "
+      "'while [ ! -e /tmp/gone ]; do sleep 0.02; done; \"$0\" >/tmp/console; echo $?' \"$1\"";
+  const Output output =
+      Capture({"/bin/sh", "-c", kScript, BoardLauncher(), UpdateTool()}, BoardEnvironment());
   EXPECT_EQ(output.status, kRigFailed);
   EXPECT_EQ(output.standardOutput, "0\n");
   EXPECT_THAT(output.standardError, StartsWith("vam-board: the journal cannot be written: "));
