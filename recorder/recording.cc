@@ -19,7 +19,7 @@ namespace {
 constexpr off_t kTroublePlace = 1;
 constexpr std::size_t kLongestTrouble = 255;
 
-/// Writes `bytes` at `place` of the file `notes`. Where that cannot be reached, nobody is told.
+/// Writes `bytes` at `place` of the file `notes`. Does nothing where that cannot be reached.
 void Note(const std::string& notes, const std::string& bytes, off_t place) {
   const int error = errno;
   const int file = open(notes.c_str(), O_WRONLY | O_CLOEXEC);

@@ -442,7 +442,7 @@ TEST(Judge, ErrorFileThatWasReadInPart_IsAProblemWhereEntriesLack) {
   StatusFile errorFile = Present(kFail, 5, {"vam_updateFW failed:  7 "});
   errorFile.startsLater = true;
   const Verdict verdict = Judge(Missing(kOk), errorFile);
-  // What was read tells how the last run ended all the same.
+  // What was read still says how the last run ended.
   EXPECT_EQ(verdict.outcome, Outcome::kNotVerified);
   EXPECT_EQ(verdict.problems,
             Lines{"/tmp/VAM_FAIL: only its last 64 KiB were read; older entries are left out"});

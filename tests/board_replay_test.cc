@@ -1,5 +1,5 @@
-// The replay of a recorded run: what a program that asks the same gets, and what a user is told of
-// one that does not. board_recordings_test.cc has every board.
+// The replay of a recorded run: what a program gets that asks the same, and what vam-board says
+// of one that does not. board_recordings_test.cc has every board.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -124,7 +124,7 @@ TEST_F(TroubleTest, FullDisk_UnderTheStatusFiles_IsTheRigsTrouble) {
 }
 
 TEST_F(TroubleTest, JournalWhoseReaderHasGone_StopsNobody) {
-  // What waits all the same is killed, and leaves nothing that waits on.
+  // timeout kills a program that ignores its first signal.
   constexpr char kScript[] =
       "mkfifo /tmp/journal; (exec 3<>/tmp/journal; : >/tmp/open; head -c 1 <&3 >/dev/null; "
       "exec 3<&-; : >/tmp/gone) & while [ ! -e /tmp/open ]; do sleep 0.02; done; "

@@ -36,7 +36,7 @@ void FailOnProblem(const RecordedRun& run) {
 
 void ShowJournal(const std::string& path, bool asJson) {
   const RecordedRun run = LoadJournal(path);
-  // What comes before a wrong line is shown all the same.
+  // A wrong line does not hide what comes before it.
   Print(asJson ? RunAsJson(run) : RunInWords(run));
   FailOnProblem(run);
 }
