@@ -254,15 +254,35 @@ NextSymbol nextCloseSession("TEEC_CloseSession");
 NextSymbol nextAllocateSharedMemory("TEEC_AllocateSharedMemory");
 NextSymbol nextReleaseSharedMemory("TEEC_ReleaseSharedMemory");
 NextSymbol nextInvokeCommand("TEEC_InvokeCommand");
+NextSymbol nextRegisterSharedMemory("TEEC_RegisterSharedMemory");
+NextSymbol nextRequestCancellation("TEEC_RequestCancellation");
+LiveNumbers sharedMemories;
+
+/// Makes a shared memory by `next`, and records that as the call `name`.
+TEEC_Result MakeSharedMemory(NextSymbol& next, const char* name, TEEC_Context* context,
+                             TEEC_SharedMemory* sharedMemory) {
+  const Call call;
+  const std::size_t size = sharedMemory == nullptr ? 0 : sharedMemory->size;
+  const std::uint32_t flags = sharedMemory == nullptr ? 0 : sharedMemory->flags;
+  const TEEC_Result result = next.As<decltype(TEEC_AllocateSharedMemory)>()(context, sharedMemory);
+  call.Record(name, [=](JournalLine& line) {
+    line.Number("context", contexts.Of(KeyOf(context)));
+    if (sharedMemory != nullptr) {
+      line.Number("size", static_cast<std::int64_t>(size)).Number("flags", flags);
+    }
+    line.Result(result);
+    if (result == TEEC_SUCCESS) {
+      line.Number("sharedMemory", vam::SharedMemories().Make(KeyOf(sharedMemory)));
+    }
+  });
+  return result;
+}
 
 }  // namespace
 
 namespace vam {
 
-LiveNumbers& SharedMemories() {
-  static LiveNumbers numbers;
-  return numbers;
-}
+LiveNumbers& SharedMemories() { return sharedMemories; }
 
 }  // namespace vam
 
@@ -320,22 +340,8 @@ void TEEC_CloseSession(TEEC_Session* session) {
 }
 
 TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
-  const Call call;
-  const std::size_t size = sharedMemory == nullptr ? 0 : sharedMemory->size;
-  const std::uint32_t flags = sharedMemory == nullptr ? 0 : sharedMemory->flags;
-  const TEEC_Result result =
-      nextAllocateSharedMemory.As<decltype(TEEC_AllocateSharedMemory)>()(context, sharedMemory);
-  call.Record("TEEC_AllocateSharedMemory", [=](JournalLine& line) {
-    line.Number("context", contexts.Of(KeyOf(context)));
-    if (sharedMemory != nullptr) {
-      line.Number("size", static_cast<std::int64_t>(size)).Number("flags", flags);
-    }
-    line.Result(result);
-    if (result == TEEC_SUCCESS) {
-      line.Number("sharedMemory", vam::SharedMemories().Make(KeyOf(sharedMemory)));
-    }
-  });
-  return result;
+  return MakeSharedMemory(nextAllocateSharedMemory, "TEEC_AllocateSharedMemory", context,
+                          sharedMemory);
 }
 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
@@ -364,4 +370,25 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
   return result;
 }
 
+// A header need not declare these, which no command uses.
+extern "C" {
+
+TEEC_Result RecordedRegisterSharedMemory(
+    TEEC_Context* context, TEEC_SharedMemory* sharedMemory) __asm__("TEEC_RegisterSharedMemory");
+void RecordedRequestCancellation(TEEC_Operation* operation) __asm__("TEEC_RequestCancellation");
+
+TEEC_Result RecordedRegisterSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
+  return MakeSharedMemory(nextRegisterSharedMemory, "TEEC_RegisterSharedMemory", context,
+                          sharedMemory);
+}
+
+void RecordedRequestCancellation(TEEC_Operation* operation) {
+  const Call call;
+  nextRequestCancellation.As<void(TEEC_Operation*)>()(operation);
+  call.Record("TEEC_RequestCancellation", [=](JournalLine& line) {
+    line.Text("operation", operation == nullptr ? nullptr : "given");
+  });
+}
+
+}  // extern "C"
 #pragma GCC visibility pop

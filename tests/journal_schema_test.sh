@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Validates the journals of real runs against docs/journal.schema.json, line by line, and has the
 # schema refuse what no line is.
-# Usage: journal_schema_test.sh SOURCE BUILD IN-PRIVATE-TMP NODE-PROBE SERVICES-PROBE
+# Usage: journal_schema_test.sh SOURCE BUILD IN-PRIVATE-TMP NODE-PROBE SERVICES-PROBE TEE-PROBE
 set -euo pipefail
-source=$1 build=$2 in_private_tmp=$3 node_probe=$4 services_probe=$5
+source=$1 build=$2 in_private_tmp=$3 node_probe=$4 services_probe=$5 tee_probe=$6
 
-"$in_private_tmp" bash -euo pipefail -s "$source" "$build" "$node_probe" "$services_probe" <<'SESSION'
-source=$1 build=$2 node_probe=$3 services_probe=$4
+"$in_private_tmp" bash -euo pipefail -s "$source" "$build" "$node_probe" "$services_probe" \
+  "$tee_probe" <<'SESSION'
+source=$1 build=$2 node_probe=$3 services_probe=$4 tee_probe=$5
 journals=/tmp/journals
 mkdir "$journals"
 
@@ -22,6 +23,7 @@ record key-asked-for update-needed --with-keys -- "$build/bin/vamctl" ak-provisi
 record hack-information update-needed -- "$build/bin/vamctl" get-hack-info --size 8
 record no-update update-needed -- "$build/bin/vamctl" update-fw -- -1
 record node update-needed -- "$node_probe" /dev/zelkshield open bad-pointers in-child in-threads
+record no-marshaller update-needed -- "$tee_probe" temporary part values bad-memory own-memory cancelled
 cat >/tmp/services.toml <<'BOARD'
 [settings]
 "db/comss/serialnumber" = "é \" \\ \u0001"

@@ -162,7 +162,8 @@ TEST_F(RecorderTest, ReplayedRecording_IsTheSameRun) {
       {Vamctl(), "get-hack-info", "--size", "8"},
       {Vamctl(), "ak-provision", "--yes", "--hex", "00ff"},
       {VAM_SERVICES_PROBE},
-      {VAM_TEE_PROBE, "temporary", "part", "whole", "values", "keys"},
+      {VAM_TEE_PROBE, "temporary", "part", "whole", "values", "keys", "own-memory"},
+      {VAM_TEE_PROBE, "cancelled"},
       {VAM_TEE_PROBE, "fork"},
       {VAM_TEE_PROBE, "threads"},
   };
@@ -222,6 +223,35 @@ TEST_F(RecorderTest, ProgramWithoutMarshaller_HasItsMemoryRecorded) {
     EXPECT_EQ(found.str(1), given);
     EXPECT_NE(found.str(1), found.str(2)) << "the trusted application answers";
   }
+}
+
+TEST_F(RecorderTest, MemoryOfTheProgramsOwn_IsRecordedWhereItIsRegistered) {
+  const Output output = RecordOnBoard("update-needed", {VAM_TEE_PROBE, "own-memory"});
+  EXPECT_THAT(output.standardOutput, StartsWith("0 0 4 "));
+  EXPECT_THAT(output.standardOutput, Not(HasSubstr("gone")));
+  EXPECT_EQ(WithoutBytes(CallsIn(Recording())), WithoutBytes(BoardsCalls()));
+  EXPECT_THAT(LinesWith("TEEC_RegisterSharedMemory", Recording()),
+              EndsWith(R"("context":1,"size":64,"flags":3,)"
+                       R"("result":{"number":0,"name":"TEEC_SUCCESS"},"sharedMemory":1})"
+                       "\n"));
+  const std::string after = output.standardOutput.substr(6, 128);
+  EXPECT_THAT(LinesWith("TEEC_InvokeCommand", Recording()),
+              HasSubstr(R"("params":[{"sharedMemory":1,"before":"0809)" + std::string(124, '0') +
+                        R"(","after":")" + after));
+  EXPECT_THAT(LinesWith("TEEC_ReleaseSharedMemory", Recording()), HasSubstr("\"sharedMemory\":1}"));
+}
+
+TEST_F(RecorderTest, Cancellation_IsRecordedInItsThread) {
+  const Output output = RecordOnBoard("update-needed", {VAM_TEE_PROBE, "cancelled"});
+  EXPECT_EQ(output.standardOutput, "0 4\n");
+  EXPECT_EQ(WithoutBytes(CallsIn(Recording())), WithoutBytes(BoardsCalls()));
+  const std::string lines = LinesWith("TEEC_RequestCancellation", Recording());
+  EXPECT_THAT(lines, EndsWith("\"call\":\"TEEC_RequestCancellation\",\"operation\":\"given\"}\n"));
+  EXPECT_EQ(NumbersOf("tid", lines).size(), 2U);
+  const Output shown = Capture({BoardLauncher(), "journal", "show", File()}, BoardEnvironment());
+  EXPECT_THAT(shown.standardOutput, HasSubstr("    cancellation   asked for\n"));
+  EXPECT_TRUE(std::regex_search(shown.standardOutput, std::regex("s  a cancellation  \\[process")))
+      << shown.standardOutput;
 }
 
 TEST_F(RecorderTest, MemoryForInput_IsRecordedOnlyBeforeTheCall) {

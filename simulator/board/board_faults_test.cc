@@ -39,6 +39,11 @@ TEST(BoardFaultsTest, FaultOfACall_IsReadWithItsResult) {
   EXPECT_EQ(numbered.occurrence, 0U);
   EXPECT_EQ(numbered.result, 7U);
 
+  const Fault registration =
+      ReadOneFault("call = \"TEEC_RegisterSharedMemory\"\nresult = \"TEEC_ERROR_OUT_OF_MEMORY\"");
+  EXPECT_EQ(registration.call, PlatformCall::kRegisterSharedMemory);
+  EXPECT_EQ(registration.result, 0xFFFF000CU);
+
   const Fault node = ReadOneFault("call = \"ioctl\"\nresult = \"ENODEV\"");
   EXPECT_EQ(node.occurrence, 0U);
   EXPECT_EQ(node.errorNumber, ENODEV);

@@ -29,9 +29,11 @@ const NamedCall kCalls[] = {
     {"TEEC_FinalizeContext", PlatformCall::kFinalizeContext},
     {"TEEC_OpenSession", PlatformCall::kOpenSession},
     {"TEEC_CloseSession", PlatformCall::kCloseSession},
+    {"TEEC_RegisterSharedMemory", PlatformCall::kRegisterSharedMemory},
     {"TEEC_AllocateSharedMemory", PlatformCall::kAllocateSharedMemory},
     {"TEEC_ReleaseSharedMemory", PlatformCall::kReleaseSharedMemory},
     {"TEEC_InvokeCommand", PlatformCall::kInvokeCommand},
+    {"TEEC_RequestCancellation", PlatformCall::kRequestCancellation},
     {"CNolvWsm::CNolvWsm", PlatformCall::kMakeMarshaller},
     {"CNolvWsm::~CNolvWsm", PlatformCall::kDestroyMarshaller},
     {"CNolvWsm::PutInt", PlatformCall::kPutInt},
@@ -63,18 +65,20 @@ TEST(PlatformCallsTest, OtherName_NamesNoCall) {
 }
 
 TEST(PlatformCallsTest, CallWithoutAnAnswerToChange_CannotFail) {
-  EXPECT_THAT(CallsThatCanFail(),
-              ElementsAre(PlatformCall::kInitializeContext, PlatformCall::kOpenSession,
-                          PlatformCall::kAllocateSharedMemory, PlatformCall::kInvokeCommand,
-                          PlatformCall::kPutInt, PlatformCall::kPutUint, PlatformCall::kPutBlob,
-                          PlatformCall::kGetInt, PlatformCall::kGetUint, PlatformCall::kGetBlob,
-                          PlatformCall::kOpen, PlatformCall::kIoctl, PlatformCall::kVconfGetStr,
-                          PlatformCall::kSystemInfoGetValueString));
+  EXPECT_THAT(
+      CallsThatCanFail(),
+      ElementsAre(PlatformCall::kInitializeContext, PlatformCall::kOpenSession,
+                  PlatformCall::kRegisterSharedMemory, PlatformCall::kAllocateSharedMemory,
+                  PlatformCall::kInvokeCommand, PlatformCall::kPutInt, PlatformCall::kPutUint,
+                  PlatformCall::kPutBlob, PlatformCall::kGetInt, PlatformCall::kGetUint,
+                  PlatformCall::kGetBlob, PlatformCall::kOpen, PlatformCall::kIoctl,
+                  PlatformCall::kVconfGetStr, PlatformCall::kSystemInfoGetValueString));
 }
 
 TEST(PlatformCallsTest, Call_FailsInItsOwnWay) {
   EXPECT_EQ(FailureOf(PlatformCall::kInitializeContext), CallFailure::kTeeResult);
   EXPECT_EQ(FailureOf(PlatformCall::kOpenSession), CallFailure::kTeeResultAndOrigin);
+  EXPECT_EQ(FailureOf(PlatformCall::kRegisterSharedMemory), CallFailure::kTeeResult);
   EXPECT_EQ(FailureOf(PlatformCall::kAllocateSharedMemory), CallFailure::kTeeResult);
   EXPECT_EQ(FailureOf(PlatformCall::kInvokeCommand), CallFailure::kTeeResultAndOrigin);
   EXPECT_EQ(FailureOf(PlatformCall::kGetBlob), CallFailure::kWithoutReason);

@@ -350,6 +350,7 @@ class Holdings {
       case PlatformCall::kOpenSession:
         Made(call, "session");
         break;
+      case PlatformCall::kRegisterSharedMemory:
       case PlatformCall::kAllocateSharedMemory:
         Made(call, "sharedMemory");
         break;

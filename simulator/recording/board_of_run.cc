@@ -155,6 +155,11 @@ class BoardWriter {
     return std::string("result = \"") + (name == nullptr ? "EIO" : name) + "\"\n";
   }
 
+  static bool IsOfSharedMemory(PlatformCall call) {
+    return call == PlatformCall::kRegisterSharedMemory ||
+           call == PlatformCall::kAllocateSharedMemory;
+  }
+
   static bool Failed(const Json& members) { return members["result"]["number"] != 0; }
 
   void Take(const JournalCall& call) {
@@ -175,13 +180,14 @@ class BoardWriter {
       case PlatformCall::kInitializeContext:
         dialogue = {};
         [[fallthrough]];
+      case PlatformCall::kRegisterSharedMemory:
       case PlatformCall::kAllocateSharedMemory:
       case PlatformCall::kOpenSession:
         if (Failed(members)) {
           const bool hasOrigin = call.call == PlatformCall::kOpenSession;
           FailOnce(call, place, ResultLine(members) + (hasOrigin ? OriginLine(call) : ""));
         }
-        dialogue.isConnected = call.call == PlatformCall::kAllocateSharedMemory && !Failed(members);
+        dialogue.isConnected = IsOfSharedMemory(call.call) && !Failed(members);
         break;
       case PlatformCall::kPutInt:
       case PlatformCall::kPutUint:

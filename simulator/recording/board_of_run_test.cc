@@ -88,6 +88,20 @@ TEST_F(BoardOfRunTest, FailureOfOneCallAmongOthers_HasItsOccurrence) {
   EXPECT_EQ(board.faults[0].result, 0xFFFF1234U);
 }
 
+TEST_F(BoardOfRunTest, MemoryThatIsRegistered_MakesAConnection) {
+  Add(R"("TEEC_RegisterSharedMemory","context":1,"size":8192,"flags":3,)"
+      R"("result":{"number":0,"name":"TEEC_SUCCESS"},"sharedMemory":1)");
+  Add(R"("CNolvWsm::PutInt","marshaller":1,"value":7,"result":false)");
+  Add(R"("TEEC_RegisterSharedMemory","context":1,"size":8192,"flags":3,)"
+      R"("result":{"number":4294901772,"name":"TEEC_ERROR_OUT_OF_MEMORY"})");
+  const Board board = Read();
+  ASSERT_EQ(board.faults.size(), 2U);
+  EXPECT_EQ(board.faults[0].call, PlatformCall::kPutInt);
+  EXPECT_EQ(board.faults[1].call, PlatformCall::kRegisterSharedMemory);
+  EXPECT_EQ(board.faults[1].occurrence, 2U);
+  EXPECT_EQ(board.faults[1].result, 0xFFFF000CU);
+}
+
 TEST_F(BoardOfRunTest, Texts_AreQuotedOrNoted) {
   Add(R"("vconf_get_str","key":"a \u0022\u005c","value":"\u00c3\u00a9\u0001\u007f")");
   Add(R"("system_info_get_value_string","key":1,"result":0,"value":"r")");

@@ -77,6 +77,12 @@ const Members& MembersOf(PlatformCall call) {
       kMarshaller, {"value", Kind::kSigned32, kOptional}, {"result", Kind::kTruth}, kFault};
   static const Members kGetUint = {
       kMarshaller, {"value", Kind::kUnsigned32, kOptional}, {"result", Kind::kTruth}, kFault};
+  static const Members kMakeSharedMemory = {{"context", Kind::kCount},
+                                            {"size", Kind::kWord, kOptional},
+                                            {"flags", Kind::kUnsigned32, kOptional},
+                                            {"result", Kind::kTeeResult},
+                                            {"sharedMemory", Kind::kCount, kOptional},
+                                            kFault};
   static const std::map<PlatformCall, Members> kMembers = {
       {PlatformCall::kInitializeContext,
        {{"name", Kind::kTextOrNull},
@@ -95,13 +101,8 @@ const Members& MembersOf(PlatformCall call) {
         {"session", Kind::kCount, kOptional},
         kFault}},
       {PlatformCall::kCloseSession, {{"session", Kind::kCount}}},
-      {PlatformCall::kAllocateSharedMemory,
-       {{"context", Kind::kCount},
-        {"size", Kind::kWord, kOptional},
-        {"flags", Kind::kUnsigned32, kOptional},
-        {"result", Kind::kTeeResult},
-        {"sharedMemory", Kind::kCount, kOptional},
-        kFault}},
+      {PlatformCall::kRegisterSharedMemory, kMakeSharedMemory},
+      {PlatformCall::kAllocateSharedMemory, kMakeSharedMemory},
       {PlatformCall::kReleaseSharedMemory, {{"sharedMemory", Kind::kCount}}},
       {PlatformCall::kInvokeCommand,
        {{"session", Kind::kCount},
@@ -111,6 +112,7 @@ const Members& MembersOf(PlatformCall call) {
         {"result", Kind::kTeeResult},
         {"origin", Kind::kOrigin},
         kFault}},
+      {PlatformCall::kRequestCancellation, {{"operation", Kind::kGiven}}},
       {PlatformCall::kMakeMarshaller, {{"sharedMemory", Kind::kCount}, kMarshaller}},
       {PlatformCall::kDestroyMarshaller, {kMarshaller}},
       {PlatformCall::kPutInt, kPutInt},

@@ -84,6 +84,7 @@ class ExchangeStep {
     switch (call.call) {
       case PlatformCall::kInitializeContext:
       case PlatformCall::kOpenSession:
+      case PlatformCall::kRegisterSharedMemory:
       case PlatformCall::kAllocateSharedMemory:
         if (IsFailure(members["result"])) {
           failure = std::string(PlatformCallName(call.call)) + " " + ResultInWords(members);
@@ -101,6 +102,9 @@ class ExchangeStep {
       case PlatformCall::kGetUint:
       case PlatformCall::kGetBlob:
         Get(call);
+        break;
+      case PlatformCall::kRequestCancellation:
+        cancellation = "asked for";
         break;
       case PlatformCall::kFinalizeContext:
         isOver = true;
@@ -123,6 +127,7 @@ class ExchangeStep {
     step.title = Title();
     Detail("not connected", failure);
     Detail("sent", sent);
+    Detail("cancellation", cancellation);
     Detail("answered", answer);
     Detail("got", got);
     if (wasInvoked || isRequestRefused) {
@@ -242,6 +247,7 @@ class ExchangeStep {
   RunStep& step;
   std::string failure;
   std::string sent;
+  std::string cancellation;
   std::string answer;
   std::string got;
   std::set<std::int64_t> faults;
@@ -278,6 +284,11 @@ bool IsServiceCall(PlatformCall call) {
   return call == PlatformCall::kVconfGetStr || call == PlatformCall::kSystemInfoGetValueString;
 }
 
+/// Whether a step that begins with `call` has no other.
+bool IsAlone(PlatformCall call) {
+  return IsServiceCall(call) || call == PlatformCall::kRequestCancellation;
+}
+
 RunStep StepOf(const std::vector<const JournalCall*>& calls) {
   const JournalCall& first = *calls.front();
   RunStep step;
@@ -298,6 +309,10 @@ RunStep StepOf(const std::vector<const JournalCall*>& calls) {
     step.details.push_back({"value", first.members.contains("value")
                                          ? TextInWords(first.members["value"])
                                          : "none, result " + first.members["result"].dump()});
+  } else if (first.call == PlatformCall::kRequestCancellation) {
+    step.title = "a cancellation";
+    step.details.push_back(
+        {"operation", first.members["operation"].is_null() ? "none" : "one of another thread's"});
   } else {
     ExchangeStep exchange(step);
     for (const JournalCall* call : calls) {
@@ -332,7 +347,7 @@ std::vector<RunStep> StepsOf(const RecordedRun& run) {
     const bool begins = found == current.end() || IsServiceCall(call.call) ||
                         call.call == PlatformCall::kOpen ||
                         call.call == PlatformCall::kInitializeContext ||
-                        IsServiceCall(steps[found->second].front()->call) ||
+                        IsAlone(steps[found->second].front()->call) ||
                         IsNodeCall(call.call) != IsNodeCall(steps[found->second].front()->call);
     if (begins) {
       current[thread] = steps.size();

@@ -175,6 +175,31 @@ TEST_F(JournalWordsTest, Services_AreBlocksOfTheirOwn) {
             "\n    0.003000 s  the system information 1\n    value          none, result -1\n");
 }
 
+TEST_F(JournalWordsTest, Cancellation_StandsWithItsExchangeOrAlone) {
+  Connect();
+  Add(R"("TEEC_RequestCancellation","operation":"given")");
+  Add(R"("TEEC_RequestCancellation","operation":"given")", 8);
+  Connect(8);
+  Close(8);
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a connection without a command  [process 7, thread 7]\n"
+            "    cancellation   asked for\n"
+            "\n    0.003000 s  a cancellation  [process 8, thread 8]\n"
+            "    operation      one of another thread's\n"
+            "\n    0.004000 s  a connection without a command  [process 8, thread 8]\n");
+}
+
+TEST_F(JournalWordsTest, MemoryThatWasNotRegistered_IsTheStepThatFailed) {
+  Connect();
+  Add(R"("TEEC_RegisterSharedMemory","context":1,"size":1,"flags":3,"result":{"number":4294901772,)"
+      R"("name":"TEEC_ERROR_OUT_OF_MEMORY"})");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a connection without a command\n"
+            "    not connected  TEEC_RegisterSharedMemory TEEC_ERROR_OUT_OF_MEMORY\n");
+}
+
 TEST_F(JournalWordsTest, Processes_HaveTheirOwnBlocks) {
   Connect(7);
   Connect(8);

@@ -100,6 +100,9 @@ class BoardChipMemory final : public vam::ChipMemoryStore {
   vam::ChipMemoryFile file;
 };
 
+/// Whose the bytes of a shared memory are.
+enum class Owner { kProgram, kLibrary };
+
 /// The board's secure world, as one process sees it.
 class SecureWorld {
  public:
@@ -128,14 +131,18 @@ class SecureWorld {
     session.number = number;
     sessions[number] = context;
   }
-  void AddMemory(TEEC_SharedMemory& sharedMemory, std::uint32_t number, std::uint32_t context) {
+  /// Keeps a memory of the program's own where `owner` is the program, and else makes one.
+  void AddMemory(TEEC_SharedMemory& sharedMemory, std::uint32_t number, std::uint32_t context,
+                 Owner owner) {
     const std::lock_guard<std::mutex> lock(mutex);
     sharedMemory.number = number;
     Memory& memory = memories[number];
     memory.context = context;
-    // One byte more gives an empty block an address too.
-    memory.bytes.resize(sharedMemory.size + 1);
-    sharedMemory.buffer = memory.bytes.data();
+    if (owner == Owner::kLibrary) {
+      // One byte more gives an empty block an address too.
+      memory.bytes.resize(sharedMemory.size + 1);
+      sharedMemory.buffer = memory.bytes.data();
+    }
   }
 
   [[nodiscard]] bool HasContext(std::uint32_t number) const {
@@ -154,6 +161,13 @@ class SecureWorld {
     return found == memories.end() ? 0 : found->second.context;
   }
 
+  /// Returns whether the library made the memory.
+  [[nodiscard]] bool IsOwnMemory(std::uint32_t number) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const auto found = memories.find(number);
+    return found != memories.end() && !found->second.bytes.empty();
+  }
+
   /// Return whether it lived.
   bool RemoveContext(std::uint32_t number) { return Remove(contexts, number); }
   bool RemoveSession(std::uint32_t number) { return Remove(sessions, number); }
@@ -168,6 +182,7 @@ class SecureWorld {
 
   struct Memory {
     std::uint32_t context;
+    /// Empty: the program's own.
     std::vector<std::uint8_t> bytes;
   };
 
@@ -543,6 +558,47 @@ class Parameters {
   Given givens[TEEC_CONFIG_PAYLOAD_REF_COUNT];
 };
 
+/// Makes a shared memory, and records that as `call`.
+TEEC_Result MakeSharedMemory(PlatformCall call, TEEC_Context* context,
+                             TEEC_SharedMemory* sharedMemory, Owner owner) {
+  SecureWorld& world = SecureWorld::Instance();
+  const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
+  const auto ask = [=](auto& asked) {
+    asked.Number("context", contextNumber);
+    if (sharedMemory != nullptr) {
+      asked.Number("size", static_cast<std::int64_t>(sharedMemory->size))
+          .Number("flags", sharedMemory->flags);
+    }
+  };
+  const vam::Fault* fault = vam::FireFaultOn(call);
+  constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+  TEEC_Result result = TEEC_SUCCESS;
+  if (const vam::RecordedCall* recorded = vam::FindRecorded(call, ask)) {
+    result = recorded->Ordinal("result");
+    if (recorded->Has("sharedMemory") && sharedMemory != nullptr) {
+      world.AddMemory(*sharedMemory, recorded->Ordinal("sharedMemory"), contextNumber, owner);
+    }
+  } else if (fault != nullptr) {
+    result = fault->result;
+  } else if (!world.HasContext(contextNumber) || sharedMemory == nullptr ||
+             sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0 ||
+             (owner == Owner::kProgram && sharedMemory->buffer == nullptr)) {
+    result = TEEC_ERROR_BAD_PARAMETERS;
+  } else if (sharedMemory->size > TEEC_CONFIG_SHAREDMEM_MAX_SIZE) {
+    result = TEEC_ERROR_OUT_OF_MEMORY;
+  } else {
+    world.AddMemory(*sharedMemory, ++world.memoryCount, contextNumber, owner);
+  }
+  vam::JournalLine line = vam::LineOf(call);
+  ask(line);
+  line.Result(result);
+  if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
+    line.Number("sharedMemory", sharedMemory->number);
+  }
+  line.ChangedBy(vam::NumberOf(fault));
+  return result;
+}
+
 }  // namespace
 
 TEEC_Result TEEC_InitializeContext(const char* name, TEEC_Context* context) {
@@ -646,43 +702,14 @@ void TEEC_CloseSession(TEEC_Session* session) {
   }
 }
 
+TEEC_Result TEEC_RegisterSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
+  return MakeSharedMemory(PlatformCall::kRegisterSharedMemory, context, sharedMemory,
+                          Owner::kProgram);
+}
+
 TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory) {
-  SecureWorld& world = SecureWorld::Instance();
-  const std::uint32_t contextNumber = context == nullptr ? 0 : context->number;
-  const auto ask = [=](auto& asked) {
-    asked.Number("context", contextNumber);
-    if (sharedMemory != nullptr) {
-      asked.Number("size", static_cast<std::int64_t>(sharedMemory->size))
-          .Number("flags", sharedMemory->flags);
-    }
-  };
-  const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kAllocateSharedMemory);
-  constexpr std::uint32_t kDirections = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
-  TEEC_Result result = TEEC_SUCCESS;
-  if (const vam::RecordedCall* recorded =
-          vam::FindRecorded(PlatformCall::kAllocateSharedMemory, ask)) {
-    result = recorded->Ordinal("result");
-    if (recorded->Has("sharedMemory") && sharedMemory != nullptr) {
-      world.AddMemory(*sharedMemory, recorded->Ordinal("sharedMemory"), contextNumber);
-    }
-  } else if (fault != nullptr) {
-    result = fault->result;
-  } else if (!world.HasContext(contextNumber) || sharedMemory == nullptr ||
-             sharedMemory->flags == 0 || (sharedMemory->flags & ~kDirections) != 0) {
-    result = TEEC_ERROR_BAD_PARAMETERS;
-  } else if (sharedMemory->size > TEEC_CONFIG_SHAREDMEM_MAX_SIZE) {
-    result = TEEC_ERROR_OUT_OF_MEMORY;
-  } else {
-    world.AddMemory(*sharedMemory, ++world.memoryCount, contextNumber);
-  }
-  vam::JournalLine line = vam::LineOf(PlatformCall::kAllocateSharedMemory);
-  ask(line);
-  line.Result(result);
-  if (result == TEEC_SUCCESS && sharedMemory != nullptr) {
-    line.Number("sharedMemory", sharedMemory->number);
-  }
-  line.ChangedBy(vam::NumberOf(fault));
-  return result;
+  return MakeSharedMemory(PlatformCall::kAllocateSharedMemory, context, sharedMemory,
+                          Owner::kLibrary);
 }
 
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
@@ -690,11 +717,15 @@ void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory) {
   const std::uint32_t number = sharedMemory == nullptr ? 0 : sharedMemory->number;
   Record(PlatformCall::kReleaseSharedMemory,
          [number](auto& asked) { asked.Number("sharedMemory", number); });
+  const bool isOwn = world.IsOwnMemory(number);
   if (sharedMemory == nullptr || !world.RemoveMemory(number)) {
     Misuse(PlatformCall::kReleaseSharedMemory, "shared memory");
     return;
   }
-  sharedMemory->buffer = nullptr;
+  if (isOwn) {
+    sharedMemory->buffer = nullptr;
+    sharedMemory->size = 0;
+  }
 }
 
 TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
@@ -726,4 +757,10 @@ TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t commandID,
   parameters.AddTo(line, vam::CarriesKeys(commandID));
   line.Result(outcome.result).Origin(outcome.origin).ChangedBy(vam::NumberOf(fault));
   return outcome.result;
+}
+
+void TEEC_RequestCancellation(TEEC_Operation* operation) {
+  Record(PlatformCall::kRequestCancellation, [operation](auto& asked) {
+    asked.Text("operation", operation == nullptr ? nullptr : "given");
+  });
 }

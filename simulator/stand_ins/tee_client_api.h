@@ -130,10 +130,13 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
                              const void* connectionData, TEEC_Operation* operation,
                              uint32_t* returnOrigin);
 void TEEC_CloseSession(TEEC_Session* session);
+TEEC_Result TEEC_RegisterSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory);
 TEEC_Result TEEC_AllocateSharedMemory(TEEC_Context* context, TEEC_SharedMemory* sharedMemory);
 void TEEC_ReleaseSharedMemory(TEEC_SharedMemory* sharedMemory);
 TEEC_Result TEEC_InvokeCommand(TEEC_Session* session, uint32_t commandID, TEEC_Operation* operation,
                                uint32_t* returnOrigin);
+/* The trusted application takes no cancellation, so that a command goes on. */
+void TEEC_RequestCancellation(TEEC_Operation* operation);
 
 #ifdef __cplusplus
 }

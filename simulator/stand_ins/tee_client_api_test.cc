@@ -11,6 +11,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "interface/trusted_application.h"
 #include "report/tee_codes.h"
@@ -153,6 +154,46 @@ TEST_F(TeecTest, SharedMemoryWithoutADirectionOrTooLarge_IsRefused) {
   EXPECT_EQ(other.buffer, nullptr);
 }
 
+TEST_F(TeecTest, RegisteredMemory_StaysTheProgramsOwn) {
+  std::vector<std::uint8_t> bytes(8192);
+  TEEC_SharedMemory own = {};
+  own.buffer = bytes.data();
+  own.size = bytes.size();
+  own.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+  ASSERT_EQ(TEEC_RegisterSharedMemory(&context, &own), TEEC_SUCCESS);
+  operation.params[0].memref = {&own, 8192, 0};
+  EXPECT_EQ(TEEC_InvokeCommand(&session, vam::kVmGetFwInfo, &operation, &origin), TEEC_SUCCESS);
+  EXPECT_NE(bytes, std::vector<std::uint8_t>(8192)) << "the trusted application answers there";
+  TEEC_ReleaseSharedMemory(&own);
+  EXPECT_EQ(own.buffer, bytes.data());
+  EXPECT_EQ(own.size, bytes.size());
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+}
+
+TEST_F(TeecTest, MemoryThatCannotBeRegistered_IsRefused) {
+  std::uint8_t byte = 0;
+  TEEC_SharedMemory own = {};
+  own.size = 1;
+  own.flags = TEEC_MEM_INPUT;
+  EXPECT_EQ(TEEC_RegisterSharedMemory(&context, &own), TEEC_ERROR_BAD_PARAMETERS);
+  own.buffer = &byte;
+  own.flags = 0;
+  EXPECT_EQ(TEEC_RegisterSharedMemory(&context, &own), TEEC_ERROR_BAD_PARAMETERS);
+  own.flags = TEEC_MEM_INPUT;
+  EXPECT_EQ(TEEC_RegisterSharedMemory(nullptr, &own), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(TEEC_RegisterSharedMemory(&context, nullptr), TEEC_ERROR_BAD_PARAMETERS);
+  own.size = TEEC_CONFIG_SHAREDMEM_MAX_SIZE + 1;
+  EXPECT_EQ(TEEC_RegisterSharedMemory(&context, &own), TEEC_ERROR_OUT_OF_MEMORY);
+  own.size = 0;
+  ASSERT_EQ(TEEC_RegisterSharedMemory(&context, &own), TEEC_SUCCESS);
+  TEEC_ReleaseSharedMemory(&own);
+}
+
+TEST_F(TeecTest, CancelledCommand_GoesOn) {
+  TEEC_RequestCancellation(&operation);
+  ExpectInvoke(TEEC_SUCCESS, kApplication);
+}
+
 TEST_F(TeecTest, ReferenceBeyondItsMemory_IsRefused) {
   operation.params[0].memref.size = 8193;
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
@@ -213,6 +254,8 @@ TEST_F(TeecTest, ReleasedMemory_IsRefused) {
   other.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
   ASSERT_EQ(TEEC_AllocateSharedMemory(&context, &other), TEEC_SUCCESS);
   TEEC_ReleaseSharedMemory(&other);
+  EXPECT_EQ(other.buffer, nullptr);
+  EXPECT_EQ(other.size, 0U);
   operation.params[0].memref = {&other, 8192, 0};
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
 }

@@ -85,6 +85,38 @@ void Registered(std::uint32_t type) {
   TEEC_ReleaseSharedMemory(&memory);
 }
 
+/// On memory of the program's own.
+void OwnMemory() {
+  Connection connection;
+  unsigned char block[kBlock] = {8, 9};
+  TEEC_SharedMemory memory = {};
+  memory.buffer = block;
+  memory.size = sizeof block;
+  memory.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+  std::printf("%x ",
+              static_cast<unsigned>(TEEC_RegisterSharedMemory(&connection.context, &memory)));
+  TEEC_Operation operation = {};
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_MEMREF_WHOLE, 0, 0, 0);
+  operation.params[0].memref.parent = &memory;
+  connection.Invoke(kGetFirmwareInformation, operation);
+  Print(block, kBlock);
+  TEEC_ReleaseSharedMemory(&memory);
+  std::printf("%s\n", memory.buffer == block ? "" : " is gone");
+}
+
+/// Asks for the end of a command from this thread and from another.
+void Cancelled() {
+  Connection connection;
+  unsigned char block[kBlock] = {};
+  TEEC_Operation operation = {};
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_MEMREF_TEMP_INOUT, 0, 0, 0);
+  operation.params[0].tmpref = {block, sizeof block};
+  TEEC_RequestCancellation(&operation);
+  std::thread([&operation] { TEEC_RequestCancellation(&operation); }).join();
+  connection.Invoke(kGetFirmwareInformation, operation);
+  std::printf("\n");
+}
+
 void Values() {
   Connection connection;
   TEEC_Operation operation = {};
@@ -160,6 +192,8 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"part", [] { Registered(TEEC_MEMREF_PARTIAL_INOUT); }},
       {"input-part", [] { Registered(TEEC_MEMREF_PARTIAL_INPUT); }},
       {"whole", [] { Registered(TEEC_MEMREF_WHOLE); }},
+      {"own-memory", &OwnMemory},
+      {"cancelled", &Cancelled},
       {"values", &Values},
       {"bad-memory", &BadMemory},
       {"threads", &Threads},
