@@ -127,13 +127,25 @@ std::string StartInNewFile(const char* program, const vam::JournalHead& head,
   return {};
 }
 
-/// Lets the loader put the library into the program, before what it is asked to put there anyway.
-void Preload(const std::string& library) {
-  const char* others = std::getenv("LD_PRELOAD");
+/// Puts `first` before what the variable of the loader has.
+void Prepend(const char* variable, const std::string& first) {
+  const char* others = std::getenv(variable);
   const bool areOthers = others != nullptr && *others != '\0';
   const std::string all =
-      vam::Formatted("%s%s%s", library.c_str(), areOthers ? ":" : "", areOthers ? others : "");
-  setenv("LD_PRELOAD", all.c_str(), 1);
+      vam::Formatted("%s%s%s", first.c_str(), areOthers ? ":" : "", areOthers ? others : "");
+  setenv(variable, all.c_str(), 1);
+}
+
+/// Lets the loader put the library into the program, before what it is asked to put there anyway.
+void Preload(const std::string& library) {
+  if (library.find(' ') == std::string::npos) {
+    Prepend("LD_PRELOAD", library);
+    return;
+  }
+  // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
+  const std::string::size_type slash = library.rfind('/');
+  Prepend("LD_LIBRARY_PATH", library.substr(0, slash));
+  Prepend("LD_PRELOAD", library.substr(slash + 1));
 }
 
 int Record(const vam::RecorderRequest& request) {
@@ -149,12 +161,12 @@ int Record(const vam::RecorderRequest& request) {
                 vam::Formatted("%s: cannot be recorded: it %s", vam::Printable(name).c_str(), why));
   }
   const std::string library = OwnPath();
-  if (library.empty() || library.find_first_of(" \t\n:;") != std::string::npos) {
+  if (library.empty() || library.find_first_of("\t\n:;") != std::string::npos) {
     return Fail(kTrouble,
                 vam::Formatted(library.empty()
                                    ? "%sits library is missing; install the package again"
-                                   : "%s: no library is loaded from where a name has a blank, a "
-                                     "colon or a semicolon; move the installation",
+                                   : "%s: no library is loaded from where a name has a tabulator, "
+                                     "a colon or a semicolon; move the installation",
                                library.c_str()));
   }
 

@@ -28,10 +28,10 @@ class BoardExploreTest : public ::testing::Test {
     return Capture(command, BoardEnvironment());
   }
 
-  /// Returns a program of the update tool's name, a script that is given the tool as $tool.
+  /// Returns a program of the update tool's name, a script that is given the tool as "$tool".
   static std::string Planted(const std::string& script) {
     std::string path = PrivateTmp::Folder() + "/vam-update";
-    WriteFile(path, "#!/bin/sh\ntool=" + UpdateTool() + "\n" + script);
+    WriteFile(path, "#!/bin/sh\ntool='" + UpdateTool() + "'\n" + script);
     EXPECT_EQ(chmod(path.c_str(), 0755), 0);
     return path;
   }
@@ -74,23 +74,25 @@ TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {
 }
 
 TEST_F(BoardExploreTest, OkFile_WrittenInAnyCase_IsFound) {
-  ExpectFound(Planted("$tool; status=$?\nprintf 'Updated FW version: 1.1,04/7,3 \\n' >/tmp/VAM_OK\n"
-                      "exit $status\n"),
-              "VAM_OK is written only when all answers agree");
+  ExpectFound(
+      Planted("\"$tool\"; status=$?\nprintf 'Updated FW version: 1.1,04/7,3 \\n' >/tmp/VAM_OK\n"
+              "exit $status\n"),
+      "VAM_OK is written only when all answers agree");
 }
 
 TEST_F(BoardExploreTest, Status_ThatIsLost_IsFound) {
-  ExpectFound(Planted("$tool\nexit 0\n"), "the exit status is 255 exactly when");
+  ExpectFound(Planted("\"$tool\"\nexit 0\n"), "the exit status is 255 exactly when");
 }
 
 TEST_F(BoardExploreTest, Entry_ThatIsLost_IsFound) {
-  ExpectFound(Planted("$tool; status=$?\nprintf 'Open /dev/zelkshield failed with error: -1 \\n' "
-                      ">/tmp/VAM_FAIL\nexit $status\n"),
-              "each run is one row of the outcomes");
+  ExpectFound(
+      Planted("\"$tool\"; status=$?\nprintf 'Open /dev/zelkshield failed with error: -1 \\n' "
+              ">/tmp/VAM_FAIL\nexit $status\n"),
+      "each run is one row of the outcomes");
 }
 
 TEST_F(BoardExploreTest, RunThatBrokeARule_IsKeptAsABoardThatRepeatsIt) {
-  const std::string program = Planted("$tool\nexit 0\n");
+  const std::string program = Planted("\"$tool\"\nexit 0\n");
   ExpectFound(program, "the exit status");
   const Output again =
       Capture({BoardLauncher(), "run", "--board", "/mnt/kept/violation-1.toml", "--", program},
@@ -105,10 +107,10 @@ TEST_F(BoardExploreTest, RunThatBrokeARule_IsKeptAsABoardThatRepeatsIt) {
 
 TEST_F(BoardExploreTest, ProgramOfAUsersOwn_IsHeldToTheRulesForAll) {
   const std::string program = PrivateTmp::Folder() + "/mine";
-  WriteFile(program, "#!/bin/sh\n" + UpdateTool() + " >/dev/null\nexit 0\n");
+  WriteFile(program, "#!/bin/sh\n'" + UpdateTool() + "' >/dev/null\nexit 0\n");
   ASSERT_EQ(chmod(program.c_str(), 0755), 0);
   EXPECT_EQ(Explore({"--sample", "20", "--seed", "1"}, program).status, 0);
-  WriteFile(program, "#!/bin/sh\n" + UpdateTool() + " >/dev/null || touch stranger\nexit 0\n");
+  WriteFile(program, "#!/bin/sh\n'" + UpdateTool() + "' >/dev/null || touch stranger\nexit 0\n");
   const Output output = Explore({"--sample", "20", "--seed", "1"}, program);
   EXPECT_EQ(output.status, 1);
   EXPECT_NE(output.standardOutput.find("broke: no other file is touched: stranger"),
@@ -116,7 +118,7 @@ TEST_F(BoardExploreTest, ProgramOfAUsersOwn_IsHeldToTheRulesForAll) {
 }
 
 TEST_F(BoardExploreTest, ProgramThatBreaksARuleWithoutAFault_IsRefused) {
-  const Output output = Explore({}, Planted("$tool\nexit 3\n"));
+  const Output output = Explore({}, Planted("\"$tool\"\nexit 3\n"));
   EXPECT_EQ(output.status, 125);
   EXPECT_EQ(output.standardError,
             "vam-board: the run without a fault breaks a rule: the exit status is 255 exactly when "

@@ -94,7 +94,7 @@ done
 exec /usr/bin/ld "$@"
 TEXT
   chmod +x "$work/plugins/ld"
-  clang=(clang -DCMAKE_CXX_COMPILER=clang++ "-DCMAKE_CXX_FLAGS=-B$work/plugins")
+  clang=(clang -DCMAKE_CXX_COMPILER=clang++ "-DCMAKE_CXX_FLAGS=-B'$work/plugins'")
   if configure "${clang[@]}" -DVAM_SMALL=ON; then
     fail "$case: the configuration goes through"
   fi

@@ -18,6 +18,7 @@ PATH=$build/bin:$PATH python3 - "$build/share" "$work" <<'PYTHON'
 import os
 import pty
 import select
+import shlex
 import subprocess
 import sys
 import time
@@ -59,13 +60,13 @@ SHELLS = {
         ["bash", "--norc", "--noprofile", "-i"],
         "bind 'set enable-bracketed-paste off'; bind 'set bell-style none'; PS1='ready$ '\n"
         + "".join(
-            f"source {share}/bash-completion/completions/{program}\n"
+            f"source {shlex.quote(share)}/bash-completion/completions/{program}\n"
             for program in ("vamctl", "vam-board", "vam-image", "vam-verdict")
         ),
     ),
     "zsh": (
         ["zsh", "-f", "-i"],
-        f"fpath=({share}/zsh/vendor-completions $fpath); autoload -Uz compinit; "
+        f"fpath=({shlex.quote(share)}/zsh/vendor-completions $fpath); autoload -Uz compinit; "
         f"compinit -u -d {work}/dump; unsetopt beep auto_remove_slash prompt_cr prompt_sp; PS1='ready$ '\n",
     ),
 }

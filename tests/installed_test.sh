@@ -10,8 +10,9 @@ rm -rf "$work"
 mkdir -p "$work"
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
 # The unit starts what was installed.
-read -r recorder tool < <(sed -nE 's/^ExecStart=([^ ]*) .* -- (.*)$/\1 \2/p' \
-  "$work/first/lib/systemd/system/vam-update.service")
+mapfile -t words < <(sed -n 's/^ExecStart=//p' "$work/first/lib/systemd/system/vam-update.service" |
+  xargs printf '%s\n')
+recorder=${words[0]} tool=${words[-1]}
 [ "$recorder" = "$work/first/bin/vam-verdict" ] && [ -x "$recorder" ] &&
   [ "$tool" = "$work/first/sbin/vam-update" ] && [ -x "$tool" ] || {
   echo "the unit starts $recorder and $tool"

@@ -19,7 +19,7 @@ mkdir -p "$build"
   cmake -S "$source" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_COMPILER="$compiler" -DOPENSSL_ROOT_DIR="$packages/usr" \
     -DOPENSSL_CRYPTO_LIBRARY="$libraries/libcrypto.so" \
-    -DCMAKE_CXX_FLAGS="-isystem $packages/usr/include/$triplet" &&
+    -DCMAKE_CXX_FLAGS="-isystem '$packages/usr/include/$triplet'" &&
     cmake --build "$build" --parallel 2 --target "${programs[@]}"
 } >"$work/build.log" 2>&1 || { tail -n 60 "$work/build.log" && exit 1; }
 

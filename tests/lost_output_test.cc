@@ -130,8 +130,8 @@ TEST(LostOutputTest, ClosedStreams_TakeNoFile) {
   const PrivateTmp tmp;
   const std::string made = PrivateTmp::Folder() + "/made";
   // With standard error closed too, the image must not get the line of a failure.
-  const std::string script = "exec " + BoardLauncher().substr(0, BoardLauncher().rfind('/')) +
-                             "/vam-image make --system-version 1 --app-version 2 -o " + made +
+  const std::string script = "exec '" + BoardLauncher().substr(0, BoardLauncher().rfind('/')) +
+                             "/vam-image' make --system-version 1 --app-version 2 -o " + made +
                              " <&- >&- 2>&-";
   EXPECT_EQ(RunProcess({{"/bin/sh", "-c", script}, {}, STDOUT_FILENO, STDERR_FILENO}), 0);
   const std::string image = ReadFile(made).value();

@@ -7,8 +7,14 @@
 set -euo pipefail
 source=$1 work=$2 in_private_tmp=$3 architecture=$4 triplet=$5 processor=$6 emulator=$7
 
-tree=$work/tree sdk=$work/sdk sysroot=$work/sdk/sysroot image=$work/image
 mkdir -p "$work"
+# What the page has in place of the reader's paths is not quoted, so that they have no blank here.
+links=$(mktemp -d)
+trap 'rm -rf "$links"' EXIT
+folder=$work
+ln -s "$folder" "$links/work"
+work=$links/work
+tree=$work/tree sdk=$work/sdk sysroot=$work/sdk/sysroot image=$work/image
 rm -rf "$tree" "$sdk" "$image" "$work/blocks"
 mkdir -p "$tree" "$sdk/bin" "$sdk/vendor/include" "$sdk/vendor/lib" "$work/blocks"
 tar -C "$source" --exclude './build*' --exclude './.git' -c . | tar -C "$tree" -x
@@ -86,7 +92,7 @@ for file in usr/sbin/vam-update usr/bin/vam-verdict usr/lib/systemd/system/vam-u
 done
 
 status=0
-WORK=$work IMAGE=$image SYSROOT=$sysroot EMULATOR=$emulator "$in_private_tmp" bash -euc '
+WORK=$folder IMAGE=$folder/image SYSROOT=$folder/sdk/sysroot EMULATOR=$emulator "$in_private_tmp" bash -euc '
   # A blank would end its path in LD_PRELOAD.
   cp "$WORK/libnode.so" /mnt
   "$EMULATOR" -L "$SYSROOT" -E LD_PRELOAD=/mnt/libnode.so -E LD_LIBRARY_PATH="$SYSROOT/usr/lib" \

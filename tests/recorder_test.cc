@@ -272,9 +272,8 @@ TEST_F(RecorderTest, MemoryOfAKeyCommand_IsWithheldUnlessAskedFor) {
 
 TEST_F(RecorderTest, AnswersInParameters_AreRecordedBesideWhatWasGiven) {
   const Output output = Capture(
-      OnBoard("update-needed",
-              {"/bin/sh", "-c", "LD_PRELOAD=\"$0:$LD_PRELOAD\" exec \"$@\"", VAM_ANSWERING_TEE,
-               VAM_RECORD_PROGRAM, "-o", File(), "--", VAM_TEE_PROBE, "values", "temporary"}),
+      OnBoard("update-needed", {"/bin/sh", "-c", kPreloading, VAM_ANSWERING_TEE, VAM_RECORD_PROGRAM,
+                                "-o", File(), "--", VAM_TEE_PROBE, "values", "temporary"}),
       BoardEnvironment());
   EXPECT_THAT(output.standardOutput, StartsWith("ffff0010 4 103 105\nffff0010 4 616263\n"));
   const std::string lines = LinesWith("TEEC_InvokeCommand", Recording());
@@ -338,13 +337,28 @@ TEST_F(RecorderTest, LibraryOfAPlugIn_IsRecordedToo) {
 }
 
 TEST_F(RecorderTest, ExceptionOfTheVendor_PassesThrough) {
-  const Output output = Capture(
-      OnBoard("update-needed",
-              {"/bin/sh", "-c", "LD_PRELOAD=\"$0:$LD_PRELOAD\" exec \"$@\"",
-               VAM_THROWING_MARSHALLER, VAM_RECORD_PROGRAM, "-o", File(), "--", UpdateTool()}),
-      BoardEnvironment());
+  const Output output =
+      Capture(OnBoard("update-needed", {"/bin/sh", "-c", kPreloading, VAM_THROWING_MARSHALLER,
+                                        VAM_RECORD_PROGRAM, "-o", File(), "--", UpdateTool()}),
+              BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGABRT);
   EXPECT_THAT(output.standardError, HasSubstr("the marshaller throws"));
+}
+
+TEST_F(RecorderTest, InstallationWhosePathHasABlank_Records) {
+  const std::string folder = PrivateTmp::Folder() + "/two words";
+  fs::create_directory(folder);
+  fs::copy_file(VAM_RECORD_PROGRAM, folder + "/vam-record");
+  fs::copy_file(VAM_RECORD_LIBRARY, folder + "/libvam_record.so");
+  std::map<std::string, std::string> environment = BoardEnvironment();
+  environment["LD_LIBRARY_PATH"] = folder;
+  const Output output =
+      Capture(OnBoard("update-needed", {folder + "/vam-record", "-o", File(), "--", UpdateTool()},
+                      "", JournalFile()),
+              environment);
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardError, "");
+  EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
 }
 
 TEST_F(RecorderTest, Program_KeepsArgumentsEnvironmentAndDescriptors) {
@@ -360,11 +374,13 @@ TEST_F(RecorderTest, Program_KeepsArgumentsEnvironmentAndDescriptors) {
   const std::string plain = environment(program);
   const std::string recorded = environment(Recorded(program));
   const std::regex added("\nVAM_RECORDING=[^\n]*");
-  const std::regex library("LD_PRELOAD=[^:\n]*/libvam_record.so:");
+  const std::regex library("LD_PRELOAD=([^:\n]*/)?libvam_record.so:");
+  const std::regex folderWithBlank("LD_LIBRARY_PATH=[^\n]* [^\n]*/vam-recorder\n");
   EXPECT_TRUE(std::regex_search(recorded, added)) << recorded;
   EXPECT_TRUE(std::regex_search(recorded, library)) << recorded;
-  EXPECT_EQ(std::regex_replace(std::regex_replace(recorded, added, ""), library, "LD_PRELOAD="),
-            plain);
+  std::string same = std::regex_replace(recorded, added, "");
+  same = std::regex_replace(same, folderWithBlank, "");
+  EXPECT_EQ(std::regex_replace(same, library, "LD_PRELOAD="), plain);
 }
 
 TEST_F(RecorderTest, ExitStatus_IsTheProgramsOwn) {
@@ -419,7 +435,9 @@ TEST_F(RecorderTest, ProgramIntoWhichNoLibraryComes_IsRefused) {
   EXPECT_EQ(isStatic.standardError, std::string("vam-record: ") + VAM_STATIC_PROBE +
                                         ": cannot be recorded: it is static\n");
   const std::string script = PrivateTmp::Folder() + "/script";
-  WriteFile(script, std::string("#! ") + VAM_STATIC_PROBE + " argument\n");
+  const std::string interpreter = PrivateTmp::Folder() + "/static";
+  fs::copy_file(VAM_STATIC_PROBE, interpreter);
+  WriteFile(script, "#! " + interpreter + " argument\n");
   fs::permissions(script, fs::perms::all);
   EXPECT_EQ(Record({script}).standardError,
             "vam-record: " + script + ": cannot be recorded: it is static\n");

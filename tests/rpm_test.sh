@@ -7,11 +7,14 @@ build=$2 work=$3
 
 rm -rf "$work"
 mkdir -p "$work/root"
-cpack -G RPM --config "$build/CPackConfig.cmake" -B "$work/packages" >"$work/log" 2>&1 || {
+# rpmbuild works in no folder whose path has a blank.
+packages=$(mktemp -d)
+trap 'rm -rf "$packages"' EXIT
+cpack -G RPM --config "$build/CPackConfig.cmake" -B "$packages" >"$work/log" 2>&1 || {
   tail -n 20 "$work/log"
   exit 1
 }
-cd "$work/packages"
+cd "$packages"
 diff <(rpm --query --package ./*.rpm --queryformat '%{NAME} %{ARCH}\n') - <<TEXT
 libvam-dev $(uname -m)
 vam-update $(uname -m)

@@ -58,11 +58,10 @@ TEST(IsolationTest, AnyVariable_ChangesNothing) {
 
 TEST(IsolationTest, MarshallerThrows_EndsTheProcess) {
   const PrivateTmp tmp;
-  const Output output =
-      Capture(OnBoardWithMachineTmp("update-needed",
-                                    {"/bin/sh", "-c", "LD_PRELOAD=\"$0:$LD_PRELOAD\" exec \"$1\"",
-                                     VAM_THROWING_MARSHALLER, UpdateTool()}),
-              BoardEnvironment());
+  const Output output = Capture(
+      OnBoardWithMachineTmp("update-needed",
+                            {"/bin/sh", "-c", kPreloading, VAM_THROWING_MARSHALLER, UpdateTool()}),
+      BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGABRT);
   EXPECT_THAT(output.standardError, HasSubstr("the marshaller throws"));
   EXPECT_EQ(ReadFile("/tmp/VAM_OK"), std::nullopt);

@@ -27,6 +27,11 @@ namespace vam {
 /// and sanitized programs report leaks.
 [[nodiscard]] std::map<std::string, std::string> BoardEnvironment();
 
+/// A script for `sh -c` that starts the program $1 with the library $0 preloaded. A blank would end
+/// the library's path in LD_PRELOAD, so that it is looked up by its name.
+inline constexpr char kPreloading[] =
+    "LD_LIBRARY_PATH=\"${0%/*}:$LD_LIBRARY_PATH\" LD_PRELOAD=\"${0##*/}:$LD_PRELOAD\" exec \"$@\"";
+
 /// Paths of the programs under test.
 [[nodiscard]] std::string UpdateTool();
 [[nodiscard]] std::string Vamctl();
