@@ -6,10 +6,12 @@ set(VAM_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/vam)
 set(VAM_SIMULATOR_FOLDER ${CMAKE_INSTALL_LIBDIR}/vam-simulator)
 
 # vam_install(argument of install()...)
-# Installs, unless VAM_INSTALL is off.
+# Installs, unless VAM_INSTALL is off. Notes which component a target comes with.
 function(vam_install)
   if(VAM_INSTALL)
     install(${ARGN})
+    cmake_parse_arguments(arg "" "TARGETS;COMPONENT" "" ${ARGN})
+    set_property(GLOBAL APPEND PROPERTY VAM_TARGETS_OF_${arg_COMPONENT} ${arg_TARGETS})
   endif()
 endfunction()
 

@@ -74,6 +74,8 @@ if(stand_ins)
   find_path(VAM_TOMLPLUSPLUS_INCLUDE_DIR toml++/toml.h DOC "Folder of toml++'s headers")
   vam_need("toml++, folder VAM_TOMLPLUSPLUS_INCLUDE_DIR (Debian: libtomlplusplus-dev)"
            "${VAM_TOMLPLUSPLUS_INCLUDE_DIR}" FOR ${stand_ins})
+  add_library(vam_tomlplusplus INTERFACE)
+  target_include_directories(vam_tomlplusplus SYSTEM INTERFACE ${VAM_TOMLPLUSPLUS_INCLUDE_DIR})
 endif()
 if(utilities OR simulated_tee OR device_board)
   include(VamLibcrypto)

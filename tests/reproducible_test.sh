@@ -36,7 +36,7 @@ make_packages() {
       -exec touch --date "$2 hours ago" {} +
     cpack --config "$folder/build/CPackConfig.cmake" -B "$folder/packages"
   } >"$folder/log" 2>&1 || { tail -n 40 "$folder/log" && exit 1; }
-  (cd "$folder/packages" && sha256sum ./*.deb) >"$folder/sums"
+  (cd "$folder/packages" && sha256sum ./*.deb ./*.spdx.json) >"$folder/sums"
 }
 make_packages "$work/one" 1
 make_packages "$work/a folder/of another length" 40
@@ -44,6 +44,13 @@ make_packages "$work/a folder/of another length" 40
 failed=0
 diff "$work/one/sums" "$work/a folder/of another length/sums" || {
   echo "two builds of the same sources make other packages"
+  failed=1
+}
+# The document beside a package is of the day that SOURCE_DATE_EPOCH names.
+day=$(date -u -d "@$SOURCE_DATE_EPOCH" +%FT%TZ)
+documents=("$work"/one/packages/*.spdx.json)
+[ "$(grep -lF "\"created\": \"$day\"" "${documents[@]}" | wc -l)" = "$(find "$work/one/packages" -maxdepth 1 -name '*.deb' | wc -l)" ] || {
+  echo "not every package has a document of $day"
   failed=1
 }
 [ "$which" != all ] || exit "$failed"
