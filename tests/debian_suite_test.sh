@@ -3,8 +3,7 @@
 # the test programs there.
 # Usage: debian_suite_test.sh SOURCE WORK SUITE COMPILER PACKAGE...
 # The packages are what the suite has the compiler in. Header libraries that the suite lacks come from
-# bookworm. The simulated board needs glibc 2.33, which bullseye lacks: there the rooms of the product are
-# tested alone.
+# bookworm.
 set -euo pipefail
 source=$1 work=$2 suite=$3 compiler=$4
 shift 4
@@ -38,12 +37,6 @@ done
 mkdir "$root/source"
 tar -C "$source" --exclude './build*' --exclude './.git' -c . | tar -C "$root/source" -x
 
-rooms=.
-least=60
-if [ "$suite" = bullseye ]; then
-  rooms="util report version tee interface driver verdict command_line vamctl"
-  least=25
-fi
 cat >"$root/session" <<SESSION
 set -euo pipefail
 cd /source
@@ -51,17 +44,16 @@ cmake --version | head -n 1
 "$compiler" --version | head -n 1
 cmake -S . -B /build -G Ninja -DCMAKE_CXX_COMPILER=$compiler -DVAM_WARNINGS_AS_ERRORS=ON >/log 2>&1 &&
   ninja -C /build >/log 2>&1 || { tail -n 60 /log && exit 1; }
-for room in $rooms; do
-  cd "/build/\$room"
-  ctest --parallel 2 --output-on-failure --label-exclude slow --tests-regex '^vam_.*_test\$' >/log 2>&1 ||
-    { tail -n 80 /log && exit 1; }
-  grep 'tests passed' /log
-done
+cd /build
+ctest --parallel 2 --output-on-failure --label-exclude slow --tests-regex '^vam_.*_test\$' >/log 2>&1 ||
+  { tail -n 80 /log && exit 1; }
+grep 'tests passed' /log
 SESSION
 status=0
 unshare --mount --pid --fork --propagation private bash -euc '
   root=$1
   mount -t proc none "$root/proc"
+  mount --rbind /sys "$root/sys"
   mount -t tmpfs none "$root/tmp"
   mount -t tmpfs none "$root/dev"
   mkdir "$root/dev/pts" "$root/dev/shm"
@@ -75,6 +67,6 @@ unshare --mount --pid --fork --propagation private bash -euc '
   >"$work/console" 2>&1 || status=$?
 cat "$work/console"
 [ "$status" = 0 ] || exit 1
-ran=$(sed -nE 's/.* tests? failed out of ([0-9]+)/\1/p' "$work/console" | awk '{ sum += $1 } END { print sum + 0 }')
-[ "$ran" -ge "$least" ] || { echo "only $ran test programs ran" && exit 1; }
+ran=$(sed -nE 's/.* tests? failed out of ([0-9]+)/\1/p' "$work/console")
+[ "${ran:-0}" -ge 60 ] || { echo "only $ran test programs ran" && exit 1; }
 rm -rf "$root"

@@ -31,13 +31,22 @@ Services* services = nullptr;
 /// How often each text that a service handed over was freed.
 std::map<void*, int>* frees = nullptr;
 bool memoryExhausted = false;
+/// Whether memory runs out at a service's answer.
+bool answerTakesTheLast = false;
 
 }  // namespace
 
 // The program's own definitions come before the platform libraries'.
-char* vconf_get_str(const char* key) { return services->ReadSetting(key); }
+// What GoogleMock allocates after an answer comes before memory runs out.
+char* vconf_get_str(const char* key) {
+  char* setting = services->ReadSetting(key);
+  memoryExhausted = answerTakesTheLast;
+  return setting;
+}
 int system_info_get_value_string(system_info_key_e key, char** value) {
-  return services->ReadSystemInformation(key, value);
+  const int result = services->ReadSystemInformation(key, value);
+  memoryExhausted = answerTakesTheLast;
+  return result;
 }
 
 // The linker's --wrap=free leads the program's calls here.
@@ -178,16 +187,10 @@ TEST_F(PlatformIdentityTest, SystemInformation_SuccessWithoutText_IsEmpty) {
 TEST_F(PlatformIdentityTest, Text_MemoryRunsOut_IsFreed) {
   char* setting = HandOver(std::string(300, 's'));
   char* option = HandOver(std::string(300, 'o'));
-  EXPECT_CALL(platform, ReadSetting(_)).WillOnce([setting](const char*) {
-    memoryExhausted = true;
-    return setting;
-  });
+  EXPECT_CALL(platform, ReadSetting(_)).WillOnce(Return(setting));
   EXPECT_CALL(platform, ReadSystemInformation(_, _))
-      .WillOnce([option](system_info_key_e, char** value) {
-        *value = option;
-        memoryExhausted = true;
-        return 0;
-      });
+      .WillOnce(DoAll(SetArgPointee<1>(option), Return(0)));
+  answerTakesTheLast = true;
   // gtest's own handling of an exception allocates.
   const auto throwsBadAlloc = [](auto&& call) {
     try {
@@ -201,6 +204,7 @@ TEST_F(PlatformIdentityTest, Text_MemoryRunsOut_IsFreed) {
   };
   EXPECT_TRUE(throwsBadAlloc([] { GetSerialNumber(); }));
   EXPECT_TRUE(throwsBadAlloc([] { GetSysInfoStringValue(SYSTEM_INFO_MODEL_NAME); }));
+  answerTakesTheLast = false;
 }
 
 }  // namespace

@@ -81,8 +81,30 @@ struct NextFunctions {
   decltype(&::fclose) fclose = Symbol{"fclose"};
   decltype(&::ioctl) ioctl = Symbol{"ioctl"};
   decltype(&::close) close = Symbol{"close"};
+#ifdef _STAT_VER
+  // Up to version 2.32 the C library has these four under names that only its headers call.
+  int fstat(int descriptor, struct stat* status) const {
+    return fxstat(_STAT_VER, descriptor, status);
+  }
+  int fstatat(int folder, const char* path, struct stat* status, int flags) const {
+    return fxstatat(_STAT_VER, folder, path, status, flags);
+  }
+  int mknod(const char* path, mode_t mode, dev_t device) const {
+    return xmknod(_MKNOD_VER, path, mode, &device);
+  }
+  int mknodat(int folder, const char* path, mode_t mode, dev_t device) const {
+    return xmknodat(_MKNOD_VER, folder, path, mode, &device);
+  }
+  int (*fxstat)(int, int, struct stat*) = Symbol{"__fxstat"};
+  int (*fxstatat)(int, int, const char*, struct stat*, int) = Symbol{"__fxstatat"};
+  int (*xmknod)(int, const char*, mode_t, dev_t*) = Symbol{"__xmknod"};
+  int (*xmknodat)(int, int, const char*, mode_t, dev_t*) = Symbol{"__xmknodat"};
+#else
   decltype(&::fstat) fstat = Symbol{"fstat"};
   decltype(&::fstatat) fstatat = Symbol{"fstatat"};
+  decltype(&::mknod) mknod = Symbol{"mknod"};
+  decltype(&::mknodat) mknodat = Symbol{"mknodat"};
+#endif
   decltype(&::statx) statx = Symbol{"statx"};
   decltype(&::access) access = Symbol{"access"};
   decltype(&::euidaccess) euidaccess = Symbol{"euidaccess"};
@@ -92,7 +114,9 @@ struct NextFunctions {
   ssize_t (*readlinkChecked)(const char*, char*, size_t, size_t) = Symbol{"__readlink_chk"};
   ssize_t (*readlinkatChecked)(int, const char*, char*, size_t,
                                size_t) = Symbol{"__readlinkat_chk"};
-  decltype(&::realpath) realpath = Symbol{"realpath"};
+  // Up to version 2.35 this finds the C library's first realpath(), which takes no null pointer.
+  decltype(&::realpath) realpathInto = Symbol{"realpath"};
+  decltype(&::canonicalize_file_name) canonicalizeFileName = Symbol{"canonicalize_file_name"};
   char* (*realpathChecked)(const char*, char*, size_t) = Symbol{"__realpath_chk"};
   decltype(&::getxattr) getxattr = Symbol{"getxattr"};
   decltype(&::lgetxattr) lgetxattr = Symbol{"lgetxattr"};
@@ -113,8 +137,6 @@ struct NextFunctions {
   decltype(&::rmdir) rmdir = Symbol{"rmdir"};
   decltype(&::mkfifo) mkfifo = Symbol{"mkfifo"};
   decltype(&::mkfifoat) mkfifoat = Symbol{"mkfifoat"};
-  decltype(&::mknod) mknod = Symbol{"mknod"};
-  decltype(&::mknodat) mknodat = Symbol{"mknodat"};
   decltype(&::truncate) truncate = Symbol{"truncate"};
   decltype(&::truncate64) truncate64 = Symbol{"truncate64"};
   decltype(&::chmod) chmod = Symbol{"chmod"};
@@ -716,8 +738,10 @@ ssize_t readlinkat(int folder, const char* path, char* target, size_t size) noex
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
-  return RealPath(path, resolved,
-                  [=](const char* place) { return Next().realpath(place, resolved); });
+  return RealPath(path, resolved, [=](const char* place) {
+    return resolved == nullptr ? Next().canonicalizeFileName(place)
+                               : Next().realpathInto(place, resolved);
+  });
 }
 
 char* canonicalize_file_name(const char* path) noexcept { return realpath(path, nullptr); }
@@ -889,36 +913,46 @@ char* __realpath_chk(const char* path, char* resolved, size_t capacity) {
   });
 }
 
-int __xstat(int /*version*/, const char* path, struct stat* status) {
+int __xstat(int /*version*/, const char* path, struct stat* status) noexcept {
   return StatAt(AT_FDCWD, path, status, 0);
 }
 
-int __xstat64(int /*version*/, const char* path, struct stat64* status) {
+int __xstat64(int /*version*/, const char* path, struct stat64* status) noexcept {
   return StatAt(AT_FDCWD, path, status, 0);
 }
 
-int __lxstat(int /*version*/, const char* path, struct stat* status) {
+int __lxstat(int /*version*/, const char* path, struct stat* status) noexcept {
   return StatAt(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 
-int __lxstat64(int /*version*/, const char* path, struct stat64* status) {
+int __lxstat64(int /*version*/, const char* path, struct stat64* status) noexcept {
   return StatAt(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 
-int __fxstat(int /*version*/, int descriptor, struct stat* status) {
+int __fxstat(int /*version*/, int descriptor, struct stat* status) noexcept {
   return StatDescriptor(descriptor, status);
 }
 
-int __fxstat64(int /*version*/, int descriptor, struct stat64* status) {
+int __fxstat64(int /*version*/, int descriptor, struct stat64* status) noexcept {
   return StatDescriptor(descriptor, status);
 }
 
-int __fxstatat(int /*version*/, int folder, const char* path, struct stat* status, int flags) {
+int __fxstatat(int /*version*/, int folder, const char* path, struct stat* status,
+               int flags) noexcept {
   return StatAt(folder, path, status, flags);
 }
 
-int __fxstatat64(int /*version*/, int folder, const char* path, struct stat64* status, int flags) {
+int __fxstatat64(int /*version*/, int folder, const char* path, struct stat64* status,
+                 int flags) noexcept {
   return StatAt(folder, path, status, flags);
+}
+
+int __xmknod(int /*version*/, const char* path, mode_t mode, dev_t* device) noexcept {
+  return Next().mknod(Place(AT_FDCWD, path).OnMachine(), mode, *device);
+}
+
+int __xmknodat(int /*version*/, int folder, const char* path, mode_t mode, dev_t* device) noexcept {
+  return Next().mknodat(folder, Place(folder, path).OnMachine(), mode, *device);
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 

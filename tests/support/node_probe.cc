@@ -27,6 +27,8 @@
 #include <utility>
 #include <vector>
 
+#include "journal/code_names.h"
+
 extern "C" {
 // The C library does not declare all of these without FORTIFY.
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
@@ -51,7 +53,10 @@ constexpr int kErrorBefore = E2BIG;
 std::string path;
 std::string self;
 
-std::string ErrorName() { return strerrorname_np(errno); }
+std::string ErrorName() {
+  const char* name = vam::ErrorNumberName(errno);
+  return name != nullptr ? name : "errno " + std::to_string(errno);
+}
 
 /// Returns `text`, and what must not happen to the error number in a call that succeeded.
 std::string Succeeded(const std::string& text) {
@@ -295,7 +300,9 @@ std::string ReusedDescriptors() {
   Use(open(path.c_str(), O_RDWR));
   struct stat status = {};
   fstat(file, &status);
-  close_range(STDERR_FILENO + 1, 99, 0);
+  for (int descriptor = STDERR_FILENO + 1; descriptor < 100; ++descriptor) {
+    close(descriptor);
+  }
   return "size " + std::to_string(status.st_size);
 }
 

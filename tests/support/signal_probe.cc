@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -15,19 +14,31 @@ void Print(const char* text) {
   }
 }
 
+struct NamedSignal {
+  int number;
+  const char* name;
+};
+
+constexpr NamedSignal kSignals[] = {
+    {SIGHUP, "HUP"}, {SIGINT, "INT"}, {SIGQUIT, "QUIT"}, {SIGTERM, "TERM"}};
+
 }  // namespace
 
 int main() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-    sigaddset(&set, signal);
+  for (const NamedSignal& each : kSignals) {
+    sigaddset(&set, each.number);
   }
   sigprocmask(SIG_BLOCK, &set, nullptr);
   Print("ready");
   int signal = 0;
   while (signal != SIGTERM && sigwait(&set, &signal) == 0) {
-    Print(sigabbrev_np(signal));
+    for (const NamedSignal& each : kSignals) {
+      if (each.number == signal) {
+        Print(each.name);
+      }
+    }
   }
   return 0;
 }
