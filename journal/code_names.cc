@@ -22,7 +22,7 @@ constexpr NamedNumber kErrorNumbers[] = {
     {"ENXIO", ENXIO},         {"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
     {"EFAULT", EFAULT},       {"EBUSY", EBUSY},   {"EEXIST", EEXIST}, {"ENODEV", ENODEV},
     {"ENOTDIR", ENOTDIR},     {"EINVAL", EINVAL}, {"EMFILE", EMFILE}, {"ENOTTY", ENOTTY},
-    {"ETIMEDOUT", ETIMEDOUT}, {"EBADF", EBADF},
+    {"ETIMEDOUT", ETIMEDOUT}, {"EBADF", EBADF},   {"EROFS", EROFS},
 };
 
 constexpr NamedNumber kOrigins[] = {

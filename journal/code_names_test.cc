@@ -18,11 +18,11 @@ struct Named {
 
 TEST(CodeNamesTest, ErrorNumber_HasItsNameBothWays) {
   constexpr Named<int> kErrors[] = {
-      {"EPERM", EPERM},     {"ENOENT", ENOENT},       {"EINTR", EINTR},   {"EIO", EIO},
-      {"ENXIO", ENXIO},     {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM}, {"EACCES", EACCES},
-      {"EBUSY", EBUSY},     {"ENODEV", ENODEV},       {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
-      {"ENOTTY", ENOTTY},   {"ETIMEDOUT", ETIMEDOUT}, {"EFAULT", EFAULT}, {"EEXIST", EEXIST},
-      {"ENOTDIR", ENOTDIR}, {"EBADF", EBADF},
+      {"EPERM", EPERM},   {"ENOENT", ENOENT},   {"EINTR", EINTR},         {"EIO", EIO},
+      {"ENXIO", ENXIO},   {"EAGAIN", EAGAIN},   {"ENOMEM", ENOMEM},       {"EACCES", EACCES},
+      {"EBUSY", EBUSY},   {"ENODEV", ENODEV},   {"EINVAL", EINVAL},       {"EMFILE", EMFILE},
+      {"EROFS", EROFS},   {"ENOTTY", ENOTTY},   {"ETIMEDOUT", ETIMEDOUT}, {"EFAULT", EFAULT},
+      {"EEXIST", EEXIST}, {"ENOTDIR", ENOTDIR}, {"EBADF", EBADF},
   };
   for (const auto& row : kErrors) {
     EXPECT_EQ(ErrorNumberByName(row.name), std::optional<int>(row.value)) << row.name;

@@ -16,8 +16,8 @@
 
 namespace vam {
 
-JournalLine::JournalLine(Journal* file, std::string_view call)
-    : journal(file != nullptr && file->IsKept() ? file : nullptr) {
+JournalLine::JournalLine(Journal* file, std::string_view call, void (*whenEnded)())
+    : journal(file != nullptr && file->IsKept() ? file : nullptr), ended(whenEnded) {
   if (journal != nullptr) {
     line = '{';
     Number("time", static_cast<std::int64_t>(BootTime() - journal->Settings().start));
@@ -31,6 +31,9 @@ JournalLine::JournalLine(Journal* file, std::string_view call)
 JournalLine::~JournalLine() {
   if (journal != nullptr) {
     journal->Append(line + "}");
+  }
+  if (ended != nullptr) {
+    ended();
   }
 }
 

@@ -16,7 +16,8 @@ class JournalLine {
  public:
   /// Begins the line with this moment, process and thread. Writes nothing when `file` is null or
   /// not kept. `call` is the call's name as C or C++ has it, a method with its class.
-  JournalLine(Journal* file, std::string_view call);
+  /// `whenEnded` is called after the line has been written, or would have been.
+  JournalLine(Journal* file, std::string_view call, void (*whenEnded)() = nullptr);
   ~JournalLine();
   JournalLine(const JournalLine&) = delete;
   JournalLine& operator=(const JournalLine&) = delete;
@@ -52,6 +53,7 @@ class JournalLine {
 
   /// Null: nothing is written.
   Journal* journal;
+  void (*ended)();
   std::string line;
 };
 

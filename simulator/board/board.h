@@ -65,6 +65,37 @@ struct Fault {
     kAnswer,
     /// The board loses power.
     kPowerCut,
+    /// A process of the program gets a signal.
+    kSignal,
+    /// The program's standard output is not as it should be, from the start.
+    kConsole,
+    /// A status file cannot be written, or is no plain file from the start.
+    kStatusFile,
+    /// The folder of the status files gets full.
+    kStatusRoom,
+    /// A request of the program for memory fails.
+    kMemory,
+  };
+
+  /// What is wrong with standard output.
+  enum class Console {
+    kWhole,
+    kClosed,
+    /// Every write fails with ENOSPC.
+    kFull,
+    /// A pipe whose reading end is closed.
+    kWithoutReader,
+    /// A pipe that is full and non-blocking, and is read from after a while.
+    kSlow,
+  };
+
+  /// What is wrong with a status file.
+  enum class StatusFile {
+    /// No opening of it for writing succeeds.
+    kRefused,
+    kIsFolder,
+    /// It is a symbolic link to a file beside it.
+    kIsLink,
   };
 
   Kind kind = Kind::kCall;
@@ -78,11 +109,31 @@ struct Fault {
   /// kCall: what a TEEC_ function or system_info_get_value_string returns instead.
   std::uint32_t result = 0;
   std::uint32_t origin = 0;
-  /// kCall on open and ioctl: the error number.
+  /// kCall on open and ioctl, and kStatusFile that is kRefused: the error number.
   int errorNumber = 0;
   AnswerFault answer{};
   /// kPowerCut: how many writes of the chip's memory a run makes before it.
   std::uint32_t writes = 0;
+  /// kSignal: its number, and after how many platform calls or writes to standard output of the run
+  /// it comes; one of these is 0.
+  int signal = 0;
+  std::uint32_t calls = 0;
+  std::uint32_t lines = 0;
+  Console console = Console::kWhole;
+  /// kStatusFile: which of the files, and what is wrong with it.
+  bool changesOkFile = false;
+  bool changesFailFile = false;
+  StatusFile statusFile = StatusFile::kRefused;
+  /// kStatusRoom: how many bytes the folder takes.
+  std::uint32_t room = 0;
+  /// kMemory: which request of the run fails, from 1.
+  std::uint32_t request = 0;
+
+  /// Returns whether it is there before the program starts, and so fires in every run.
+  [[nodiscard]] bool IsThereFromTheStart() const {
+    return kind == Kind::kConsole ||
+           (kind == Kind::kStatusFile && statusFile != StatusFile::kRefused);
+  }
 };
 
 struct Board {

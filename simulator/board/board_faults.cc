@@ -1,7 +1,8 @@
 #include "simulator/board/board_faults.h"
 
+#include <algorithm>
+#include <csignal>
 #include <cstdint>
-#include <cstring>
 #include <initializer_list>
 #include <limits>
 #include <optional>
@@ -147,6 +148,12 @@ void ReadRecord(const BoardSection& section, const NamedCommand& command, Answer
   answer.fwCode = static_cast<std::int32_t>(codes[1]);
 }
 
+void SetBytes(AnswerFault& answer, const std::vector<std::uint8_t>& bytes) {
+  answer.kind = kReplaceByBytes;
+  answer.byteCount = static_cast<std::uint32_t>(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), answer.bytes);
+}
+
 void ReadItemValue(const BoardSection& section, AnswerFault& answer) {
   if (section.HoldsNumber("value")) {
     answer.kind = kReplaceByNumber;
@@ -158,9 +165,7 @@ void ReadItemValue(const BoardSection& section, AnswerFault& answer) {
                                 std::to_string(kAnswerFaultBytes) + " bytes");
   }
   const std::string text = section.Text("value");
-  answer.kind = kReplaceByBytes;
-  answer.byteCount = static_cast<std::uint32_t>(text.size());
-  std::memcpy(answer.bytes, text.data(), text.size());
+  SetBytes(answer, {text.begin(), text.end()});
 }
 
 void ReadItem(const BoardSection& section, const NamedCommand& command, AnswerFault& answer) {
@@ -177,14 +182,16 @@ void ReadItem(const BoardSection& section, const NamedCommand& command, AnswerFa
   const bool missing = section.Truth("missing", false);
   const bool cutsAtByte = section.HoldsNumber("cut");
   const bool cut = cutsAtByte || section.Truth("cut", false);
-  if (Count({missing, cut, section.Has("value")}) != 1) {
-    section.Fail("a reply item takes one of missing = true, cut = true, value = ...");
+  if (Count({missing, cut, section.Has("value"), section.Has("bytes")}) != 1) {
+    section.Fail("a reply item takes one of missing = true, cut = true, value = ..., bytes = ...");
   }
   if (missing) {
     answer.kind = kOmitItem;
   } else if (cut) {
     answer.kind = kCutItem;
     answer.number = cutsAtByte ? static_cast<std::uint32_t>(section.Number("cut", kPositive32)) : 0;
+  } else if (section.Has("bytes")) {
+    SetBytes(answer, section.Hex("bytes", kAnswerFaultBytes));
   } else {
     ReadItemValue(section, answer);
   }
@@ -236,8 +243,8 @@ std::string CommandInWords(const BoardSection& section, const AnswerFault& answe
 }
 
 Fault ReadAnswerFault(const BoardSection& section) {
-  section.Allow(
-      {"command", "mode", "occurrence", "result", "record", "item", "missing", "cut", "value"});
+  section.Allow({"command", "mode", "occurrence", "result", "record", "item", "missing", "cut",
+                 "value", "bytes"});
   Fault fault;
   fault.kind = Fault::Kind::kAnswer;
   AnswerFault& answer = fault.answer;
@@ -269,6 +276,97 @@ Fault ReadPowerCut(const BoardSection& section) {
   return fault;
 }
 
+Fault ReadSignal(const BoardSection& section) {
+  constexpr const char* kNames[] = {"SIGKILL", "SIGTERM"};
+  constexpr int kSignals[] = {SIGKILL, SIGTERM};
+  section.Allow({"signal", "after_calls", "after_lines"});
+  Fault fault;
+  fault.kind = Fault::Kind::kSignal;
+  const std::size_t which = section.Choice("signal", {kNames[0], kNames[1]});
+  fault.signal = kSignals[which];
+  if (Count({section.Has("after_calls"), section.Has("after_lines")}) != 1) {
+    section.Fail("a signal takes one of after_calls, after_lines");
+  }
+  const bool countsCalls = section.Has("after_calls");
+  std::uint32_t& place = countsCalls ? fault.calls : fault.lines;
+  place = static_cast<std::uint32_t>(
+      section.Number(countsCalls ? "after_calls" : "after_lines", kPositive32));
+  fault.description = std::string(kNames[which]) + " after " + (countsCalls ? "call " : "line ") +
+                      std::to_string(place);
+  return fault;
+}
+
+Fault ReadConsole(const BoardSection& section) {
+  constexpr Fault::Console kStates[] = {Fault::Console::kClosed, Fault::Console::kFull,
+                                        Fault::Console::kWithoutReader, Fault::Console::kSlow};
+  section.Allow({"console"});
+  Fault fault;
+  fault.kind = Fault::Kind::kConsole;
+  fault.console = kStates[section.Choice("console", {"closed", "full", "without reader", "slow"})];
+  fault.description = "console " + section.Text("console");
+  return fault;
+}
+
+Fault ReadStatusFile(const BoardSection& section) {
+  section.Allow({"status_file", "is", "result"});
+  Fault fault;
+  fault.kind = Fault::Kind::kStatusFile;
+  const std::size_t which = section.Choice("status_file", {"VAM_OK", "VAM_FAIL", "both"});
+  fault.changesOkFile = which != 1;
+  fault.changesFailFile = which != 0;
+  if (Count({section.Has("is"), section.Has("result")}) != 1) {
+    section.Fail("a status file takes one of is, result");
+  }
+  if (section.Has("result")) {
+    fault.errorNumber = ReadErrorNumber(section, "status_file");
+  } else {
+    fault.statusFile = section.Choice("is", {"folder", "link"}) == 0 ? Fault::StatusFile::kIsFolder
+                                                                     : Fault::StatusFile::kIsLink;
+  }
+  fault.description =
+      section.Text("status_file") + " " + section.Text("is") + section.Text("result");
+  return fault;
+}
+
+Fault ReadStatusRoom(const BoardSection& section) {
+  section.Allow({"status_room"});
+  Fault fault;
+  fault.kind = Fault::Kind::kStatusRoom;
+  fault.room = static_cast<std::uint32_t>(section.Number("status_room", kUnsigned32));
+  fault.description = "room for " + std::to_string(fault.room) + " bytes of status files";
+  return fault;
+}
+
+Fault ReadMemory(const BoardSection& section) {
+  section.Allow({"memory_fails_at_request"});
+  Fault fault;
+  fault.kind = Fault::Kind::kMemory;
+  fault.request =
+      static_cast<std::uint32_t>(section.Number("memory_fails_at_request", kPositive32));
+  fault.description = "no memory at request " + std::to_string(fault.request);
+  return fault;
+}
+
+/// Reads a fault of the surroundings of the program, if it is one.
+std::optional<Fault> ReadSurroundings(const BoardSection& section) {
+  if (section.Has("signal")) {
+    return ReadSignal(section);
+  }
+  if (section.Has("console")) {
+    return ReadConsole(section);
+  }
+  if (section.Has("status_file")) {
+    return ReadStatusFile(section);
+  }
+  if (section.Has("status_room")) {
+    return ReadStatusRoom(section);
+  }
+  if (section.Has("memory_fails_at_request")) {
+    return ReadMemory(section);
+  }
+  return std::nullopt;
+}
+
 Fault ReadFault(const BoardSection& section) {
   if (section.Has("call")) {
     return ReadCallFault(section);
@@ -279,7 +377,12 @@ Fault ReadFault(const BoardSection& section) {
   if (section.Has("power_cut_after_writes")) {
     return ReadPowerCut(section);
   }
-  section.Fail("a fault starts with call, command or power_cut_after_writes");
+  if (const std::optional<Fault> fault = ReadSurroundings(section)) {
+    return *fault;
+  }
+  section.Fail(
+      "a fault starts with call, command, power_cut_after_writes, signal, console, status_file, "
+      "status_room or memory_fails_at_request");
 }
 
 }  // namespace

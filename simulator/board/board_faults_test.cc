@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <string>
 
@@ -106,12 +107,67 @@ TEST(BoardFaultsTest, PowerCut_IsReadWithItsWrite) {
   EXPECT_EQ(fault.writes, 2U);
 }
 
+TEST(BoardFaultsTest, BytesOfAnItem_AreReadInHexadecimal) {
+  const AnswerFault answer = ReadOneFault("command = 18\nitem = 3\nbytes = \"00fF0a\"").answer;
+  EXPECT_EQ(answer.kind, kReplaceByBytes);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(answer.bytes), answer.byteCount),
+            std::string("\0\xFF\n", 3));
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 3\nbytes = \"" + std::string(16200, 'f') + "\"")
+                .answer.byteCount,
+            8100U);
+}
+
+TEST(BoardFaultsTest, FaultOfTheSurroundings_IsReadWithItsChange) {
+  const Fault killed = ReadOneFault("signal = \"SIGKILL\"\nafter_calls = 7");
+  EXPECT_EQ(killed.kind, Fault::Kind::kSignal);
+  EXPECT_EQ(killed.signal, SIGKILL);
+  EXPECT_EQ(killed.calls, 7U);
+  EXPECT_EQ(killed.lines, 0U);
+  const Fault ended = ReadOneFault("signal = \"SIGTERM\"\nafter_lines = 2");
+  EXPECT_EQ(ended.signal, SIGTERM);
+  EXPECT_EQ(ended.calls, 0U);
+  EXPECT_EQ(ended.lines, 2U);
+
+  EXPECT_EQ(ReadOneFault("console = \"closed\"").console, Fault::Console::kClosed);
+  EXPECT_EQ(ReadOneFault("console = \"full\"").console, Fault::Console::kFull);
+  EXPECT_EQ(ReadOneFault("console = \"without reader\"").console, Fault::Console::kWithoutReader);
+  EXPECT_EQ(ReadOneFault("console = \"slow\"").console, Fault::Console::kSlow);
+
+  const Fault refused = ReadOneFault("status_file = \"both\"\nresult = \"EROFS\"");
+  EXPECT_EQ(refused.kind, Fault::Kind::kStatusFile);
+  EXPECT_EQ(refused.statusFile, Fault::StatusFile::kRefused);
+  EXPECT_EQ(refused.errorNumber, EROFS);
+  EXPECT_TRUE(refused.changesOkFile && refused.changesFailFile);
+  const Fault folder = ReadOneFault("status_file = \"VAM_OK\"\nis = \"folder\"");
+  EXPECT_EQ(folder.statusFile, Fault::StatusFile::kIsFolder);
+  EXPECT_TRUE(folder.changesOkFile && !folder.changesFailFile);
+  const Fault link = ReadOneFault("status_file = \"VAM_FAIL\"\nis = \"link\"");
+  EXPECT_EQ(link.statusFile, Fault::StatusFile::kIsLink);
+  EXPECT_TRUE(!link.changesOkFile && link.changesFailFile);
+
+  const Fault room = ReadOneFault("status_room = 0");
+  EXPECT_EQ(room.kind, Fault::Kind::kStatusRoom);
+  EXPECT_EQ(room.room, 0U);
+  const Fault memory = ReadOneFault("memory_fails_at_request = 9");
+  EXPECT_EQ(memory.kind, Fault::Kind::kMemory);
+  EXPECT_EQ(memory.request, 9U);
+}
+
 TEST(BoardFaultsTest, Fault_IsDescribedForReports) {
   EXPECT_EQ(ReadOneFault("call = \"open\"\nresult = \"EIO\"").description, "open, always");
   EXPECT_EQ(
       ReadOneFault("command = \"vm_updateFW\"\nmode = 7\noccurrence = 3\nresult = 1").description,
       "vm_updateFW in mode 7, occurrence 3");
   EXPECT_EQ(ReadOneFault("power_cut_after_writes = 2").description, "power cut after write 2");
+  EXPECT_EQ(ReadOneFault("signal = \"SIGTERM\"\nafter_lines = 2").description,
+            "SIGTERM after line 2");
+  EXPECT_EQ(ReadOneFault("signal = \"SIGKILL\"\nafter_calls = 3").description,
+            "SIGKILL after call 3");
+  EXPECT_EQ(ReadOneFault("console = \"slow\"").description, "console slow");
+  EXPECT_EQ(ReadOneFault("status_file = \"VAM_OK\"\nis = \"link\"").description, "VAM_OK link");
+  EXPECT_EQ(ReadOneFault("status_file = \"both\"\nresult = \"EROFS\"").description, "both EROFS");
+  EXPECT_EQ(ReadOneFault("status_room = 5").description, "room for 5 bytes of status files");
+  EXPECT_EQ(ReadOneFault("memory_fails_at_request = 9").description, "no memory at request 9");
 }
 
 TEST(BoardFaultsTest, Faults_AreNumberedInTheirOrder) {
@@ -131,7 +187,8 @@ TEST_P(WrongFaultTest, WrongFault_IsRefusedWithOneLineThatNamesThePlace) {
 
 const WrongBoard kWrongFaults[] = {
     {"fault_of_nothing", WithFault("occurrence = 1"),
-     "1: a fault starts with call, command or power_cut_after_writes"},
+     "1: a fault starts with call, command, power_cut_after_writes, signal, console, status_file, "
+     "status_room or memory_fails_at_request"},
     {"unknown_call", WithFault("call = \"TEEC_CloseSession\""),
      "2: \"call\" must be one of TEEC_InitializeContext, "},
     {"call_with_command_key", WithFault("call = \"open\"\nmode = 3"),
@@ -190,18 +247,45 @@ const WrongBoard kWrongFaults[] = {
     {"unknown_identifier", WithFault("command = 9999\nresult = 1"),
      "2: no command has the identifier 9999; there are 18 vm_updateFW, 19 vm_getFWInfo, 23 "},
     {"item_unchanged", WithFault("command = 18\nitem = 1\ncut = false"),
-     "1: a reply item takes one of missing = true, cut = true, value = ..."},
+     "1: a reply item takes one of missing = true, cut = true, value = ..., bytes = ..."},
     {"item_changed_twice", WithFault("command = 18\nitem = 1\ncut = true\nvalue = 1"),
      "1: a reply item takes one of"},
     {"item_value_too_long",
-     WithFault("command = 18\nitem = 1\nvalue = \"" + std::string(513, 'a') + "\""),
-     "4: \"value\" must be a number or a text of at most 512 bytes"},
+     WithFault("command = 18\nitem = 1\nvalue = \"" + std::string(8101, 'a') + "\""),
+     "4: \"value\" must be a number or a text of at most 8100 bytes"},
     {"item_value_of_truth", WithFault("command = 18\nitem = 1\nvalue = true"),
      "4: \"value\" must be a number or a text"},
     {"power_cut_zero", WithFault("power_cut_after_writes = 0"),
      "2: \"power_cut_after_writes\" must be a whole number from 1"},
     {"power_cut_with_result", WithFault("power_cut_after_writes = 1\nresult = 1"),
      "3: unknown key \"result\" in [[fault]]"},
+    {"item_bytes_not_hexadecimal", WithFault("command = 18\nitem = 1\nbytes = \"f\""),
+     "4: \"bytes\" must be at most 8100 bytes in hexadecimal"},
+    {"signal_unknown", WithFault("signal = \"SIGHUP\"\nafter_calls = 1"),
+     "2: \"signal\" must be one of \"SIGKILL\", \"SIGTERM\""},
+    {"signal_at_no_moment", WithFault("signal = \"SIGKILL\""),
+     "1: a signal takes one of after_calls, after_lines"},
+    {"signal_at_two_moments", WithFault("signal = \"SIGKILL\"\nafter_calls = 1\nafter_lines = 1"),
+     "1: a signal takes one of after_calls, after_lines"},
+    {"signal_before_the_first_call", WithFault("signal = \"SIGKILL\"\nafter_calls = 0"),
+     "3: \"after_calls\" must be a whole number from 1"},
+    {"console_unknown", WithFault("console = \"open\""),
+     "2: \"console\" must be one of \"closed\", \"full\", \"without reader\", \"slow\""},
+    {"status_file_unknown", WithFault("status_file = \"VAM\"\nis = \"folder\""),
+     "2: \"status_file\" must be one of \"VAM_OK\", \"VAM_FAIL\", \"both\""},
+    {"status_file_unchanged", WithFault("status_file = \"VAM_OK\""),
+     "1: a status file takes one of is, result"},
+    {"status_file_with_two_changes",
+     WithFault("status_file = \"VAM_OK\"\nis = \"link\"\nresult = \"EROFS\""),
+     "1: a status file takes one of is, result"},
+    {"status_file_of_another_shape", WithFault("status_file = \"VAM_OK\"\nis = \"device\""),
+     "3: \"is\" must be one of \"folder\", \"link\""},
+    {"status_file_result_unknown", WithFault("status_file = \"both\"\nresult = \"EOOPS\""),
+     "3: \"result\" of status_file must be the name of an error"},
+    {"status_room_negative", WithFault("status_room = -1"),
+     "2: \"status_room\" must be a whole number from 0"},
+    {"memory_before_the_first_request", WithFault("memory_fails_at_request = 0"),
+     "2: \"memory_fails_at_request\" must be a whole number from 1"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Faults, WrongFaultTest, ::testing::ValuesIn(kWrongFaults), NameOf);

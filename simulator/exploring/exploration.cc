@@ -44,6 +44,8 @@ app_version = "1.1"
 [chip]
 information = [1]
 )";
+/// Has the requests counted, and none refused.
+constexpr char kMemoryThatLasts[] = "\n[[fault]]\nmemory_fails_at_request = 4294967295\n";
 /// More than any report of a run takes.
 constexpr std::size_t kReportLimit = 65536;
 
@@ -85,24 +87,18 @@ class Explorer {
     explored.broken = BrokenByAnyProgram(run.evidence, clean.evidence, whole.evidence);
     if (isUpdateTool) {
       explored.outcome = OutcomeOf(run.evidence);
-      Add(explored, BrokenByTheUpdateTool(run.evidence), "");
+      Add(explored, BrokenByTheUpdateTool(run.evidence));
     }
     if (mends && mended.insert(ChipMemoryOf(folder.Path())).second) {
-      const SingleRun again = RunAgain(scene, folder.Path());
-      Add(explored, BrokenByTheUpdateTool(again.evidence), "the next run: ");
-      if (!again.evidence.chipRunsImage || again.evidence.okAfter != clean.evidence.okAfter) {
-        explored.broken.emplace_back("the next run leaves a whole chip and VAM_OK");
-      }
+      const SingleRun next = RunAgain(scene, folder.Path());
+      Add(explored, BrokenByTheNextRun(next.evidence, clean.evidence));
     }
     return run.allFired;
   }
 
  private:
-  static void Add(ExploredRun& explored, const std::vector<std::string>& broken,
-                  const std::string& prefix) {
-    for (const std::string& line : broken) {
-      explored.broken.push_back(prefix + line);
-    }
+  static void Add(ExploredRun& explored, const std::vector<std::string>& broken) {
+    explored.broken.insert(explored.broken.end(), broken.begin(), broken.end());
   }
 
   const Scene& scene;
@@ -226,9 +222,14 @@ std::vector<Faults> RunsOf(const std::vector<Moment>& moments, const Exploration
   return runs;
 }
 
-SingleRun RunInItsOwnFolder(const Scene& scene) {
+SingleRun RunInItsOwnFolder(const Scene& scene, const std::string& faults = "") {
   const TemporaryFolder folder(kFolders);
-  return RunOnce(scene, folder.Path(), "");
+  return RunOnce(scene, folder.Path(), faults);
+}
+
+/// Returns how often the program asks for memory in a run without a fault.
+std::uint32_t MemoryRequestsOf(const Scene& scene) {
+  return RunInItsOwnFolder(scene, kMemoryThatLasts).counts.memoryRequests;
 }
 
 /// The run without a fault, which must break no rule.
@@ -256,7 +257,9 @@ Exploration Explore(const Scene& scene, const ExplorationPlan& plan) {
   wholeScene.boardText = kWholeBoard;
   const SingleRun whole = RunInItsOwnFolder(wholeScene);
   Exploration exploration;
-  exploration.moments = MomentsOf(clean.evidence.journal, clean.chipWrites);
+  MomentCounts counts = clean.counts;
+  counts.memoryRequests = MemoryRequestsOf(scene);
+  exploration.moments = MomentsOf(clean.evidence.journal, counts);
   const std::vector<Faults> runs = RunsOf(exploration.moments, plan);
 
   Reports reports;

@@ -1,7 +1,6 @@
 #include "simulator/exploring/moments.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <optional>
 #include <string>
@@ -25,15 +24,16 @@ constexpr int kOrigins = 4;
 /// Numbers at which programs go wrong: small ones, and the ends of 32 bits, signed and unsigned.
 constexpr std::int64_t kNumbers[] = {0, 1, -1, 2147483647, 2147483648, 4294967295};
 
-/// Returns a text of TOML that holds `text`.
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    char escaped[8];
-    std::snprintf(escaped, sizeof escaped, "\\u%04X", static_cast<unsigned char>(c));
-    quoted += escaped;
+/// Returns `bytes` in hexadecimal.
+std::string DigitsOf(const std::string& bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string digits;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    digits += kDigits[byte / 16];
+    digits += kDigits[byte % 16];
   }
-  return quoted + "\"";
+  return digits;
 }
 
 /// The invocation whose reply is looked at.
@@ -62,15 +62,24 @@ struct Invocation {
 
 class Enumeration {
  public:
-  std::vector<Moment> Take(const RecordedRun& clean, std::uint32_t chipWrites) {
+  std::vector<Moment> Take(const RecordedRun& clean, const MomentCounts& counts) {
     for (const JournalCall& call : clean.calls) {
       AddCallFaults(call);
       Follow(call);
     }
-    for (std::uint32_t write = 1; write <= chipWrites; ++write) {
+    for (std::uint32_t write = 1; write <= counts.chipWrites; ++write) {
       const std::string number = std::to_string(write);
       Add("loss of power", "write " + number + " of the chip", "power lost after it",
           "\n[[fault]]\npower_cut_after_writes = " + number + "\n");
+    }
+    AddSignals("call", counts.calls);
+    AddSignals("line", counts.lines);
+    AddConsoles();
+    AddStatusFiles(counts.statusBytes);
+    for (std::uint32_t request = 1; request <= counts.memoryRequests; ++request) {
+      const std::string number = std::to_string(request);
+      Add("no memory", "request " + number, "refused",
+          "\n[[fault]]\nmemory_fails_at_request = " + number + "\n");
     }
     return std::move(moments);
   }
@@ -79,6 +88,45 @@ class Enumeration {
   void Add(const std::string& kind, const std::string& place, const std::string& change,
            const std::string& faults) {
     moments.push_back({kind, place, change, faults});
+  }
+
+  /// Adds the signals that end the program after each `what`.
+  void AddSignals(const std::string& what, std::uint32_t count) {
+    for (std::uint32_t i = 1; i <= count; ++i) {
+      const std::string number = std::to_string(i);
+      for (const char* signal : {"SIGKILL", "SIGTERM"}) {
+        Add("signal after a " + what, what + " " + number, signal,
+            std::string("\n[[fault]]\nsignal = \"") + signal + "\"\nafter_" + what +
+                "s = " + number + "\n");
+      }
+    }
+  }
+
+  void AddConsoles() {
+    for (const std::string state : {"closed", "full", "without reader", "slow"}) {
+      Add("console", "console " + state, "from the start",
+          "\n[[fault]]\nconsole = \"" + state + "\"\n");
+    }
+  }
+
+  void AddStatusFile(const std::string& file, const std::string& what, const std::string& key) {
+    Add("status file", file + " " + what, "from the start",
+        "\n[[fault]]\nstatus_file = \"" + file + "\"\n" + key + "\n");
+  }
+
+  void AddStatusFiles(std::uint32_t bytes) {
+    AddStatusFile("both", "in a folder that is missing", "result = \"ENOENT\"");
+    AddStatusFile("both", "in a folder that is read-only", "result = \"EROFS\"");
+    for (const std::string file : {"VAM_OK", "VAM_FAIL"}) {
+      AddStatusFile(file, "is a folder", "is = \"folder\"");
+      AddStatusFile(file, "is a link", "is = \"link\"");
+      AddStatusFile(file, "is another user's", "result = \"EACCES\"");
+    }
+    for (std::uint32_t room = 0; room < bytes; ++room) {
+      const std::string number = std::to_string(room);
+      Add("full folder of the status files", "byte " + number, "no space after it",
+          "\n[[fault]]\nstatus_room = " + number + "\n");
+    }
   }
 
   /// Adds every way in which the call itself can fail.
@@ -213,11 +261,12 @@ class Enumeration {
       AddSized("nothing", "");
       AddSized("one byte", "1");
       AddSized("252 bytes", std::string(252, '1'));
-      AddSized("512 bytes", std::string(kAnswerFaultBytes, '1'));
+      AddSized("8100 bytes", std::string(8100, '1'));
       AddSized("a byte more", bytes + "1");
       AddSized("a byte less", bytes.substr(0, bytes.size() - 1));
       AddSized("a zero in front", '\0' + bytes);
       AddSized("a newline in front", '\n' + bytes);
+      AddSized("0xFF in front", '\xFF' + bytes);
       AddSized("another first byte", "?" + bytes.substr(1));
     }
     AddValue("7");
@@ -229,7 +278,7 @@ class Enumeration {
     }
     Add("reply item of another value", Item(), what,
         invocation.ItemFault(invocation.item - 1, "value = " + std::to_string(bytes.size())) +
-            invocation.ItemFault(invocation.item, "value = " + Quoted(bytes)));
+            invocation.ItemFault(invocation.item, "bytes = \"" + DigitsOf(bytes) + "\""));
   }
 
   void AddRecords() {
@@ -265,8 +314,8 @@ class Enumeration {
 
 }  // namespace
 
-std::vector<Moment> MomentsOf(const RecordedRun& clean, std::uint32_t chipWrites) {
-  return Enumeration().Take(clean, chipWrites);
+std::vector<Moment> MomentsOf(const RecordedRun& clean, const MomentCounts& counts) {
+  return Enumeration().Take(clean, counts);
 }
 
 }  // namespace vam

@@ -23,9 +23,21 @@ struct Moment {
   std::string faults;
 };
 
-/// Returns every fault that a board can have at each moment of the run that `clean` recorded, whose
-/// programs wrote the chip's memory `chipWrites` times.
-[[nodiscard]] std::vector<Moment> MomentsOf(const RecordedRun& clean, std::uint32_t chipWrites);
+/// How many moments a run has that its journal does not tell.
+struct MomentCounts {
+  /// Writes of the chip's memory, platform calls, and writes to standard output.
+  std::uint32_t chipWrites = 0;
+  std::uint32_t calls = 0;
+  std::uint32_t lines = 0;
+  /// Bytes written to the status files.
+  std::uint32_t statusBytes = 0;
+  /// The program's requests for memory.
+  std::uint32_t memoryRequests = 0;
+};
+
+/// Returns every fault that a board can have at each moment of the run that `clean` recorded and
+/// `counts` counted.
+[[nodiscard]] std::vector<Moment> MomentsOf(const RecordedRun& clean, const MomentCounts& counts);
 
 }  // namespace vam
 

@@ -4,6 +4,7 @@
 // What must hold after every run, whatever befell it. Stated over what can be seen from outside of
 // the program: its platform calls, the chip, the files and the exit status.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,8 +28,16 @@ struct Evidence {
   bool chipRunsImage = false;
   /// Whether a fault changed an answer that the program got.
   bool answersChanged = false;
-  /// Whether the board lost power.
+  /// Whether a fault ended a process of the program: the board lost power, a signal came, or memory
+  /// was refused.
   bool isCutOff = false;
+  /// Which status files a fault kept from being written.
+  bool okIsRefused = false;
+  bool failIsRefused = false;
+  /// For how many bytes of status files there was room; nothing: for all.
+  std::optional<std::uint32_t> statusRoom;
+  /// Platform calls after a status file was first opened for writing.
+  std::uint32_t callsAfterStatus = 0;
   /// Files that the run left in its working folder and beside the status files.
   std::vector<std::string> strangers;
   /// What the programs of the run wrote to standard error.
@@ -44,6 +53,11 @@ struct Evidence {
 
 /// Returns the rules that a run of vam-update broke beside those, a line each.
 [[nodiscard]] std::vector<std::string> BrokenByTheUpdateTool(const Evidence& run);
+
+/// Returns the rules that a run of vam-update broke which came, without a fault, after a run with
+/// one and the recovery that the chip asked for. `clean` is what it leaves on a new board.
+[[nodiscard]] std::vector<std::string> BrokenByTheNextRun(const Evidence& next,
+                                                          const Evidence& clean);
 
 /// Returns the row of docs/outcomes.md that a run of vam-update is, by the answers that it got.
 [[nodiscard]] std::string OutcomeOf(const Evidence& run);

@@ -154,5 +154,88 @@ TEST(RulesTest, RunThatEndedEarly_LeavesWholeEntriesOfItsOwn) {
   EXPECT_THAT(Broken(run), ElementsAre(StartsWith("an ended run leaves whole entries")));
 }
 
+TEST(RulesTest, RunThatEndedEarly_WithoutAllAnswers_LeavesNoOkFile) {
+  Evidence run = Verified();
+  run.isCutOff = true;
+  run.status = 137;
+  EXPECT_THAT(Broken(run), IsEmpty());
+  run.okAfter = "";
+  EXPECT_THAT(Broken(run), IsEmpty()) << "it is emptied before it is written";
+  run.okAfter = run.okBefore;
+  EXPECT_THAT(Broken(run), IsEmpty());
+  run.okAfter = "Updated FW version: 1";
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("a verified run says so in VAM_OK")));
+  run.okAfter = "";
+  run.journal.calls.resize(30);
+  EXPECT_THAT(Broken(run),
+              ElementsAre(StartsWith("VAM_OK is written only when all answers agree")));
+}
+
+TEST(RulesTest, StatusFilesThatAreRefused_StayAsTheyWere) {
+  Evidence run = Verified();
+  run.okIsRefused = true;
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("a verified run says so in VAM_OK")));
+  run.okAfter = run.okBefore;
+  EXPECT_THAT(Broken(run), IsEmpty());
+  run = Mismatched();
+  run.failIsRefused = true;
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("each run is one row of the outcomes")));
+  run.failAfter = run.failBefore;
+  EXPECT_THAT(Broken(run), IsEmpty());
+}
+
+TEST(RulesTest, FullFolder_CutsWhatIsWrittenAndNothingElse) {
+  Evidence run = Mismatched();
+  const std::string entry = kMismatch;
+  run.statusRoom = 10;
+  run.failAfter = *run.failBefore + entry.substr(0, 10);
+  EXPECT_THAT(Broken(run), IsEmpty());
+  run.failAfter = *run.failBefore + entry.substr(0, 11);
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("each run is one row of the outcomes")));
+  run.failAfter = *run.failBefore + "vam ret: 0";
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("each run is one row of the outcomes")));
+  run.statusRoom = entry.size();
+  run.failAfter = *run.failBefore + entry.substr(0, 10);
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("each run is one row of the outcomes")))
+      << "there was room";
+  run = Verified();
+  run.statusRoom = 3;
+  run.okAfter = "Upd";
+  EXPECT_THAT(Broken(run), IsEmpty());
+  run.okAfter = run.okBefore;
+  EXPECT_THAT(Broken(run), ElementsAre(StartsWith("a verified run says so in VAM_OK")));
+}
+
+TEST(RulesTest, ProcessThatAFaultEnded_MayKeepWhatItHeldAndSaySo) {
+  Evidence run = Mismatched();
+  run.journal.calls.erase(Find(run, PlatformCall::kCloseSession), run.journal.calls.end());
+  run.failAfter = run.failBefore;
+  run.complaints = "Killed\n";
+  run.status = 137;
+  EXPECT_THAT(Broken(run), Not(IsEmpty()));
+  run.isCutOff = true;
+  EXPECT_THAT(Broken(run), IsEmpty());
+}
+
+TEST(RulesTest, CallAfterTheVerdict_IsFound) {
+  Evidence run = Verified();
+  run.callsAfterStatus = 1;
+  EXPECT_THAT(Broken(run), ElementsAre("no call after the verdict: 1"));
+}
+
+TEST(RulesTest, NextRun_ThatLeavesNoWholeChipOrNoOkFile_IsFound) {
+  EXPECT_THAT(BrokenByTheNextRun(Verified(), Verified()), IsEmpty());
+  const std::string rule = "the next run leaves a whole chip and VAM_OK";
+  EXPECT_THAT(BrokenByTheNextRun(Mismatched(), Verified()), ElementsAre(rule));
+  Evidence next = Verified();
+  next.chipRunsImage = false;
+  EXPECT_THAT(BrokenByTheNextRun(next, Verified()),
+              ElementsAre(StartsWith("the next run: VAM_OK is true"), rule));
+  next = Verified();
+  next.okAfter = next.okBefore;
+  EXPECT_THAT(BrokenByTheNextRun(next, Verified()),
+              ElementsAre(StartsWith("the next run: a verified run says so in VAM_OK"), rule));
+}
+
 }  // namespace
 }  // namespace vam

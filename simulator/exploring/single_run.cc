@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -26,6 +27,7 @@
 #include "simulator/model/firmware_image.h"
 #include "simulator/model/trusted_application.h"
 #include "simulator/recording/journal_reader.h"
+#include "simulator/run/board_paths.h"
 #include "simulator/run/board_program.h"
 #include "simulator/run/board_status.h"
 #include "simulator/run/run.h"
@@ -58,10 +60,13 @@ void Write(const std::string& path, const std::string& bytes) {
   }
 }
 
-/// The program's output streams and its working folder, for as long as the object lives.
+/// The program's output streams, its working folder and the signals that it takes, for as long as
+/// the object lives.
 class Surroundings {
  public:
   explicit Surroundings(const std::string& folder) : workingFolder(fs::current_path()) {
+    // A run leaves signals blocked, which the program of the next one would inherit.
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
     fs::create_directory(folder + "/work");
     Lead(STDOUT_FILENO, folder + "/console");
     Lead(STDERR_FILENO, folder + "/complaints");
@@ -74,6 +79,7 @@ class Surroundings {
       dup2(kept, stream);
       close(kept);
     }
+    sigprocmask(SIG_SETMASK, &blocked, nullptr);
   }
   Surroundings(const Surroundings&) = delete;
   Surroundings& operator=(const Surroundings&) = delete;
@@ -89,6 +95,7 @@ class Surroundings {
   }
 
   fs::path workingFolder;
+  sigset_t blocked;
   std::vector<std::pair<int, int>> before;
 };
 
@@ -111,6 +118,46 @@ std::vector<std::string> FilesIn(const std::string& folder) {
   return files;
 }
 
+/// Looks at which faults fired, of which the last `added` ones are those of the exploration, and at
+/// what they do to the rules.
+void LookAtFaults(const Run& ended, std::size_t added, SingleRun& run) {
+  const std::vector<Fault>& faults = ended.Description().faults;
+  const std::vector<const Fault*> unfired = ended.FaultsThatNeverFired();
+  Evidence& evidence = run.evidence;
+  for (const Fault& fault : faults) {
+    if (std::find(unfired.begin(), unfired.end(), &fault) != unfired.end()) {
+      run.allFired = run.allFired && fault.number + added <= faults.size();
+      continue;
+    }
+    switch (fault.kind) {
+      case Fault::Kind::kPowerCut:
+      case Fault::Kind::kSignal:
+      case Fault::Kind::kMemory:
+        evidence.isCutOff = true;
+        break;
+      case Fault::Kind::kStatusFile:
+        if (fault.statusFile != Fault::StatusFile::kIsLink) {
+          evidence.okIsRefused = evidence.okIsRefused || fault.changesOkFile;
+          evidence.failIsRefused = evidence.failIsRefused || fault.changesFailFile;
+        }
+        break;
+      case Fault::Kind::kStatusRoom:
+        evidence.statusRoom = std::min(evidence.statusRoom.value_or(fault.room), fault.room);
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+/// Returns how many bytes a run wrote to its status files.
+std::uint32_t StatusBytesOf(const Evidence& run) {
+  const std::size_t failBefore = run.failBefore.value_or("").size();
+  const std::size_t failAfter = run.failAfter.value_or("").size();
+  const std::size_t ok = run.okAfter == run.okBefore ? 0 : run.okAfter.value_or("").size();
+  return static_cast<std::uint32_t>(ok + failAfter - std::min(failBefore, failAfter));
+}
+
 /// Puts the program on its board, and looks at what it leaves.
 SingleRun Observe(const Scene& scene, const std::string& folder, const std::string& boardText,
                   std::size_t addedFaults) {
@@ -118,43 +165,39 @@ SingleRun Observe(const Scene& scene, const std::string& folder, const std::stri
   const std::string runFolder = folder + "/run";
   fs::create_directory(runFolder);
   SingleRun run;
-  run.evidence.okBefore = ReadWholeFile(state + kOkName);
-  run.evidence.failBefore = ReadWholeFile(state + kFailName);
   JournalSettings settings;
   const std::string journal = folder + "/journal";
   if (!StartJournal(journal, {scene.command[0], {}, "vam-board explore"}, settings)) {
     throw std::runtime_error(journal + ": cannot be written: " + std::strerror(errno));
   }
   Run::Prepare(runFolder, boardText, scene.boardName, state, journal, settings);
-  LeadToStatusFiles(runFolder, state);
+  Write(runFolder + kWatchFile, "");
+  const Board board = ReadBoardText(boardText, scene.boardName);
+  LeadToStatusFiles(runFolder, state, board.faults);
   Write(ChipLockIn(state), "");
+  run.evidence.okBefore = ReadWholeFile(state + kOkName);
+  run.evidence.failBefore = ReadWholeFile(state + kFailName);
   const std::vector<std::string> filesBefore = FilesIn(state);
   {
     const Surroundings surroundings(folder);
-    run.evidence.status = RunOnBoard({scene.command, runFolder, scene.libraries,
-                                      ReadBoardText(boardText, scene.boardName).probe});
+    run.evidence.status =
+        RunOnBoard({scene.command, runFolder, scene.libraries, board.probe, board.faults});
   }
   const Run ended(runFolder);
   if (ended.HasTrouble()) {
     throw std::runtime_error(ended.TroubleInWords());
   }
-  const std::size_t faults = ended.Description().faults.size();
-  std::size_t powerCuts = 0;
-  for (const Fault& fault : ended.Description().faults) {
-    powerCuts += fault.kind == Fault::Kind::kPowerCut ? 1 : 0;
-  }
-  for (const Fault* fault : ended.FaultsThatNeverFired()) {
-    run.allFired = run.allFired && fault->number + addedFaults <= faults;
-    powerCuts -= fault->kind == Fault::Kind::kPowerCut ? 1 : 0;
-  }
-  run.evidence.isCutOff = powerCuts != 0;
-  run.chipWrites = ended.ChipWrites();
+  LookAtFaults(ended, addedFaults, run);
+  const Run::Counts counts = ended.WhatWasCounted();
+  run.evidence.callsAfterStatus = counts.callsAfterStatus;
+  run.counts = {ended.ChipWrites(), counts.calls, counts.lines, 0, counts.memoryRequests};
   run.evidence.journal = ReadJournal(ReadWholeFile(journal).value_or(""), "the journal");
   for (const JournalCall& call : run.evidence.journal.calls) {
     run.evidence.answersChanged = run.evidence.answersChanged || call.members.contains("fault");
   }
   run.evidence.okAfter = ReadWholeFile(state + kOkName);
   run.evidence.failAfter = ReadWholeFile(state + kFailName);
+  run.counts.statusBytes = StatusBytesOf(run.evidence);
   run.evidence.complaints = ReadWholeFile(folder + "/complaints").value_or("");
   run.evidence.chipRunsImage = ChipRunsImage(state);
   run.evidence.strangers = FilesIn(folder + "/work");

@@ -1,10 +1,10 @@
 #ifndef SIMULATOR_EXPLORING_SINGLE_RUN_H_
 #define SIMULATOR_EXPLORING_SINGLE_RUN_H_
 
-#include <cstdint>
 #include <string>
 
 #include "simulator/exploring/exploration.h"
+#include "simulator/exploring/moments.h"
 #include "simulator/exploring/rules.h"
 
 namespace vam {
@@ -13,7 +13,7 @@ namespace vam {
 // NOLINTNEXTLINE(bugprone-exception-escape): Json moves without one
 struct SingleRun {
   Evidence evidence;
-  std::uint32_t chipWrites = 0;
+  MomentCounts counts;
   /// Whether every one of the faults that were added has fired.
   bool allFired = true;
 };

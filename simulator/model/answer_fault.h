@@ -21,7 +21,8 @@ enum AnswerFaultKind : uint32_t {
   kReplaceByBytes,
 };
 
-constexpr uint32_t kAnswerFaultBytes = 512;
+/// What fits into the shared block beside the items of a reply that stand before and after it.
+constexpr uint32_t kAnswerFaultBytes = 8100;
 
 /// One wrong answer of the trusted application. A plain record, which a test hands into a real
 /// secure world as its bytes.

@@ -128,7 +128,7 @@ int ReplayRecording(const ReplayOptions& options) {
   const BoardStatus statusFiles(options.sharesMachinesTmp ? "/tmp" : stateFolder);
 
   const int status =
-      RunOnBoard({options.command, folder.Path(), LibrariesFolder(), ProbeOf(recorded)});
+      RunOnBoard({options.command, folder.Path(), LibrariesFolder(), ProbeOf(recorded), {}});
   if (options.showsVerdict) {
     Print(statusFiles.DescribeChanges());
   }

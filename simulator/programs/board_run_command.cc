@@ -72,12 +72,12 @@ int RunProgram(const RunOptions& options) {
   Run::Prepare(folder.Path(), file.text, file.path, isKept ? stateFolder : "", journalFile,
                settings);
   if (!options.sharesMachinesTmp) {
-    LeadToStatusFiles(folder.Path(), stateFolder);
+    LeadToStatusFiles(folder.Path(), stateFolder, description.faults);
   }
   const BoardStatus statusFiles(options.sharesMachinesTmp ? "/tmp" : stateFolder);
 
-  const int status =
-      RunOnBoard({options.command, folder.Path(), LibrariesFolder(), description.probe});
+  const int status = RunOnBoard(
+      {options.command, folder.Path(), LibrariesFolder(), description.probe, description.faults});
   const Run run(folder.Path());
   ReportFaultsThatNeverFired(run);
   if (options.showsVerdict) {

@@ -61,6 +61,30 @@ std::string AnswerEffect(const AnswerFault& answer) {
   }
 }
 
+std::string ConsoleEffect(Fault::Console console) {
+  switch (console) {
+    case Fault::Console::kClosed:
+      return "standard output is closed";
+    case Fault::Console::kFull:
+      return "every write to standard output fails: no space left";
+    case Fault::Console::kWithoutReader:
+      return "standard output is a pipe that nobody reads";
+    default:
+      return "standard output is a full pipe that does not block, and is read from after a while";
+  }
+}
+
+std::string StatusFileEffect(const Fault& fault) {
+  switch (fault.statusFile) {
+    case Fault::StatusFile::kIsFolder:
+      return "is a folder";
+    case Fault::StatusFile::kIsLink:
+      return "is a symbolic link to a file beside it";
+    default:
+      return std::string("cannot be opened for writing: ") + std::strerror(fault.errorNumber);
+  }
+}
+
 }  // namespace
 
 std::string EffectInWords(const Fault& fault) {
@@ -69,6 +93,16 @@ std::string EffectInWords(const Fault& fault) {
       return CallEffect(fault);
     case Fault::Kind::kAnswer:
       return AnswerEffect(fault.answer);
+    case Fault::Kind::kSignal:
+      return "the process that made the last of them gets the signal";
+    case Fault::Kind::kConsole:
+      return ConsoleEffect(fault.console);
+    case Fault::Kind::kStatusFile:
+      return StatusFileEffect(fault);
+    case Fault::Kind::kStatusRoom:
+      return "what is written to them after that fails: no space left";
+    case Fault::Kind::kMemory:
+      return "the program gets no memory";
     default:
       return "every program of the run is killed, and the chip keeps what was written";
   }

@@ -21,6 +21,10 @@ constexpr char kNodeFile[] = "/dev/zelkshield";
 /// find in /tmp. A run whose programs share the machine's does not have it.
 constexpr char kStatusFolder[] = "/tmp";
 
+/// The empty file in a run's folder which tells that the run counts what its programs write to
+/// standard output and to the status files.
+constexpr char kWatchFile[] = "/watch";
+
 /// The longest path of a run's folder below which every one of these files has a path.
 constexpr std::size_t kLongestRunFolder = PATH_MAX - NAME_MAX - sizeof kNodeFile;
 static_assert(sizeof kStatusFolder <= sizeof kNodeFile, "kLongestRunFolder counts the longer one");

@@ -8,12 +8,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -23,6 +26,7 @@
 #include "simulator/run/group_witness.h"
 #include "simulator/run/power_line.h"
 #include "simulator/run/process_tree.h"
+#include "simulator/run/program_console.h"
 #include "simulator/run/run.h"
 
 namespace vam {
@@ -30,6 +34,7 @@ namespace vam {
 namespace {
 
 constexpr char kNodeLibrary[] = "libvam_device_node.so";
+constexpr char kScarceMemoryLibrary[] = "libvam_scarce_memory.so";
 constexpr int kNotExecutable = 126;
 constexpr int kNotFound = 127;
 constexpr int kPassedOn[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
@@ -106,12 +111,23 @@ void Prepend(const char* variable, const std::string& value) {
   setenv(variable, whole.c_str(), 1);
 }
 
+/// Has `library` of `folder` loaded before all others.
+void Preload(const std::string& folder, const char* library) {
+  // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
+  const bool hasBlank = folder.find(' ') != std::string::npos;
+  Prepend("LD_PRELOAD", hasBlank ? library : folder + "/" + library);
+}
+
 void SetUpEnvironment(const BoardProgram& program) {
   setenv(Run::kEnvironmentVariable, program.runFolder.c_str(), 1);
   Prepend("LD_LIBRARY_PATH", program.libraries);
-  // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
-  const bool hasBlank = program.libraries.find(' ') != std::string::npos;
-  Prepend("LD_PRELOAD", hasBlank ? kNodeLibrary : program.libraries + "/" + kNodeLibrary);
+  Preload(program.libraries, kNodeLibrary);
+  const bool isShortOfMemory =
+      std::any_of(program.faults.begin(), program.faults.end(),
+                  [](const Fault& fault) { return fault.kind == Fault::Kind::kMemory; });
+  if (isShortOfMemory) {
+    Preload(program.libraries, kScarceMemoryLibrary);
+  }
   // The address sanitizer would refuse to come after a preloaded library.
   Prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
 }
@@ -156,7 +172,8 @@ void RequireInterpreter(const std::string& name, const std::string& file) {
 }
 
 /// In the child: becomes the program. Returns the error number when it cannot.
-int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& signals) {
+int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& signals,
+                  const ProgramConsole& console) {
   // A board does not outlive its launcher.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != launcher) {
@@ -169,12 +186,13 @@ int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& si
   }
   arguments.push_back(nullptr);
   signals.Restore();
+  console.BecomeStandardOutput();
   execvp(arguments[0], arguments.data());
   return errno;
 }
 
 /// Starts the program. Returns its process.
-pid_t Start(const BoardProgram& program, const Signals& signals) {
+pid_t Start(const BoardProgram& program, const Signals& signals, const ProgramConsole& console) {
   int report[2];
   if (pipe2(report, O_CLOEXEC) != 0) {
     FailOn("no pipe");
@@ -185,7 +203,7 @@ pid_t Start(const BoardProgram& program, const Signals& signals) {
     FailOn("no process");
   }
   if (child == 0) {
-    const int why = BecomeProgram(program, launcher, signals);
+    const int why = BecomeProgram(program, launcher, signals, console);
     // The parent takes a pipe that was closed without a word for a success.
     _exit(write(report[1], &why, sizeof why) == sizeof why ? 0 : kNotExecutable);
   }
@@ -258,14 +276,57 @@ class Programs {
   int status = 0;
 };
 
+/// Reads a program's slow console: not before the program has found it full.
+class SlowConsole {
+ public:
+  SlowConsole(ProgramConsole& programsConsole, const std::string& runFolder)
+      : console(programsConsole) {
+    if (console.ReadingEnd() >= 0) {
+      run.emplace(runFolder);
+    }
+  }
+
+  /// Returns the descriptor that is to be waited for now, or -1.
+  int ToRead() {
+    isRead = isRead || !run || waits == kMostWaits || run->WhatWasCounted().lines != 0;
+    return isRead ? console.ReadingEnd() : -1;
+  }
+
+  /// Returns for how many milliseconds; -1: for any time.
+  int HowLong() {
+    waits += isRead ? 0 : 1;
+    return isRead ? -1 : 1;
+  }
+
+  void PassOn() { console.PassOn(); }
+
+ private:
+  /// What stdio writes for a program is not counted.
+  static constexpr int kMostWaits = 100;
+
+  ProgramConsole& console;
+  std::optional<Run> run;
+  int waits = 0;
+  bool isRead = false;
+};
+
 /// Waits until all have ended, or until a signal ends the waiting for what the program left behind.
 void Wait(Programs& programs, const Signals& signals, const GroupWitness& witness,
-          const PowerLine& power) {
+          const PowerLine& power, SlowConsole& console) {
   bool hasPower = true;
   while (programs.Reap()) {
-    pollfd events[] = {{signals.Descriptor(), POLLIN, 0}, {power.Descriptor(), POLLIN, 0}};
-    // The line stays readable once the power is gone.
-    if (poll(events, hasPower ? 2 : 1, -1) < 0) {
+    // A negative descriptor is not waited for. The line stays readable once the power is gone.
+    pollfd events[] = {{signals.Descriptor(), POLLIN, 0},
+                       {hasPower ? power.Descriptor() : -1, POLLIN, 0},
+                       {console.ToRead(), POLLIN, 0}};
+    const int ready = poll(events, std::size(events), console.HowLong());
+    if (ready < 0) {
+      continue;
+    }
+    if (events[2].revents != 0) {
+      console.PassOn();
+    }
+    if (ready == 0 || (events[0].revents == 0 && events[1].revents == 0)) {
       continue;
     }
     if (hasPower && events[1].revents != 0) {
@@ -339,8 +400,14 @@ int RunOnBoard(const BoardProgram& program) {
   // Before the program starts: from then on it may expect them to be passed on.
   const Signals signals;
   const GroupWitness witness;
-  Programs programs(Start(program, signals));
-  Wait(programs, signals, witness, power);
+  ProgramConsole console(program.faults);
+  Programs programs(Start(program, signals, console));
+  console.LeaveToProgram();
+  SlowConsole reader(console, program.runFolder);
+  Wait(programs, signals, witness, power, reader);
+  while (console.ReadingEnd() >= 0) {
+    console.PassOn();
+  }
   return programs.ExitStatus();
 }
 

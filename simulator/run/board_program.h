@@ -29,6 +29,8 @@ struct BoardProgram {
   std::string runFolder;
   std::string libraries;
   ProbeSection probe;
+  /// Those of the program's surroundings are made here.
+  std::vector<Fault> faults;
 };
 
 /// Puts up the board's device node, runs the program, and waits until the program and everything

@@ -10,11 +10,13 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "report/status_messages.h"
 #include "report/status_reader.h"
 #include "report/texts.h"
 #include "report/trusted_file.h"
+#include "simulator/board/board.h"
 #include "simulator/run/board_paths.h"
 
 namespace vam {
@@ -49,15 +51,49 @@ std::string DescribeFile(const std::string& path, const char* pathOnBoard, bool 
   return text;
 }
 
+[[noreturn]] void FailOn(const std::string& path) {
+  throw std::runtime_error(path + ": " + std::strerror(errno));
+}
+
+/// Makes the status file at `path` a folder, or moves it aside and makes it a link to where it is.
+void Misshape(const std::string& path, Fault::StatusFile shape) {
+  struct stat status = {};
+  const bool exists = lstat(path.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) {
+    return;
+  }
+  const std::string target = path + ".linked";
+  if (shape == Fault::StatusFile::kIsFolder) {
+    if ((exists && unlink(path.c_str()) != 0) || mkdir(path.c_str(), 0700) != 0) {
+      FailOn(path);
+    }
+  } else if ((exists && rename(path.c_str(), target.c_str()) != 0) ||
+             symlink(target.c_str(), path.c_str()) != 0) {
+    FailOn(path);
+  }
+}
+
 }  // namespace
 
-void LeadToStatusFiles(const std::string& runFolder, const std::string& folder) {
+void LeadToStatusFiles(const std::string& runFolder, const std::string& folder,
+                       const std::vector<Fault>& faults) {
   if (runFolder.size() > kLongestRunFolder) {
     throw std::runtime_error(runFolder + ": the path is too long; set TMPDIR to a shorter one");
   }
   const std::string link = runFolder + kStatusFolder;
   if (symlink(folder.c_str(), link.c_str()) != 0) {
-    throw std::runtime_error(link + ": " + std::strerror(errno));
+    FailOn(link);
+  }
+  for (const Fault& fault : faults) {
+    if (fault.kind != Fault::Kind::kStatusFile || !fault.IsThereFromTheStart()) {
+      continue;
+    }
+    if (fault.changesOkFile) {
+      Misshape(In(folder, kOkFile), fault.statusFile);
+    }
+    if (fault.changesFailFile) {
+      Misshape(In(folder, kErrorFile), fault.statusFile);
+    }
   }
 }
 

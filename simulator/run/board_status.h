@@ -5,12 +5,17 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include "simulator/board/board.h"
 
 namespace vam {
 
 /// Leads the programs of the run in `runFolder` to the status files in `folder`. Without it they
-/// share the machine's. Throws std::runtime_error, with a line for the user.
-void LeadToStatusFiles(const std::string& runFolder, const std::string& folder);
+/// share the machine's. Makes the status files what `faults` say of them. Throws
+/// std::runtime_error, with a line for the user.
+void LeadToStatusFiles(const std::string& runFolder, const std::string& folder,
+                       const std::vector<Fault>& faults = {});
 
 /// The status files in one folder.
 class BoardStatus {

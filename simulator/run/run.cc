@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -26,6 +27,8 @@
 #include "journal/journal_line.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
+#include "simulator/run/board_paths.h"
+#include "simulator/run/memory_requests.h"
 #include "simulator/run/power_line.h"
 #include "simulator/run/recorded_call.h"
 #include "simulator/run/replay.h"
@@ -81,6 +84,12 @@ constexpr std::size_t kTroubleBytes = 2048;
 
 struct SharedByRun {
   std::atomic<std::uint32_t> chipWrites;
+  std::atomic<std::uint32_t> calls;
+  std::atomic<std::uint32_t> lines;
+  /// One more than how many calls there were when a status file was first opened for writing; 0:
+  /// none was.
+  std::atomic<std::uint32_t> callsBeforeStatus;
+  std::atomic<std::uint32_t> statusBytes;
   /// The kind of the first trouble.
   std::atomic<std::uint32_t> kindOfTrouble;
   /// Ends with a zero at any time.
@@ -127,6 +136,45 @@ void LeaveADescriptor() { close(STDIN_FILENO); }
   std::_Exit(125);
 }
 
+/// Makes what tells the preloaded libraries which faults of the program's surroundings there are.
+void PrepareSurroundings(const std::string& runFolder, const Board& board) {
+  std::vector<std::uint32_t> requests;
+  bool isWatched = false;
+  for (const Fault& fault : board.faults) {
+    if (fault.kind == Fault::Kind::kMemory) {
+      requests.push_back(fault.request);
+    }
+    isWatched = isWatched || fault.kind == Fault::Kind::kStatusRoom || fault.lines != 0 ||
+                fault.console == Fault::Console::kSlow ||
+                (fault.kind == Fault::Kind::kStatusFile && !fault.IsThereFromTheStart());
+  }
+  if (isWatched) {
+    WriteFile(runFolder + kWatchFile, "");
+  }
+  if (!requests.empty()) {
+    const std::uint32_t head[] = {0, static_cast<std::uint32_t>(requests.size())};
+    static_assert(sizeof head == sizeof(MemoryRequests), "the file begins with the record");
+    std::string bytes(reinterpret_cast<const char*>(head), sizeof head);
+    bytes.append(reinterpret_cast<const char*>(requests.data()),
+                 requests.size() * sizeof requests[0]);
+    WriteFile(runFolder + kMemoryRequestsFile, bytes);
+  }
+}
+
+/// Returns how many requests for memory were counted in a run.
+std::uint32_t MemoryRequestsIn(const std::string& runFolder) {
+  std::uint32_t made = 0;
+  std::ifstream file(runFolder + kMemoryRequestsFile, std::ios::binary);
+  file.read(reinterpret_cast<char*>(&made), sizeof made);
+  return file ? made : 0;
+}
+
+void SendSignal(int signal) {
+  do {
+    kill(getpid(), signal);
+  } while (signal == SIGKILL);
+}
+
 }  // namespace
 
 Run* Run::Current() {
@@ -158,6 +206,7 @@ void Run::Prepare(const std::string& runFolder, const std::string& boardText,
   const Board board = ReadBoardText(boardText, boardName);
   WriteFile(runFolder + kBoardFile, boardText);
   WriteFile(runFolder + kSharedFile, std::string(SizeOfShared(board), '\0'));
+  PrepareSurroundings(runFolder, board);
   if (!stateFolder.empty()) {
     Link(stateFolder, runFolder + kState);
   }
@@ -233,10 +282,64 @@ void Run::ChipMemoryWritten() {
 
 std::uint32_t Run::ChipWrites() const { return shared->chipWrites.load(); }
 
+void Run::SendSignals(std::uint32_t Fault::*place, std::uint32_t count) {
+  for (const Fault& fault : description.faults) {
+    if (fault.kind == Fault::Kind::kSignal && fault.*place == count) {
+      CounterOf(fault).fired.fetch_add(1);
+      SendSignal(fault.signal);
+    }
+  }
+}
+
+void Run::CallEnded() { SendSignals(&Fault::calls, shared->calls.fetch_add(1) + 1); }
+
+void Run::LineWritten() { SendSignals(&Fault::lines, shared->lines.fetch_add(1) + 1); }
+
+int Run::StatusFileOpened(bool isOkFile) {
+  std::uint32_t none = 0;
+  shared->callsBeforeStatus.compare_exchange_strong(none, shared->calls.load() + 1);
+  for (const Fault& fault : description.faults) {
+    if (fault.kind == Fault::Kind::kStatusFile && !fault.IsThereFromTheStart() &&
+        (isOkFile ? fault.changesOkFile : fault.changesFailFile)) {
+      CounterOf(fault).fired.fetch_add(1);
+      return fault.errorNumber;
+    }
+  }
+  return 0;
+}
+
+std::size_t Run::TakeStatusRoom(std::size_t size) {
+  std::size_t allowed = size;
+  const std::uint32_t taken = shared->statusBytes.load();
+  for (const Fault& fault : description.faults) {
+    const std::size_t left = fault.room < taken ? 0 : fault.room - taken;
+    if (fault.kind == Fault::Kind::kStatusRoom && left < size) {
+      CounterOf(fault).fired.fetch_add(1);
+      allowed = std::min(allowed, left);
+    }
+  }
+  shared->statusBytes.fetch_add(static_cast<std::uint32_t>(allowed));
+  return allowed;
+}
+
+Run::Counts Run::WhatWasCounted() const {
+  Counts counts;
+  counts.calls = shared->calls.load();
+  counts.lines = shared->lines.load();
+  const std::uint32_t before = shared->callsBeforeStatus.load();
+  counts.callsAfterStatus = before == 0 ? 0 : counts.calls - (before - 1);
+  counts.memoryRequests = MemoryRequestsIn(folder);
+  return counts;
+}
+
 std::vector<const Fault*> Run::FaultsThatNeverFired() const {
   std::vector<const Fault*> faults;
   for (const Fault& fault : description.faults) {
-    if (CounterOf(fault).fired.load() == 0) {
+    const bool fired =
+        fault.IsThereFromTheStart() ||
+        (fault.kind == Fault::Kind::kMemory ? MemoryRequestsIn(folder) >= fault.request
+                                            : CounterOf(fault).fired.load() != 0);
+    if (!fired) {
       faults.push_back(&fault);
     }
   }
@@ -282,7 +385,9 @@ std::optional<std::string> RecordedBytes(const RecordedCall& recorded, const std
 JournalLine LineOf(PlatformCall call) {
   Run* run = Run::Current();
   Journal* journal = run == nullptr || run->HasTrouble() ? nullptr : &run->CallJournal();
-  return JournalLine(journal, PlatformCallName(call));
+  return JournalLine(
+      journal, PlatformCallName(call),
+      run == nullptr ? nullptr : +[] { Run::Current()->CallEnded(); });
 }
 
 std::uint32_t NumberOf(const Fault* fault) { return fault == nullptr ? 0 : fault->number; }

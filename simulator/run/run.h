@@ -6,6 +6,7 @@
 // counters, its journal, and how far its recording has been replayed.
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -93,6 +94,31 @@ class Run {
   /// Returns how often the chip's memory was written.
   std::uint32_t ChipWrites() const;
 
+  /// Counts a platform call that has ended. Sends this process the signal that comes after it.
+  void CallEnded();
+
+  /// Does the same for a write to standard output.
+  void LineWritten();
+
+  /// Counts an opening of a status file for writing. Returns the error number with which it fails;
+  /// 0: it succeeds.
+  int StatusFileOpened(bool isOkFile);
+
+  /// Returns how many of `size` bytes there is room for in the status files, and takes the room.
+  std::size_t TakeStatusRoom(std::size_t size);
+
+  /// What the run has come to. Writes are counted in a run that is watched alone.
+  struct Counts {
+    std::uint32_t calls = 0;
+    /// Writes to standard output.
+    std::uint32_t lines = 0;
+    /// Calls after a status file was first opened for writing.
+    std::uint32_t callsAfterStatus = 0;
+    /// Requests for memory, on a board where one fails.
+    std::uint32_t memoryRequests = 0;
+  };
+  [[nodiscard]] Counts WhatWasCounted() const;
+
   /// Returns the faults that have fired in no process yet.
   std::vector<const Fault*> FaultsThatNeverFired() const;
 
@@ -117,6 +143,8 @@ class Run {
   /// Counts a call that `fault` may change. Returns whether it is the `occurrence`th one; 0 stands
   /// for every one.
   bool Count(const Fault& fault, std::uint32_t occurrence);
+  /// Sends this process the signals that come at `count`, by the member that says when.
+  void SendSignals(std::uint32_t Fault::*place, std::uint32_t count);
   /// The counter of each fault, under its number less one.
   FaultCounter& CounterOf(const Fault& fault) const;
 

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -18,6 +19,8 @@
 #include "simulator/board/platform_calls.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
+#include "simulator/run/board_paths.h"
+#include "simulator/run/memory_requests.h"
 
 namespace vam {
 namespace {
@@ -160,6 +163,101 @@ TEST_F(RunTest, WrongBoard_IsRefusedAndNothingWritten) {
   EXPECT_THROW(vam::Run::Prepare(Folder("wrong"), "x = 1", "wrong.toml", folder, ""), BoardError);
   EXPECT_TRUE(std::filesystem::is_empty(folder + "/wrong")) << "nothing is half written";
   EXPECT_THROW(Prepare(folder + "/nowhere", ""), std::runtime_error);
+}
+
+/// A prepared run on a board with these faults.
+class SurroundingsTest : public ::testing::Test {
+ protected:
+  vam::Run& On(const std::string& faults) {
+    vam::Run::Prepare(folder.Path(), faults, "board.toml", "", "");
+    run = std::make_unique<vam::Run>(folder.Path());
+    return *run;
+  }
+
+  bool IsWatched() const { return std::filesystem::exists(folder.Path() + kWatchFile); }
+
+  /// Returns the signal that ends a process which does `work`; 0: none.
+  template <typename Work>
+  static int SignalOf(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      work();
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  }
+
+  TemporaryFolder folder{"vam-run-test"};
+  std::unique_ptr<vam::Run> run;
+};
+
+TEST_F(SurroundingsTest, Signal_ComesAfterItsCallOfTheWholeRun) {
+  vam::Run& counted = On("[[fault]]\nsignal = \"SIGTERM\"\nafter_calls = 2\n");
+  EXPECT_EQ(SignalOf([&] { counted.CallEnded(); }), 0);
+  EXPECT_EQ(counted.FaultsThatNeverFired().size(), 1U);
+  EXPECT_EQ(SignalOf([&] { counted.CallEnded(); }), SIGTERM);
+  EXPECT_EQ(SignalOf([&] { counted.CallEnded(); }), 0);
+  EXPECT_TRUE(counted.FaultsThatNeverFired().empty());
+  EXPECT_EQ(counted.WhatWasCounted().calls, 3U);
+  EXPECT_FALSE(IsWatched());
+}
+
+TEST_F(SurroundingsTest, Signal_ComesAfterItsLine) {
+  vam::Run& counted = On("[[fault]]\nsignal = \"SIGKILL\"\nafter_lines = 1\n");
+  EXPECT_EQ(SignalOf([&] { counted.CallEnded(); }), 0);
+  EXPECT_EQ(SignalOf([&] { counted.LineWritten(); }), SIGKILL);
+  EXPECT_EQ(counted.WhatWasCounted().lines, 1U);
+  EXPECT_TRUE(IsWatched());
+}
+
+TEST_F(SurroundingsTest, StatusFile_IsRefusedWhereAFaultSaysSo) {
+  vam::Run& counted = On("[[fault]]\nstatus_file = \"VAM_FAIL\"\nresult = \"EROFS\"\n");
+  EXPECT_TRUE(IsWatched());
+  EXPECT_EQ(counted.StatusFileOpened(true), 0);
+  EXPECT_EQ(counted.FaultsThatNeverFired().size(), 1U);
+  EXPECT_EQ(counted.StatusFileOpened(false), EROFS);
+  EXPECT_TRUE(counted.FaultsThatNeverFired().empty());
+}
+
+TEST_F(SurroundingsTest, CallsAfterAStatusFileWasOpened_AreCounted) {
+  vam::Run& counted = On("");
+  counted.CallEnded();
+  EXPECT_EQ(counted.WhatWasCounted().callsAfterStatus, 0U);
+  EXPECT_EQ(counted.StatusFileOpened(false), 0);
+  EXPECT_EQ(counted.WhatWasCounted().callsAfterStatus, 0U);
+  counted.CallEnded();
+  EXPECT_EQ(counted.StatusFileOpened(true), 0);
+  counted.CallEnded();
+  EXPECT_EQ(counted.WhatWasCounted().callsAfterStatus, 2U);
+}
+
+TEST_F(SurroundingsTest, StatusRoom_IsTakenOnce) {
+  vam::Run& counted = On("[[fault]]\nstatus_room = 10\n");
+  EXPECT_TRUE(IsWatched());
+  EXPECT_EQ(counted.TakeStatusRoom(7), 7U);
+  EXPECT_EQ(counted.FaultsThatNeverFired().size(), 1U);
+  EXPECT_EQ(counted.TakeStatusRoom(7), 3U);
+  EXPECT_EQ(counted.TakeStatusRoom(7), 0U);
+  EXPECT_TRUE(counted.FaultsThatNeverFired().empty());
+}
+
+TEST_F(SurroundingsTest, MemoryRequests_LieInAFileOfTheRun) {
+  vam::Run& counted = On("[[fault]]\nmemory_fails_at_request = 2\n");
+  const std::string path = folder.Path() + kMemoryRequestsFile;
+  EXPECT_EQ(ReadWholeFile(path), std::string("\0\0\0\0\1\0\0\0\2\0\0\0", 12));
+  EXPECT_EQ(counted.FaultsThatNeverFired().size(), 1U);
+  std::ofstream(path, std::ios::binary) << std::string("\2\0\0\0\1\0\0\0\2\0\0\0", 12);
+  EXPECT_EQ(counted.WhatWasCounted().memoryRequests, 2U);
+  EXPECT_TRUE(counted.FaultsThatNeverFired().empty());
+}
+
+TEST_F(SurroundingsTest, FaultsThatAreThereFromTheStart_AlwaysFire) {
+  EXPECT_TRUE(On("[[fault]]\nconsole = \"full\"\n"
+                 "[[fault]]\nstatus_file = \"VAM_OK\"\nis = \"folder\"\n")
+                  .FaultsThatNeverFired()
+                  .empty());
 }
 
 }  // namespace

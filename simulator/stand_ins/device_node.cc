@@ -149,6 +149,8 @@ struct NextFunctions {
   decltype(&::utimes) utimes = Symbol{"utimes"};
   decltype(&::lutimes) lutimes = Symbol{"lutimes"};
   decltype(&::futimesat) futimesat = Symbol{"futimesat"};
+  decltype(&::write) write = Symbol{"write"};
+  decltype(&::writev) writev = Symbol{"writev"};
 };
 
 const NextFunctions& Next() {
@@ -206,11 +208,16 @@ struct BoardPaths {
     if (folder != nullptr && strlen(folder) <= vam::kLongestRunFolder) {
       node.emplace(folder);
       statusFolder.emplace(folder);
+      char watch[PATH_MAX];
+      snprintf(watch, sizeof watch, "%s%s", folder, vam::kWatchFile);
+      isWatched = Next().access(watch, F_OK) == 0;
     }
   }
 
   std::optional<NodeFile> node;
   std::optional<StatusFolder> statusFolder;
+  /// Whether the run counts what is written to standard output and to the status files.
+  bool isWatched = false;
 };
 
 const BoardPaths& Board() {
@@ -309,6 +316,7 @@ class Place {
 
   const char* OnMachine() const { return place; }
   bool IsNode() const { return kind == Kind::kNode; }
+  bool IsStatusFile() const { return kind == Kind::kStatusFile; }
   bool IsTheMachines() const { return kind == Kind::kTheMachines; }
 
   /// Writes the path as the board's programs know it. REQUIRES: it is not the machine's.
@@ -381,12 +389,70 @@ int OpenNode(int flags, Proceed proceed) {
   return descriptor;
 }
 
+/// Those descriptors of a watched run through which a status file is written. A duplicate is none.
+class StatusDescriptors {
+ public:
+  void Set(int descriptor, bool isOne) {
+    if (descriptor >= 0 && descriptor < kMost) {
+      are[descriptor] = isOne;
+    }
+  }
+  bool Has(int descriptor) const {
+    return descriptor >= 0 && descriptor < kMost && are[descriptor];
+  }
+
+ private:
+  static constexpr int kMost = 1024;
+  std::atomic<bool> are[kMost] = {};
+};
+
+StatusDescriptors statusDescriptors;
+
+/// Opens the status file at `place` for writing by `proceed`, unless the board declares a fault.
+template <typename Proceed>
+int OpenStatusFile(const char* place, Proceed proceed) {
+  vam::Run* run = vam::Run::Current();
+  const bool isOkFile = strcmp(NameIn(place), NameIn(vam::kOkFile)) == 0;
+  const int error = run == nullptr ? 0 : run->StatusFileOpened(isOkFile);
+  if (error != 0) {
+    errno = error;
+    return -1;
+  }
+  const int descriptor = proceed();
+  statusDescriptors.Set(descriptor, true);
+  return descriptor;
+}
+
+/// Writes to a status file as far as the board has room for it.
+ssize_t WriteStatusFile(int descriptor, const void* bytes, size_t size) {
+  vam::Run* run = vam::Run::Current();
+  const std::size_t allowed = run == nullptr ? size : run->TakeStatusRoom(size);
+  if (allowed == 0 && size != 0) {
+    errno = ENOSPC;
+    return -1;
+  }
+  return Next().write(descriptor, bytes, allowed);
+}
+
+/// Tells the run of a write to standard output.
+void CountLine() {
+  const ErrorNumberKept kept;
+  if (vam::Run* run = vam::Run::Current()) {
+    run->LineWritten();
+  }
+}
+
 /// Opens the file that `path` is on the board by `proceed`, which takes its place on the machine.
 template <typename Proceed>
 int OpenAt(int folder, const char* path, int flags, Proceed proceed) {
   const Place place(folder, path);
-  return place.IsNode() ? OpenNode(flags, [&] { return proceed(place.OnMachine()); })
-                        : proceed(place.OnMachine());
+  const auto onMachine = [&] { return proceed(place.OnMachine()); };
+  if (place.IsNode()) {
+    return OpenNode(flags, onMachine);
+  }
+  const bool isWatched =
+      Board().isWatched && place.IsStatusFile() && (flags & O_ACCMODE) != O_RDONLY;
+  return isWatched ? OpenStatusFile(place.OnMachine(), onMachine) : onMachine();
 }
 
 /// The mode that follows the named arguments of open() and its kin, where there is one.
@@ -446,6 +512,7 @@ FILE* ReopenStream(const char* path, const char* mode, FILE* stream, Proceed pro
 template <typename Proceed>
 int Close(int descriptor, Proceed proceed) {
   const std::optional<std::uint32_t> opening = OpeningOf(descriptor);
+  statusDescriptors.Set(descriptor, false);
   int result = proceed();
   if (opening) {
     const ErrorNumberKept kept;
@@ -656,6 +723,39 @@ int fclose(FILE* stream) {
 
 int close(int descriptor) {
   return Close(descriptor, [=] { return Next().close(descriptor); });
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+  if (!Board().isWatched) {
+    return Next().write(descriptor, bytes, size);
+  }
+  if (statusDescriptors.Has(descriptor)) {
+    return WriteStatusFile(descriptor, bytes, size);
+  }
+  const ssize_t written = Next().write(descriptor, bytes, size);
+  if (descriptor == STDOUT_FILENO) {
+    CountLine();
+  }
+  return written;
+}
+
+ssize_t writev(int descriptor, const struct iovec* pieces, int count) {
+  if (!Board().isWatched || !statusDescriptors.Has(descriptor)) {
+    const ssize_t written = Next().writev(descriptor, pieces, count);
+    if (Board().isWatched && descriptor == STDOUT_FILENO) {
+      CountLine();
+    }
+    return written;
+  }
+  ssize_t all = 0;
+  for (int i = 0; i < count; ++i) {
+    const ssize_t written = WriteStatusFile(descriptor, pieces[i].iov_base, pieces[i].iov_len);
+    if (written < 0) {
+      return all == 0 ? written : all;
+    }
+    all += written;
+  }
+  return all;
 }
 
 int ioctl(int descriptor, unsigned long request, ...) noexcept {

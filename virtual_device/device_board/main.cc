@@ -36,16 +36,18 @@ std::vector<std::uint8_t> ReadFile(const std::string& path) {
   return {bytes->begin(), bytes->end()};
 }
 
-/// Refuses a board with a fault that this device cannot be made to show: one of a platform call, or
-/// a power cut, which only the host can make.
+/// Refuses a board with a fault that this device cannot be made to show: one of a platform call or
+/// of the program's surroundings, or a power cut, which only the host can make.
 void RequireRealParts(const vam::Board& board) {
   for (const vam::Fault& fault : board.faults) {
     if (fault.kind == vam::Fault::Kind::kCall) {
       throw std::runtime_error("the fault on " + std::string(PlatformCallName(fault.call)) +
                                " needs the simulated libraries; use vam-board on a PC");
     }
-    if (fault.kind == vam::Fault::Kind::kPowerCut) {
-      throw std::runtime_error("the power cut needs a simulated board; use vam-board on a PC");
+    if (fault.kind != vam::Fault::Kind::kAnswer) {
+      const bool isPowerCut = fault.kind == vam::Fault::Kind::kPowerCut;
+      throw std::runtime_error((isPowerCut ? "the power cut" : "the fault " + fault.description) +
+                               " needs a simulated board; use vam-board on a PC");
     }
   }
 }
