@@ -94,10 +94,12 @@ class Enumeration {
   void AddSignals(const std::string& what, std::uint32_t count) {
     for (std::uint32_t i = 1; i <= count; ++i) {
       const std::string number = std::to_string(i);
+      std::string place = what;
+      place.append(" ").append(number);
       for (const char* signal : {"SIGKILL", "SIGTERM"}) {
-        Add("signal after a " + what, what + " " + number, signal,
-            std::string("\n[[fault]]\nsignal = \"") + signal + "\"\nafter_" + what +
-                "s = " + number + "\n");
+        std::string fault = "\n[[fault]]\nsignal = \"";
+        fault.append(signal).append("\"\nafter_").append(what).append("s = ");
+        Add("signal after a " + what, place, signal, fault.append(number).append("\n"));
       }
     }
   }

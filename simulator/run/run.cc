@@ -170,9 +170,13 @@ std::uint32_t MemoryRequestsIn(const std::string& runFolder) {
 }
 
 void SendSignal(int signal) {
-  do {
-    kill(getpid(), signal);
-  } while (signal == SIGKILL);
+  kill(getpid(), signal);
+  if (signal == SIGKILL) {
+    // Nothing of this process happens after it.
+    for (;;) {
+      pause();
+    }
+  }
 }
 
 }  // namespace
