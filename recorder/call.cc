@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,8 +47,8 @@ struct ProcessRecording {
 
 ProcessRecording* process = nullptr;
 
-/// Finds the recording before the program has threads.
-[[gnu::constructor]] void FindRecording() {
+/// Finds the recording before the program has threads, and before anything asks for it.
+[[gnu::constructor(101)]] void FindRecording() {
   const int error = errno;
   Recording recording;
   if (ReadRecording(std::getenv(Recording::kEnvironmentVariable), recording)) {
@@ -129,18 +130,28 @@ void Call::Write(const char* name, void (*fill)(void*, JournalLine&),
       &line);
 }
 
-bool NextSymbol::IsThere() {
+void NoteOpening(int descriptor, std::uint32_t opening) {
+  if (process != nullptr) {
+    NoteOpening(process->recording.notes, descriptor, opening);
+  }
+}
+
+std::uint32_t NotedOpening(int descriptor) {
+  return process == nullptr ? 0 : NotedOpening(process->recording.notes, descriptor);
+}
+
+void* FindNext(const char* name, std::atomic<void*>& found) {
   if (found == nullptr) {
     const int error = errno;
     found = dlsym(RTLD_NEXT, name);
     errno = error;
   }
-  return found != nullptr;
+  return found;
 }
 
-void* NextSymbol::Address() {
-  if (IsThere()) {
-    return found;
+void* NeedNext(const char* name, std::atomic<void*>& found) {
+  if (void* next = FindNext(name, found)) {
+    return next;
   }
   // It may be unloaded, so that its address is good for this call alone.
   const int error = errno;

@@ -6,32 +6,47 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 
 #include "journal/journal.h"
 #include "journal/journal_line.h"
 
 namespace vam {
 
-/// The next definition of a function in the process: the real library's.
+/// The next definition of `name` in the process, from a library that the program itself loads;
+/// null: none. `found` keeps it.
+[[nodiscard]] void* FindNext(const char* name, std::atomic<void*>& found);
+
+/// Does the same with the libraries that came with plug-ins. Ends the process where none has it, as
+/// the loader would have.
+[[nodiscard]] void* NeedNext(const char* name, std::atomic<void*>& found);
+
+/// The next definition of a function in the process: the real library's. Its name has less than
+/// `kCapacity` characters, which stand here: there is nothing to relocate.
+template <std::size_t kCapacity>
 class NextSymbol {
  public:
-  constexpr explicit NextSymbol(const char* symbol) : name(symbol) {}
+  template <std::size_t kSize>
+  constexpr explicit NextSymbol(const char (&symbol)[kSize]) {
+    static_assert(kSize <= kCapacity);
+    for (std::size_t i = 0; i < kSize; ++i) {
+      name[i] = symbol[i];
+    }
+  }
 
-  /// Returns the function. Ends the process where no library has it, as the loader would have.
+  /// Returns the function, as NeedNext() does.
   template <typename Function>
   [[nodiscard]] Function* As() {
-    return reinterpret_cast<Function*>(Address());
+    return reinterpret_cast<Function*>(NeedNext(name, found));
   }
 
   /// Returns whether a library has it that the program itself loads.
-  [[nodiscard]] bool IsThere();
+  [[nodiscard]] bool IsThere() { return FindNext(name, found) != nullptr; }
 
  private:
-  void* Address();
-
-  const char* name;
-  /// Found where it stays until the process ends.
   std::atomic<void*> found{nullptr};
+  char name[kCapacity] = {};
 };
 
 /// Stands for one call of the program's, as long as it lives. What the real library calls meanwhile
@@ -73,6 +88,12 @@ class Call {
   static thread_local int depth;
   const bool isTheProgramsOwn;
 };
+
+/// Tell the run's processes which opening of the node `descriptor` is: one may inherit it through
+/// exec. The second returns 0 where none told. Of processes with the same descriptor the last
+/// counts.
+void NoteOpening(int descriptor, std::uint32_t opening);
+[[nodiscard]] std::uint32_t NotedOpening(int descriptor);
 
 }  // namespace vam
 

@@ -65,19 +65,25 @@ bool HasLoader(const std::string& file, const std::string& start) {
   return false;
 }
 
-/// Returns what makes a machine's kind of program: width, byte order and processor.
-std::string KindOf(const std::string& start) {
+bool HasHeader(const std::string& start) { return start.size() >= sizeof(ElfW(Ehdr)); }
+
+/// Returns whether two programs are for the same kind of machine: of one width, byte order and
+/// processor.
+bool AreOfOneKind(const std::string& one, const std::string& other) {
   const ElfW(Ehdr)* const none = nullptr;
-  return start.substr(EI_CLASS, 2) +
-         start.substr(offsetof(ElfW(Ehdr), e_machine), sizeof none->e_machine);
+  constexpr std::size_t kMachine = offsetof(ElfW(Ehdr), e_machine);
+  return HasHeader(one) && HasHeader(other) &&
+         std::memcmp(&one[EI_CLASS], &other[EI_CLASS], 2) == 0 &&
+         std::memcmp(&one[kMachine], &other[kMachine], sizeof none->e_machine) == 0;
 }
+
+bool IsScript(const std::string& start) { return std::strncmp(start.c_str(), "#!", 2) == 0; }
 
 /// Returns the interpreter that a script's first line names.
 std::string InterpreterIn(const std::string& start) {
-  constexpr char kBlanks[] = " \t";
-  const std::size_t begin = start.find_first_not_of(kBlanks, 2);
-  const std::size_t end = start.find_first_of(" \t\n", begin);
-  return begin == std::string::npos ? "" : start.substr(begin, end - begin);
+  const char* name = start.c_str() + 2;
+  name += std::strspn(name, " \t");
+  return {name, std::strcspn(name, " \t\n")};
 }
 
 }  // namespace
@@ -122,18 +128,18 @@ const char* WhyNotRecorded(const std::string& file) {
   constexpr int kMostInterpreters = 4;
   std::string program = file;
   std::string start = BytesAt(program, 0, kStart);
-  for (int i = 0; i < kMostInterpreters && start.compare(0, 2, "#!") == 0; ++i) {
+  for (int i = 0; i < kMostInterpreters && IsScript(start); ++i) {
     program = InterpreterIn(start);
     start = BytesAt(program, 0, kStart);
   }
   if (ChangesRights(program)) {
     return "runs with the rights of another user or group";
   }
-  if (start.size() < sizeof(ElfW(Ehdr)) || start.compare(0, SELFMAG, ELFMAG) != 0) {
+  if (!HasHeader(start) || std::memcmp(start.data(), ELFMAG, SELFMAG) != 0) {
     // The kernel judges what it is.
     return nullptr;
   }
-  if (KindOf(start) != KindOf(BytesAt(kOwnFile, 0, kStart))) {
+  if (!AreOfOneKind(start, BytesAt(kOwnFile, 0, kStart))) {
     return "is for another processor than vam-record";
   }
   return HasLoader(program, start) ? nullptr : "is static";

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,22 +40,25 @@ constexpr char kHelp[] =
     "Status: the program's, or 128 and its signal; 125 trouble before the start, 126 PROGRAM\n"
     "cannot be executed, 127 there is no such program.\n";
 
-/// Says one line on standard error.
-void Tell(const std::string& text) {
-  std::fputs(vam::Formatted("vam-record: %s\n", text.c_str()).c_str(), stderr);
-}
-
-int Fail(int status, const std::string& text) {
-  Tell(text);
-  return status;
+/// Says one line on standard error. Returns kTrouble.
+[[gnu::format(printf, 1, 2)]] int Tell(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  char* text = nullptr;
+  if (vasprintf(&text, format, arguments) >= 0) {
+    // By one write: a program that it started may be writing too.
+    std::fprintf(stderr, "vam-record: %s\n", text);
+    std::free(text);
+  }
+  va_end(arguments);
+  return kTrouble;
 }
 
 int Print(const char* text) {
   if (std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0) {
     return 0;
   }
-  return Fail(kTrouble,
-              vam::Formatted("standard output cannot be written: %s", std::strerror(errno)));
+  return Tell("standard output cannot be written: %s", std::strerror(errno));
 }
 
 /// Returns the path of this library.
@@ -92,8 +96,8 @@ const char* WhyRefused(const std::string& path, int error) {
 
 /// Tells that the file at `path` did not become the recording. Returns an empty path.
 std::string Refuse(const std::string& path, const char* why) {
-  Tell(vam::Formatted("%s: cannot take the recording: %s; give another file with -o",
-                      vam::Printable(path).c_str(), why));
+  Tell("%s: cannot take the recording: %s; give another file with -o", vam::Printable(path).c_str(),
+       why);
   return {};
 }
 
@@ -116,7 +120,7 @@ std::string StartInNewFile(const char* program, const vam::JournalHead& head,
     std::string path = AbsolutePath(i == 1 ? vam::Formatted("%s.journal", name)
                                            : vam::Formatted("%s.%d.journal", name, i));
     if (vam::StartJournal(path, head, settings, vam::JournalFile::kNew)) {
-      Tell(vam::Formatted("the recording is %s", vam::Printable(path).c_str()));
+      Tell("the recording is %s", vam::Printable(path).c_str());
       return path;
     }
     if (errno != EEXIST) {
@@ -138,36 +142,33 @@ void Prepend(const char* variable, const std::string& first) {
 
 /// Lets the loader put the library into the program, before what it is asked to put there anyway.
 void Preload(const std::string& library) {
-  if (library.find(' ') == std::string::npos) {
+  const char* slash = std::strrchr(library.c_str(), '/');
+  if (std::strchr(library.c_str(), ' ') == nullptr) {
     Prepend("LD_PRELOAD", library);
     return;
   }
   // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
-  const std::string::size_type slash = library.rfind('/');
-  Prepend("LD_LIBRARY_PATH", library.substr(0, slash));
-  Prepend("LD_PRELOAD", library.substr(slash + 1));
+  Prepend("LD_LIBRARY_PATH", std::string(library.c_str(), slash));
+  Prepend("LD_PRELOAD", slash + 1);
 }
 
 int Record(const vam::RecorderRequest& request) {
   const char* name = request.program[0];
   const std::string executable = vam::FindExecutable(name);
   if (executable.empty()) {
-    return Fail(errno == ENOENT || errno == ENOTDIR ? kNotFound : kNotExecutable,
-                vam::Formatted("%s: cannot be run: %s", vam::Printable(name).c_str(),
-                               std::strerror(errno)));
+    const int status = errno == ENOENT || errno == ENOTDIR ? kNotFound : kNotExecutable;
+    Tell("%s: cannot be run: %s", vam::Printable(name).c_str(), std::strerror(errno));
+    return status;
   }
   if (const char* why = vam::WhyNotRecorded(executable)) {
-    return Fail(kTrouble,
-                vam::Formatted("%s: cannot be recorded: it %s", vam::Printable(name).c_str(), why));
+    return Tell("%s: cannot be recorded: it %s", vam::Printable(name).c_str(), why);
   }
   const std::string library = OwnPath();
-  if (library.empty() || library.find_first_of("\t\n:;") != std::string::npos) {
-    return Fail(kTrouble,
-                vam::Formatted(library.empty()
-                                   ? "%sits library is missing; install the package again"
-                                   : "%s: no library is loaded from where a name has a tabulator, "
-                                     "a colon or a semicolon; move the installation",
-                               library.c_str()));
+  if (library.empty() || std::strpbrk(library.c_str(), "\t\n:;") != nullptr) {
+    return Tell(library.empty() ? "%sits library is missing; install the package again"
+                                : "%s: no library is loaded from where a name has a tabulator, a "
+                                  "colon or a semicolon; move the installation",
+                library.c_str());
   }
 
   vam::Recording recording;
@@ -190,7 +191,7 @@ int Record(const vam::RecorderRequest& request) {
   vam::RunRecord end;
   vam::RunProgram(request.program, vam::SurviveLostConsole(), end);
   for (const std::string& problem : end.problems) {
-    Tell(problem);
+    Tell("%s", problem.c_str());
   }
   const vam::RunNotes notes = vam::ReadNotes(notesFile);
   const char* lack = !notes.trouble.empty() ? "the recording is not complete: " : nullptr;
@@ -198,8 +199,7 @@ int Record(const vam::RecorderRequest& request) {
     lack = "nothing was recorded: the library did not come into the program";
   }
   if (lack != nullptr) {
-    Tell(vam::Formatted("%s: %s%s", vam::Printable(recording.journal).c_str(), lack,
-                        notes.trouble.c_str()));
+    Tell("%s: %s%s", vam::Printable(recording.journal).c_str(), lack, notes.trouble.c_str());
   }
   return end.signal == 0 ? end.status : kSignalled + end.signal;
 }
@@ -223,6 +223,6 @@ int VamRecord(char* const* arguments) {
     case vam::RecorderRequest::What::kWrong:
       break;
   }
-  return Fail(kTrouble, vam::Formatted("'%s' %s; see vam-record --help",
-                                       vam::Printable(request.word).c_str(), request.problem));
+  return Tell("'%s' %s; see vam-record --help", vam::Printable(request.word).c_str(),
+              request.problem);
 }

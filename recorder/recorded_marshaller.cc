@@ -1,7 +1,7 @@
 // Stands in front of the vendor's marshaller, whose header says which types its methods take and
 // return. The object is the vendor's alone: its address is passed on, and nothing of it is read.
 
-#include <atomic>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -18,7 +18,13 @@ using vam::Call;
 using vam::JournalLine;
 using vam::KeyOf;
 using vam::LiveNumbers;
-using vam::NextSymbol;
+
+constexpr std::size_t kLongestName =
+    std::max({sizeof VAM_CONSTRUCTOR_1, sizeof VAM_CONSTRUCTOR_2, sizeof VAM_DESTRUCTOR_0,
+              sizeof VAM_DESTRUCTOR_1, sizeof VAM_DESTRUCTOR_2, sizeof VAM_PUTINT,
+              sizeof VAM_PUTUINT, sizeof VAM_PUTBLOB, sizeof VAM_PREPARERESET, sizeof VAM_GETINT,
+              sizeof VAM_GETUINT, sizeof VAM_GETBLOB});
+using NextSymbol = vam::NextSymbol<kLongestName>;
 
 LiveNumbers marshallers;
 

@@ -1,17 +1,20 @@
 // Stands in front of the C library: records what the program does with the device node.
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
+#include "journal/stream_mode.h"
 #include "platform/device_node.h"
 #include "recorder/call.h"
 #include "recorder/live_numbers.h"
@@ -22,7 +25,7 @@ namespace {
 using vam::Call;
 using vam::JournalLine;
 using vam::LiveNumbers;
-using vam::NextSymbol;
+using NextSymbol = vam::NextSymbol<16>;
 
 /// The node's descriptors. A key is a descriptor and 1.
 LiveNumbers openings;
@@ -33,6 +36,11 @@ struct NodeFile {
   std::atomic<ino_t> inode{0};
 };
 NodeFile node;
+
+void KeepNode(const struct stat& status) {
+  node.device = status.st_dev;
+  node.inode = status.st_ino;
+}
 
 LiveNumbers::Key KeyOf(int descriptor) { return static_cast<LiveNumbers::Key>(descriptor) + 1; }
 
@@ -83,29 +91,8 @@ bool IsNode(int folder, const char* path) {
   return is;
 }
 
-/// How a function of the open() family is called.
-enum class Form { kPath, kPathAlone, kFolder, kFolderAlone };
-
-int Proceed(NextSymbol& next, Form form, int folder, const char* path, int flags, mode_t mode) {
-  switch (form) {
-    case Form::kPath:
-      return next.As<int(const char*, int, ...)>()(path, flags, mode);
-    case Form::kPathAlone:
-      return next.As<int(const char*, int)>()(path, flags);
-    case Form::kFolder:
-      return next.As<int(int, const char*, int, ...)>()(folder, path, flags, mode);
-    default:
-      return next.As<int(int, const char*, int)>()(folder, path, flags);
-  }
-}
-
-/// Opens a file by `next`, and records it where it is the node.
-int OpenAt(NextSymbol& next, Form form, int folder, const char* path, int flags, mode_t mode) {
-  if (!IsNode(folder, path)) {
-    return Proceed(next, form, folder, path, flags, mode);
-  }
-  const Call call;
-  const int descriptor = Proceed(next, form, folder, path, flags, mode);
+/// Records the opening of the node that gave `descriptor`, or -1 with an error number.
+void RecordOpening(const Call& call, int flags, int descriptor) {
   const int error = errno;
   call.Record("open", [=](JournalLine& line) {
     line.Text("path", kVamDeviceNode).Number("flags", flags & ~O_LARGEFILE);
@@ -115,18 +102,60 @@ int OpenAt(NextSymbol& next, Form form, int folder, const char* path, int flags,
     }
     struct stat status;
     if (fstat(descriptor, &status) == 0) {
-      node.device = status.st_dev;
-      node.inode = status.st_ino;
+      KeepNode(status);
     }
-    line.Number("descriptor", openings.Make(KeyOf(descriptor)));
+    const std::uint32_t opening = openings.Make(KeyOf(descriptor));
+    line.Number("descriptor", opening);
+    vam::NoteOpening(descriptor, opening);
   });
+}
+
+/// Opens a file by `next`, and records it where it is the node. A `folder` stands before the path
+/// where the function takes one.
+int OpenAt(NextSymbol& next, const int* folder, const char* path, int flags, mode_t mode) {
+  const auto proceed = [&] {
+    return folder == nullptr
+               ? next.As<int(const char*, int, ...)>()(path, flags, mode)
+               : next.As<int(int, const char*, int, ...)>()(*folder, path, flags, mode);
+  };
+  if (!IsNode(folder == nullptr ? AT_FDCWD : *folder, path)) {
+    return proceed();
+  }
+  const Call call;
+  const int descriptor = proceed();
+  RecordOpening(call, flags, descriptor);
   return descriptor;
 }
 
-/// The mode that follows the named arguments of open() and its kin, where there is one.
-mode_t ModeIn(std::va_list arguments, int flags) {
-  const bool given = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-  return given ? va_arg(arguments, mode_t) : 0;
+/// Opens a stream by `next`, and records it where it is the node. `old` is a stream that it takes
+/// the place of.
+FILE* OpenStream(NextSymbol& next, const char* path, const char* mode, FILE* old) {
+  auto* function = next.As<FILE*(const char*, const char*, FILE*)>();
+  if (!IsNode(AT_FDCWD, path)) {
+    return function(path, mode, old);
+  }
+  const Call call;
+  FILE* stream = function(path, mode, old);
+  RecordOpening(call, vam::FlagsOfStream(mode), stream == nullptr ? -1 : fileno(stream));
+  return stream;
+}
+
+/// Ends a descriptor or a stream by `next`, and records it where it is the node's.
+template <typename Thing>
+int Close(NextSymbol& next, Thing thing, int descriptor) {
+  auto* function = next.As<int(Thing)>();
+  const std::uint32_t opening = OpeningOf(descriptor);
+  if (opening == 0) {
+    return function(thing);
+  }
+  const Call call;
+  // Before the close: after it another thread may get the same descriptor.
+  openings.Take(KeyOf(descriptor));
+  const int result = function(thing);
+  call.Record("close", [=](JournalLine& line) {
+    line.Number("descriptor", opening).Number("result", result);
+  });
+  return result;
 }
 
 int Ioctl(NextSymbol& next, int descriptor, unsigned long request, void* argument) {
@@ -158,6 +187,7 @@ int Copied(int descriptor, int copy) {
     const std::uint32_t opening = OpeningOf(descriptor);
     if (opening != 0) {
       openings.Keep(KeyOf(copy), opening);
+      vam::NoteOpening(copy, opening);
     } else {
       openings.Take(KeyOf(copy));
     }
@@ -178,6 +208,11 @@ NextSymbol nextOpenChecked("__open_2");
 NextSymbol nextOpen64Checked("__open64_2");
 NextSymbol nextOpenatChecked("__openat_2");
 NextSymbol nextOpenat64Checked("__openat64_2");
+NextSymbol nextFopen("fopen");
+NextSymbol nextFopen64("fopen64");
+NextSymbol nextFreopen("freopen");
+NextSymbol nextFreopen64("freopen64");
+NextSymbol nextFclose("fclose");
 NextSymbol nextClose("close");
 NextSymbol nextIoctl("ioctl");
 NextSymbol nextIoctlTime64("__ioctl_time64");
@@ -190,125 +225,148 @@ NextSymbol nextFcntlTime64("__fcntl_time64");
 
 /// Looks up everything before the program has threads: what a thread does at a fork, its child
 /// cannot wait for.
-[[gnu::constructor]] void FindEverything() {
-  for (NextSymbol* each : {&nextOpen, &nextOpen64, &nextOpenat, &nextOpenat64, &nextOpenChecked,
-                           &nextOpen64Checked, &nextOpenatChecked, &nextOpenat64Checked, &nextClose,
-                           &nextIoctl, &nextDup, &nextDup2, &nextDup3, &nextFcntl, &nextFcntl64}) {
+void FindFunctions() {
+  for (NextSymbol* each :
+       {&nextOpen,        &nextOpen64,        &nextOpenat,        &nextOpenat64,
+        &nextOpenChecked, &nextOpen64Checked, &nextOpenatChecked, &nextOpenat64Checked,
+        &nextFopen,       &nextFopen64,       &nextFreopen,       &nextFreopen64,
+        &nextFclose,      &nextClose,         &nextIoctl,         &nextDup,
+        &nextDup2,        &nextDup3,          &nextFcntl,         &nextFcntl64}) {
     static_cast<void>(each->IsThere());
   }
+}
+
+/// Finds the descriptors of the node that the program inherits through exec.
+void FindInherited() {
+  struct stat status;
+  if (stat(kVamDeviceNode, &status) != 0) {
+    return;
+  }
+  KeepNode(status);
+  DIR* descriptors = opendir("/proc/self/fd");
+  while (const dirent* entry = descriptors == nullptr ? nullptr : readdir(descriptors)) {
+    const auto descriptor = static_cast<int>(std::strtoull(entry->d_name, nullptr, 10));
+    if (entry->d_name[0] != '.' && IsStillTheNode(descriptor)) {
+      const std::uint32_t noted = vam::NotedOpening(descriptor);
+      openings.Keep(KeyOf(descriptor), noted != 0 ? noted : openings.Make(KeyOf(descriptor)));
+    }
+  }
+  if (descriptors != nullptr) {
+    closedir(descriptors);
+  }
+}
+
+[[gnu::constructor]] void Begin() {
+  const int error = errno;
+  FindFunctions();
+  FindInherited();
+  errno = error;
 }
 
 }  // namespace
 
 // Everything below is what the C library exports under the names in quotes. With names of its own
-// here, no header of the library leads one to another or checks its arguments.
+// here, no header of the library leads one to another or checks its arguments. The argument that
+// only some calls give is in a register on the processors of this system; it is passed on unread.
 #pragma GCC visibility push(default)
 extern "C" {
 
-int RecordedOpen(const char* path, int flags, ...) __asm__("open");
-int RecordedOpen64(const char* path, int flags, ...) __asm__("open64");
-int RecordedOpenat(int folder, const char* path, int flags, ...) __asm__("openat");
-int RecordedOpenat64(int folder, const char* path, int flags, ...) __asm__("openat64");
+int RecordedOpen(const char* path, int flags, mode_t mode) __asm__("open");
+int RecordedOpen64(const char* path, int flags, mode_t mode) __asm__("open64");
+int RecordedOpenat(int folder, const char* path, int flags, mode_t mode) __asm__("openat");
+int RecordedOpenat64(int folder, const char* path, int flags, mode_t mode) __asm__("openat64");
 int RecordedOpenChecked(const char* path, int flags) __asm__("__open_2");
 int RecordedOpen64Checked(const char* path, int flags) __asm__("__open64_2");
 int RecordedOpenatChecked(int folder, const char* path, int flags) __asm__("__openat_2");
 int RecordedOpenat64Checked(int folder, const char* path, int flags) __asm__("__openat64_2");
 int RecordedCreat(const char* path, mode_t mode) __asm__("creat");
 int RecordedCreat64(const char* path, mode_t mode) __asm__("creat64");
+FILE* RecordedFopen(const char* path, const char* mode) __asm__("fopen");
+FILE* RecordedFopen64(const char* path, const char* mode) __asm__("fopen64");
+FILE* RecordedFreopen(const char* path, const char* mode, FILE* stream) __asm__("freopen");
+FILE* RecordedFreopen64(const char* path, const char* mode, FILE* stream) __asm__("freopen64");
+int RecordedFclose(FILE* stream) __asm__("fclose");
 int RecordedClose(int descriptor) __asm__("close");
-int RecordedIoctl(int descriptor, unsigned long request, ...) __asm__("ioctl");
-int RecordedIoctlTime64(int descriptor, unsigned long request, ...) __asm__("__ioctl_time64");
+int RecordedIoctl(int descriptor, unsigned long request, void* argument) __asm__("ioctl");
+int RecordedIoctlTime64(int descriptor, unsigned long request,
+                        void* argument) __asm__("__ioctl_time64");
 int RecordedDup(int descriptor) __asm__("dup");
 int RecordedDup2(int descriptor, int copy) __asm__("dup2");
 int RecordedDup3(int descriptor, int copy, int flags) __asm__("dup3");
-int RecordedFcntl(int descriptor, int command, ...) __asm__("fcntl");
-int RecordedFcntl64(int descriptor, int command, ...) __asm__("fcntl64");
-int RecordedFcntlTime64(int descriptor, int command, ...) __asm__("__fcntl_time64");
+int RecordedFcntl(int descriptor, int command, void* argument) __asm__("fcntl");
+int RecordedFcntl64(int descriptor, int command, void* argument) __asm__("fcntl64");
+int RecordedFcntlTime64(int descriptor, int command, void* argument) __asm__("__fcntl_time64");
 
-int RecordedOpen(const char* path, int flags, ...) {
-  std::va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeIn(arguments, flags);
-  va_end(arguments);
-  return OpenAt(nextOpen, Form::kPath, AT_FDCWD, path, flags, mode);
+int RecordedOpen(const char* path, int flags, mode_t mode) {
+  return OpenAt(nextOpen, nullptr, path, flags, mode);
 }
 
-int RecordedOpen64(const char* path, int flags, ...) {
-  std::va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeIn(arguments, flags);
-  va_end(arguments);
-  return OpenAt(nextOpen64, Form::kPath, AT_FDCWD, path, flags, mode);
+int RecordedOpen64(const char* path, int flags, mode_t mode) {
+  return OpenAt(nextOpen64, nullptr, path, flags, mode);
 }
 
-int RecordedOpenat(int folder, const char* path, int flags, ...) {
-  std::va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeIn(arguments, flags);
-  va_end(arguments);
-  return OpenAt(nextOpenat, Form::kFolder, folder, path, flags, mode);
+int RecordedOpenat(int folder, const char* path, int flags, mode_t mode) {
+  return OpenAt(nextOpenat, &folder, path, flags, mode);
 }
 
-int RecordedOpenat64(int folder, const char* path, int flags, ...) {
-  std::va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeIn(arguments, flags);
-  va_end(arguments);
-  return OpenAt(nextOpenat64, Form::kFolder, folder, path, flags, mode);
+int RecordedOpenat64(int folder, const char* path, int flags, mode_t mode) {
+  return OpenAt(nextOpenat64, &folder, path, flags, mode);
 }
 
 int RecordedOpenChecked(const char* path, int flags) {
-  return OpenAt(nextOpenChecked, Form::kPathAlone, AT_FDCWD, path, flags, 0);
+  return OpenAt(nextOpenChecked, nullptr, path, flags, 0);
 }
 
 int RecordedOpen64Checked(const char* path, int flags) {
-  return OpenAt(nextOpen64Checked, Form::kPathAlone, AT_FDCWD, path, flags, 0);
+  return OpenAt(nextOpen64Checked, nullptr, path, flags, 0);
 }
 
 int RecordedOpenatChecked(int folder, const char* path, int flags) {
-  return OpenAt(nextOpenatChecked, Form::kFolderAlone, folder, path, flags, 0);
+  return OpenAt(nextOpenatChecked, &folder, path, flags, 0);
 }
 
 int RecordedOpenat64Checked(int folder, const char* path, int flags) {
-  return OpenAt(nextOpenat64Checked, Form::kFolderAlone, folder, path, flags, 0);
+  return OpenAt(nextOpenat64Checked, &folder, path, flags, 0);
 }
 
 int RecordedCreat(const char* path, mode_t mode) {
-  return OpenAt(nextOpen, Form::kPath, AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
+  return OpenAt(nextOpen, nullptr, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
 int RecordedCreat64(const char* path, mode_t mode) {
-  return OpenAt(nextOpen64, Form::kPath, AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
+  return OpenAt(nextOpen64, nullptr, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
-int RecordedClose(int descriptor) {
-  const std::uint32_t opening = OpeningOf(descriptor);
-  if (opening == 0) {
-    return nextClose.As<int(int)>()(descriptor);
-  }
-  const Call call;
-  // Before the close: after it another thread may get the same descriptor.
-  openings.Take(KeyOf(descriptor));
-  const int result = nextClose.As<int(int)>()(descriptor);
-  call.Record("close", [=](JournalLine& line) {
-    line.Number("descriptor", opening).Number("result", result);
-  });
-  return result;
+FILE* RecordedFopen(const char* path, const char* mode) {
+  return OpenStream(nextFopen, path, mode, nullptr);
 }
 
-int RecordedIoctl(int descriptor, unsigned long request, ...) {
-  std::va_list arguments;
-  va_start(arguments, request);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+FILE* RecordedFopen64(const char* path, const char* mode) {
+  return OpenStream(nextFopen64, path, mode, nullptr);
+}
+
+FILE* RecordedFreopen(const char* path, const char* mode, FILE* stream) {
+  return OpenStream(nextFreopen, path, mode, stream);
+}
+
+FILE* RecordedFreopen64(const char* path, const char* mode, FILE* stream) {
+  return OpenStream(nextFreopen64, path, mode, stream);
+}
+
+int RecordedFclose(FILE* stream) {
+  const int error = errno;
+  const int descriptor = openings.IsUsed() && stream != nullptr ? fileno(stream) : -1;
+  errno = error;
+  return Close(nextFclose, stream, descriptor);
+}
+
+int RecordedClose(int descriptor) { return Close(nextClose, descriptor, descriptor); }
+
+int RecordedIoctl(int descriptor, unsigned long request, void* argument) {
   return Ioctl(nextIoctl, descriptor, request, argument);
 }
 
-int RecordedIoctlTime64(int descriptor, unsigned long request, ...) {
-  std::va_list arguments;
-  va_start(arguments, request);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+int RecordedIoctlTime64(int descriptor, unsigned long request, void* argument) {
   return Ioctl(nextIoctlTime64, descriptor, request, argument);
 }
 
@@ -322,27 +380,15 @@ int RecordedDup3(int descriptor, int copy, int flags) {
   return Copied(descriptor, nextDup3.As<int(int, int, int)>()(descriptor, copy, flags));
 }
 
-int RecordedFcntl(int descriptor, int command, ...) {
-  std::va_list arguments;
-  va_start(arguments, command);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+int RecordedFcntl(int descriptor, int command, void* argument) {
   return Fcntl(nextFcntl, descriptor, command, argument);
 }
 
-int RecordedFcntl64(int descriptor, int command, ...) {
-  std::va_list arguments;
-  va_start(arguments, command);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+int RecordedFcntl64(int descriptor, int command, void* argument) {
   return Fcntl(nextFcntl64, descriptor, command, argument);
 }
 
-int RecordedFcntlTime64(int descriptor, int command, ...) {
-  std::va_list arguments;
-  va_start(arguments, command);
-  void* argument = va_arg(arguments, void*);
-  va_end(arguments);
+int RecordedFcntlTime64(int descriptor, int command, void* argument) {
   return Fcntl(nextFcntlTime64, descriptor, command, argument);
 }
 

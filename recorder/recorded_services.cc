@@ -7,7 +7,7 @@ namespace {
 
 using vam::Call;
 using vam::JournalLine;
-using vam::NextSymbol;
+using NextSymbol = vam::NextSymbol<32>;
 
 NextSymbol nextGetStr("vconf_get_str");
 NextSymbol nextGetValueString("system_info_get_value_string");

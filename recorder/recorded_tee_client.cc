@@ -20,7 +20,7 @@ using vam::Call;
 using vam::JournalLine;
 using vam::KeyOf;
 using vam::LiveNumbers;
-using vam::NextSymbol;
+using NextSymbol = vam::NextSymbol<32>;
 
 LiveNumbers contexts;
 LiveNumbers sessions;

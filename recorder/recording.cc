@@ -4,8 +4,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -18,16 +20,29 @@ namespace {
 
 constexpr off_t kTroublePlace = 1;
 constexpr std::size_t kLongestTrouble = 255;
+constexpr off_t kOpeningsPlace = 512;
 
-/// Writes `bytes` at `place` of the file `notes`. Does nothing where that cannot be reached.
-void Note(const std::string& notes, const std::string& bytes, off_t place) {
+/// Opens the file `notes` for `use`, which takes its descriptor. Does nothing where that cannot be
+/// reached. Leaves the error number as it is.
+template <typename Use>
+void WithNotes(const std::string& notes, Use use) {
   const int error = errno;
-  const int file = open(notes.c_str(), O_WRONLY | O_CLOEXEC);
+  const int file = open(notes.c_str(), O_RDWR | O_CLOEXEC);
   if (file >= 0) {
-    static_cast<void>(pwrite(file, bytes.data(), bytes.size(), place) > 0);
+    use(file);
     close(file);
   }
   errno = error;
+}
+
+/// Writes at `place` of the file `notes`.
+void Note(const std::string& notes, const void* bytes, std::size_t size, off_t place) {
+  WithNotes(notes, [=](int file) { static_cast<void>(pwrite(file, bytes, size, place) > 0); });
+}
+
+/// Returns where the opening of `descriptor` is noted.
+off_t PlaceOfOpening(int descriptor) {
+  return kOpeningsPlace + off_t{descriptor} * static_cast<off_t>(sizeof(std::uint32_t));
 }
 
 }  // namespace
@@ -66,19 +81,28 @@ std::string PathOfNotes(int descriptor) {
 
 RunNotes ReadNotes(int descriptor) {
   RunNotes notes;
-  char text[kTroublePlace + kLongestTrouble] = {};
-  const ssize_t length = pread(descriptor, text, sizeof text, 0);
-  notes.isLoaded = length > 0;
-  if (length > kTroublePlace) {
-    notes.trouble.assign(text + kTroublePlace, static_cast<std::size_t>(length - kTroublePlace));
-  }
+  char text[kTroublePlace + kLongestTrouble + 1] = {};
+  notes.isLoaded = pread(descriptor, text, sizeof text - 1, 0) > 0 && text[0] != '\0';
+  notes.trouble = text + kTroublePlace;
   return notes;
 }
 
-void NoteLoaded(const std::string& notes) { Note(notes, "+", 0); }
+void NoteLoaded(const std::string& notes) { Note(notes, "+", 1, 0); }
 
 void NoteTrouble(const std::string& notes, const std::string& trouble) {
-  Note(notes, trouble.substr(0, kLongestTrouble), kTroublePlace);
+  Note(notes, trouble.data(), std::min(trouble.size(), kLongestTrouble), kTroublePlace);
+}
+
+void NoteOpening(const std::string& notes, int descriptor, std::uint32_t opening) {
+  Note(notes, &opening, sizeof opening, PlaceOfOpening(descriptor));
+}
+
+std::uint32_t NotedOpening(const std::string& notes, int descriptor) {
+  std::uint32_t opening = 0;
+  WithNotes(notes, [&opening, descriptor](int file) {
+    static_cast<void>(pread(file, &opening, sizeof opening, PlaceOfOpening(descriptor)) > 0);
+  });
+  return opening;
 }
 
 }  // namespace vam

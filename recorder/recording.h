@@ -5,6 +5,7 @@
 // recording through one variable of the environment. It tells its troubles through a file that
 // vam-record holds open.
 
+#include <cstdint>
 #include <string>
 
 #include "journal/journal.h"
@@ -49,6 +50,11 @@ struct RunNotes {
 /// something. Leave the error number as it is.
 void NoteLoaded(const std::string& notes);
 void NoteTrouble(const std::string& notes, const std::string& trouble);
+
+/// Note in the file `notes` which opening of the node `descriptor` is, and return the last that was
+/// noted of it; 0: none. Leave the error number as it is.
+void NoteOpening(const std::string& notes, int descriptor, std::uint32_t opening);
+[[nodiscard]] std::uint32_t NotedOpening(const std::string& notes, int descriptor);
 
 }  // namespace vam
 

@@ -54,6 +54,22 @@ TEST(NotesTest, WhatAProcessNoted_IsRead) {
   close(file);
 }
 
+TEST(NotesTest, OpeningsOfTheNode_AreThoseThatWereNotedLast) {
+  const int file = MakeNotes();
+  const std::string notes = PathOfNotes(file);
+  NoteOpening(notes, 0, 5);
+  NoteOpening(notes, 1000, 6);
+  NoteOpening(notes, 0, 7);
+  EXPECT_EQ(NotedOpening(notes, 0), 7U);
+  EXPECT_EQ(NotedOpening(notes, 1), 0U);
+  EXPECT_EQ(NotedOpening(notes, 1000), 6U);
+  EXPECT_EQ(ReadNotes(file).trouble, "");
+  NoteTrouble(notes, std::string(300, 'x'));
+  EXPECT_EQ(ReadNotes(file).trouble, std::string(255, 'x'));
+  EXPECT_EQ(NotedOpening(notes, 0), 7U) << "a long trouble takes no room of theirs";
+  close(file);
+}
+
 TEST(NotesTest, FileOfNotesThatHasGone_ChangesNothing) {
   errno = ENOTTY;
   NoteLoaded("/proc/0/fd/3");

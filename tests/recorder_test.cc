@@ -137,10 +137,32 @@ TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {
       {Vamctl(), "ak-provision", "--yes", "--hex", "00ff"},
       {Vamctl(), "update-fw", "--", "-1"},
       {VAM_SERVICES_PROBE},
-      {VAM_NODE_PROBE, "/dev/zelkshield", "open", "open64", "__open_2", "__open64_2", "openat",
-       "openat64", "openat in the folder", "openat64 in the folder", "__openat_2 in the folder",
-       "__openat64_2 in the folder", "creat", "creat64", "bad-pointers", "other-request",
-       "duplicated", "in-child"},
+      {VAM_NODE_PROBE,
+       "/dev/zelkshield",
+       "open",
+       "open64",
+       "__open_2",
+       "__open64_2",
+       "openat",
+       "openat64",
+       "openat in the folder",
+       "openat64 in the folder",
+       "__openat_2 in the folder",
+       "__openat64_2 in the folder",
+       "creat",
+       "creat64",
+       "bad-pointers",
+       "other-request",
+       "duplicated",
+       "in-child",
+       "fopen",
+       "fopen64",
+       "freopen",
+       "freopen64",
+       "in-executed-program",
+       "closed-at-execution"},
+      {"/bin/sh", "-c", R"(exec "$0" /dev/zelkshield open use-3 3<>/dev/zelkshield)",
+       VAM_NODE_PROBE},
       {VAM_NODE_PROBE, "/dev/../dev//zelkshield", "open", "creat"},
   };
   for (const Words& program : programs) {
@@ -162,6 +184,8 @@ TEST_F(RecorderTest, ReplayedRecording_IsTheSameRun) {
       {Vamctl(), "get-hack-info", "--size", "8"},
       {Vamctl(), "ak-provision", "--yes", "--hex", "00ff"},
       {VAM_SERVICES_PROBE},
+      {VAM_NODE_PROBE, "/dev/zelkshield", "open", "fopen", "freopen64", "in-executed-program"},
+      {"/bin/sh", "-c", R"(exec "$0" /dev/zelkshield use-3 3<>/dev/zelkshield)", VAM_NODE_PROBE},
       {VAM_TEE_PROBE, "temporary", "part", "whole", "values", "keys", "own-memory"},
       {VAM_TEE_PROBE, "cancelled"},
       {VAM_TEE_PROBE, "fork"},
@@ -320,6 +344,19 @@ TEST_F(RecorderTest, ChildrenAfterForkAndExec_GoIntoTheSameRecording) {
   EXPECT_THAT(LinesWith("\"pid\":" + processes[2], Recording()),
               HasSubstr(R"("call":"TEEC_OpenSession","context":1,)"));
   EXPECT_EQ(WithoutBytes(CallsIn(Recording())), WithoutBytes(BoardsCalls()));
+}
+
+TEST_F(RecorderTest, NodeFromBeforeTheRecording_IsRecordedFromThereOn) {
+  const Output output =
+      Capture(OnBoard("update-needed",
+                      {"/bin/sh", "-c",
+                       R"(exec "$0" -o "$1" -- "$2" /dev/zelkshield use-3 3<>/dev/zelkshield)",
+                       VAM_RECORD_PROGRAM, File(), VAM_NODE_PROBE}),
+              BoardEnvironment());
+  EXPECT_EQ(output.standardOutput, "inherited: flag 1\n");
+  EXPECT_EQ(CallsIn(Recording()),
+            R"({"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1})"
+            "\n");
 }
 
 TEST_F(RecorderTest, KilledProgram_LeavesAllThatItDid) {

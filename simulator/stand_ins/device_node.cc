@@ -38,6 +38,7 @@
 #include <optional>
 
 #include "journal/journal_line.h"
+#include "journal/stream_mode.h"
 #include "report/status_messages.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
@@ -461,21 +462,6 @@ mode_t ModeIn(std::va_list arguments, int flags) {
   return given ? va_arg(arguments, mode_t) : 0;
 }
 
-/// Returns the flags of open() that `mode` stands for in fopen().
-int FlagsOf(const char* mode) {
-  int flags = O_RDONLY;
-  if (*mode == 'w') {
-    flags = O_WRONLY | O_CREAT | O_TRUNC;
-  } else if (*mode == 'a') {
-    flags = O_WRONLY | O_CREAT | O_APPEND;
-  }
-  if (strchr(mode, '+') != nullptr) {
-    flags = (flags & ~O_ACCMODE) | O_RDWR;
-  }
-  return flags | (strchr(mode, 'x') != nullptr ? O_EXCL : 0) |
-         (strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
-}
-
 /// Returns the descriptor of `stream`, or -1 for a stream in memory.
 int DescriptorOf(FILE* stream) {
   const ErrorNumberKept kept;
@@ -486,7 +472,7 @@ int DescriptorOf(FILE* stream) {
 template <typename Proceed>
 FILE* OpenStream(const char* path, const char* mode, Proceed proceed) {
   FILE* stream = nullptr;
-  OpenAt(AT_FDCWD, path, FlagsOf(mode), [&](const char* place) {
+  OpenAt(AT_FDCWD, path, vam::FlagsOfStream(mode), [&](const char* place) {
     stream = proceed(place);
     return stream == nullptr ? -1 : DescriptorOf(stream);
   });
