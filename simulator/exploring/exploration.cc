@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <random>
 #include <set>
 #include <stdexcept>
@@ -28,6 +29,7 @@
 #include "simulator/exploring/rules.h"
 #include "simulator/exploring/single_run.h"
 #include "simulator/files/temporary_folder.h"
+#include "simulator/run/prepared_program.h"
 
 namespace vam {
 
@@ -78,25 +80,34 @@ class Explorer {
         isUpdateTool(IsUpdateTool(explored)),
         mends(isUpdateTool && cleanRun.evidence.chipRunsImage &&
               ReadBoardText(explored.boardText, explored.boardName).faults.empty()),
-        folder(kFolders) {}
+        folder(kFolders, FolderPlace::kMemory) {}
 
   /// Returns whether all of `faults` fired, and then what came of the run.
   bool Explore(const std::string& faults, ExploredRun& explored) {
     Empty(folder.Path());
-    const SingleRun run = RunOnce(scene, folder.Path(), faults);
+    const SingleRun run = RunOnce(scene, folder.Path(), faults, Prepared());
     explored.broken = BrokenByAnyProgram(run.evidence, clean.evidence, whole.evidence);
     if (isUpdateTool) {
       explored.outcome = OutcomeOf(run.evidence);
       Add(explored, BrokenByTheUpdateTool(run.evidence));
     }
     if (mends && mended.insert(ChipMemoryOf(folder.Path())).second) {
-      const SingleRun next = RunAgain(scene, folder.Path());
+      const SingleRun next = RunAgain(scene, folder.Path(), Prepared());
       Add(explored, BrokenByTheNextRun(next.evidence, clean.evidence));
     }
     return run.allFired;
   }
 
  private:
+  /// Returns the program as it was loaded, and loads it again after a loss of power took it along.
+  PreparedProgram* Prepared() {
+    if (!prepared || (canBePrepared && !prepared->IsReady())) {
+      prepared.emplace(scene.command, scene.libraries);
+      canBePrepared = prepared->IsReady();
+    }
+    return &*prepared;
+  }
+
   static void Add(ExploredRun& explored, const std::vector<std::string>& broken) {
     explored.broken.insert(explored.broken.end(), broken.begin(), broken.end());
   }
@@ -107,6 +118,8 @@ class Explorer {
   bool isUpdateTool;
   bool mends;
   TemporaryFolder folder;
+  std::optional<PreparedProgram> prepared;
+  bool canBePrepared = true;
   /// The chips that a next run was tried on.
   std::set<std::string> mended;
 };
@@ -223,7 +236,7 @@ std::vector<Faults> RunsOf(const std::vector<Moment>& moments, const Exploration
 }
 
 SingleRun RunInItsOwnFolder(const Scene& scene, const std::string& faults = "") {
-  const TemporaryFolder folder(kFolders);
+  const TemporaryFolder folder(kFolders, FolderPlace::kMemory);
   return RunOnce(scene, folder.Path(), faults);
 }
 
@@ -251,7 +264,7 @@ SingleRun RunWithoutFault(const Scene& scene) {
 }  // namespace
 
 Exploration Explore(const Scene& scene, const ExplorationPlan& plan) {
-  RemoveLeftOverFolders(kFolders);
+  RemoveLeftOverFolders(kFolders, FolderPlace::kMemory);
   const SingleRun clean = RunWithoutFault(scene);
   Scene wholeScene = scene;
   wholeScene.boardText = kWholeBoard;

@@ -160,7 +160,7 @@ std::uint32_t StatusBytesOf(const Evidence& run) {
 
 /// Puts the program on its board, and looks at what it leaves.
 SingleRun Observe(const Scene& scene, const std::string& folder, const std::string& boardText,
-                  std::size_t addedFaults) {
+                  std::size_t addedFaults, PreparedProgram* prepared) {
   const std::string state = StateIn(folder);
   const std::string runFolder = folder + "/run";
   fs::create_directory(runFolder);
@@ -180,8 +180,8 @@ SingleRun Observe(const Scene& scene, const std::string& folder, const std::stri
   const std::vector<std::string> filesBefore = FilesIn(state);
   {
     const Surroundings surroundings(folder);
-    run.evidence.status =
-        RunOnBoard({scene.command, runFolder, scene.libraries, board.probe, board.faults});
+    run.evidence.status = RunOnBoard(
+        {scene.command, runFolder, scene.libraries, board.probe, board.faults, prepared});
   }
   const Run ended(runFolder);
   if (ended.HasTrouble()) {
@@ -234,7 +234,8 @@ void Recover(const std::string& state) {
 
 }  // namespace
 
-SingleRun RunOnce(const Scene& scene, const std::string& folder, const std::string& faults) {
+SingleRun RunOnce(const Scene& scene, const std::string& folder, const std::string& faults,
+                  PreparedProgram* prepared) {
   const std::string text = scene.boardText + faults;
   const Board board = ReadBoardText(text, scene.boardName);
   const Board without = ReadBoardText(scene.boardText, scene.boardName);
@@ -242,12 +243,12 @@ SingleRun RunOnce(const Scene& scene, const std::string& folder, const std::stri
   PrepareStateFolder(state, board, scene.boardFolder, Keeping::kWhilePowered);
   Write(state + kOkName, kOldOk);
   Write(state + kFailName, kOldFail);
-  return Observe(scene, folder, text, board.faults.size() - without.faults.size());
+  return Observe(scene, folder, text, board.faults.size() - without.faults.size(), prepared);
 }
 
-SingleRun RunAgain(const Scene& scene, const std::string& folder) {
+SingleRun RunAgain(const Scene& scene, const std::string& folder, PreparedProgram* prepared) {
   Recover(StateIn(folder));
-  return Observe(scene, folder, scene.boardText, 0);
+  return Observe(scene, folder, scene.boardText, 0, prepared);
 }
 
 std::string ChipMemoryOf(const std::string& folder) {

@@ -9,6 +9,8 @@
 
 namespace vam {
 
+class PreparedProgram;
+
 /// What a run left, and what the rig knows of it.
 // NOLINTNEXTLINE(bugprone-exception-escape): Json moves without one
 struct SingleRun {
@@ -20,13 +22,14 @@ struct SingleRun {
 
 /// Runs the program of `scene` in `folder`, which exists and is empty, on its board with `faults`
 /// added. The status files hold entries of an earlier run. Throws std::runtime_error for what is no
-/// affair of the program's.
+/// affair of the program's. `prepared` is the program of `scene`, or null.
 [[nodiscard]] SingleRun RunOnce(const Scene& scene, const std::string& folder,
-                                const std::string& faults);
+                                const std::string& faults, PreparedProgram* prepared = nullptr);
 
 /// Runs the program once more on the chip that RunOnce() left in `folder`, without a fault and
 /// after the recovery that a damaged or an interrupted chip asks for.
-[[nodiscard]] SingleRun RunAgain(const Scene& scene, const std::string& folder);
+[[nodiscard]] SingleRun RunAgain(const Scene& scene, const std::string& folder,
+                                 PreparedProgram* prepared);
 
 /// Returns the bytes of the chip's memory in `folder`.
 [[nodiscard]] std::string ChipMemoryOf(const std::string& folder);

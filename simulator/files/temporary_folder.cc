@@ -25,9 +25,16 @@ namespace fs = std::filesystem;
 
 constexpr char kRandomPart[] = "XXXXXX";
 
-fs::path Parent() {
+constexpr char kFoldersInMemory[] = "/dev/shm";
+
+fs::path Parent(FolderPlace place) {
   const char* parent = std::getenv("TMPDIR");
-  return fs::absolute(parent == nullptr || *parent == '\0' ? "/tmp" : parent);
+  if (parent != nullptr && *parent != '\0') {
+    return fs::absolute(parent);
+  }
+  const bool isInMemory =
+      place == FolderPlace::kMemory && access(kFoldersInMemory, W_OK | X_OK) == 0;
+  return isInMemory ? kFoldersInMemory : "/tmp";
 }
 
 int OpenFolder(const std::string& path) {
@@ -55,11 +62,11 @@ void RemoveUnlessHeld(const std::string& path) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder(const std::string& prefix) {
+TemporaryFolder::TemporaryFolder(const std::string& prefix, FolderPlace place) {
   struct stat status = {};
   // Until it is locked, another process may take the new folder for a left-over one and remove it.
   while (status.st_nlink == 0) {
-    path = (Parent() / (prefix + "-" + kRandomPart)).string();
+    path = (Parent(place) / (prefix + "-" + kRandomPart)).string();
     if (mkdtemp(path.data()) == nullptr) {
       throw std::runtime_error(path + ": cannot be made: " + std::strerror(errno) +
                                "; point TMPDIR to a folder that you can write to");
@@ -82,10 +89,10 @@ TemporaryFolder::~TemporaryFolder() {
   close(lock);
 }
 
-void RemoveLeftOverFolders(const std::string& prefix) {
+void RemoveLeftOverFolders(const std::string& prefix, FolderPlace place) {
   std::vector<std::string> folders;
   std::error_code ignored;
-  for (fs::directory_iterator entry(Parent(), ignored), end; entry != end;
+  for (fs::directory_iterator entry(Parent(place), ignored), end; entry != end;
        entry.increment(ignored)) {
     if (HasOurForm(entry->path().filename().string(), prefix)) {
       folders.push_back(entry->path().string());

@@ -5,13 +5,20 @@
 
 namespace vam {
 
+/// Where folders are made for which TMPDIR names no place.
+enum class FolderPlace {
+  kTmp,
+  /// In memory, where the machine has such a place: much is written to it, and nothing lasts.
+  kMemory,
+};
+
 /// A folder of its owner's own, removed with everything in it when the object ends. It is locked
 /// until then.
 class TemporaryFolder {
  public:
-  /// Makes the folder in the one that TMPDIR names, else in /tmp. Its name starts with `prefix`.
+  /// Makes the folder in the one that TMPDIR names, else in `place`. Its name starts with `prefix`.
   /// Throws std::runtime_error, with a line for the user, when it cannot be made.
-  explicit TemporaryFolder(const std::string& prefix);
+  explicit TemporaryFolder(const std::string& prefix, FolderPlace place = FolderPlace::kTmp);
   ~TemporaryFolder();
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -26,7 +33,7 @@ class TemporaryFolder {
 
 /// Removes this user's folders that TemporaryFolder made with `prefix` and that no process holds
 /// any more, because it was killed. What cannot be removed stays.
-void RemoveLeftOverFolders(const std::string& prefix);
+void RemoveLeftOverFolders(const std::string& prefix, FolderPlace place = FolderPlace::kTmp);
 
 }  // namespace vam
 

@@ -25,16 +25,16 @@
 #include "simulator/run/board_paths.h"
 #include "simulator/run/group_witness.h"
 #include "simulator/run/power_line.h"
+#include "simulator/run/prepared_program.h"
 #include "simulator/run/process_tree.h"
 #include "simulator/run/program_console.h"
+#include "simulator/run/program_environment.h"
 #include "simulator/run/run.h"
 
 namespace vam {
 
 namespace {
 
-constexpr char kNodeLibrary[] = "libvam_device_node.so";
-constexpr char kScarceMemoryLibrary[] = "libvam_scarce_memory.so";
 constexpr int kNotExecutable = 126;
 constexpr int kNotFound = 127;
 constexpr int kPassedOn[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
@@ -105,33 +105,6 @@ class Signals {
   int descriptor = -1;
 };
 
-void Prepend(const char* variable, const std::string& value) {
-  const char* old = std::getenv(variable);
-  const std::string whole = old == nullptr || *old == '\0' ? value : value + ":" + old;
-  setenv(variable, whole.c_str(), 1);
-}
-
-/// Has `library` of `folder` loaded before all others.
-void Preload(const std::string& folder, const char* library) {
-  // A blank would end a path in LD_PRELOAD. The bare name is searched in LD_LIBRARY_PATH.
-  const bool hasBlank = folder.find(' ') != std::string::npos;
-  Prepend("LD_PRELOAD", hasBlank ? library : folder + "/" + library);
-}
-
-void SetUpEnvironment(const BoardProgram& program) {
-  setenv(Run::kEnvironmentVariable, program.runFolder.c_str(), 1);
-  Prepend("LD_LIBRARY_PATH", program.libraries);
-  Preload(program.libraries, kNodeLibrary);
-  const bool isShortOfMemory =
-      std::any_of(program.faults.begin(), program.faults.end(),
-                  [](const Fault& fault) { return fault.kind == Fault::Kind::kMemory; });
-  if (isShortOfMemory) {
-    Preload(program.libraries, kScarceMemoryLibrary);
-  }
-  // The address sanitizer would refuse to come after a preloaded library.
-  Prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
-}
-
 /// Returns why the file at `path` cannot be executed; 0: it can.
 int WhyNotExecutable(const std::string& path) {
   struct stat status;
@@ -171,6 +144,11 @@ void RequireInterpreter(const std::string& name, const std::string& file) {
   }
 }
 
+bool IsShortOfMemory(const BoardProgram& program) {
+  return std::any_of(program.faults.begin(), program.faults.end(),
+                     [](const Fault& fault) { return fault.kind == Fault::Kind::kMemory; });
+}
+
 /// In the child: becomes the program. Returns the error number when it cannot.
 int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& signals,
                   const ProgramConsole& console) {
@@ -179,20 +157,16 @@ int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& si
   if (getppid() != launcher) {
     return ESRCH;
   }
-  SetUpEnvironment(program);
-  std::vector<char*> arguments;
-  for (const std::string& argument : program.command) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
-  arguments.push_back(nullptr);
+  setenv(Run::kEnvironmentVariable, program.runFolder.c_str(), 1);
+  SetUpProgramEnvironment(program.libraries, IsShortOfMemory(program));
   signals.Restore();
   console.BecomeStandardOutput();
-  execvp(arguments[0], arguments.data());
+  ExecuteProgram(program.command);
   return errno;
 }
 
-/// Starts the program. Returns its process.
-pid_t Start(const BoardProgram& program, const Signals& signals, const ProgramConsole& console) {
+/// Starts the program anew. Returns its process.
+pid_t Execute(const BoardProgram& program, const Signals& signals, const ProgramConsole& console) {
   int report[2];
   if (pipe2(report, O_CLOEXEC) != 0) {
     FailOn("no pipe");
@@ -218,6 +192,18 @@ pid_t Start(const BoardProgram& program, const Signals& signals, const ProgramCo
   return child;
 }
 
+/// Starts the program, as it is prepared where it is. Returns its process.
+pid_t Start(const BoardProgram& program, const Signals& signals, const ProgramConsole& console) {
+  PreparedProgram* prepared = program.prepared;
+  if (prepared != nullptr && prepared->IsReady() && !IsShortOfMemory(program)) {
+    const pid_t started = prepared->Start(program.runFolder, console.StandardOutput());
+    if (started >= 0) {
+      return started;
+    }
+  }
+  return Execute(program, signals, console);
+}
+
 /// The program that was started, and everything that it started: all children of the launcher,
 /// which inherits them.
 class Programs {
@@ -240,9 +226,10 @@ class Programs {
   /// Returns whether the program itself still runs.
   bool ProgramRuns() const { return program != 0; }
 
-  /// Gives the program a signal that the launcher got, unless it got the signal as well.
-  void PassOn(int signal, const GroupWitness& witness) const {
-    if (!witness.Saw(signal) || getpgid(program) != getpgrp()) {
+  /// Gives the program a signal that the launcher got, unless the witness tells that it got the
+  /// signal as well.
+  void PassOn(int signal, const GroupWitness* witness) const {
+    if (witness == nullptr || !witness->Saw(signal) || getpgid(program) != getpgrp()) {
       kill(program, signal);
     }
   }
@@ -311,7 +298,7 @@ class SlowConsole {
 };
 
 /// Waits until all have ended, or until a signal ends the waiting for what the program left behind.
-void Wait(Programs& programs, const Signals& signals, const GroupWitness& witness,
+void Wait(Programs& programs, const Signals& signals, const GroupWitness* witness,
           const PowerLine& power, SlowConsole& console) {
   bool hasPower = true;
   while (programs.Reap()) {
@@ -399,12 +386,15 @@ int RunOnBoard(const BoardProgram& program) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   // Before the program starts: from then on it may expect them to be passed on.
   const Signals signals;
-  const GroupWitness witness;
+  std::optional<GroupWitness> witness;
+  if (program.prepared == nullptr) {
+    witness.emplace();
+  }
   ProgramConsole console(program.faults);
   Programs programs(Start(program, signals, console));
   console.LeaveToProgram();
   SlowConsole reader(console, program.runFolder);
-  Wait(programs, signals, witness, power, reader);
+  Wait(programs, signals, witness ? &*witness : nullptr, power, reader);
   while (console.ReadingEnd() >= 0) {
     console.PassOn();
   }

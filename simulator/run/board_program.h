@@ -9,6 +9,8 @@
 
 namespace vam {
 
+class PreparedProgram;
+
 /// A program that does not exist, or that cannot be executed.
 class NotStarted : public std::runtime_error {
  public:
@@ -31,6 +33,9 @@ struct BoardProgram {
   ProbeSection probe;
   /// Those of the program's surroundings are made here.
   std::vector<Fault> faults;
+  /// The same program, loaded; null, or not ready: it is executed anew. Where it is not null, every
+  /// signal is passed on, also one that the program got by itself.
+  PreparedProgram* prepared = nullptr;
 };
 
 /// Puts up the board's device node, runs the program, and waits until the program and everything

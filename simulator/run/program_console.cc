@@ -77,11 +77,19 @@ ProgramConsole::~ProgramConsole() {
   Close(reading);
 }
 
-void ProgramConsole::BecomeStandardOutput() const {
+int ProgramConsole::StandardOutput() const {
   if (state == Fault::Console::kClosed) {
+    return -1;
+  }
+  return writing >= 0 ? writing : STDOUT_FILENO;
+}
+
+void ProgramConsole::BecomeStandardOutput() const {
+  const int output = StandardOutput();
+  if (output < 0) {
     close(STDOUT_FILENO);
-  } else if (writing >= 0) {
-    dup2(writing, STDOUT_FILENO);
+  } else if (output != STDOUT_FILENO) {
+    dup2(output, STDOUT_FILENO);
   }
 }
 

@@ -19,6 +19,9 @@ class ProgramConsole {
   /// In the child: makes it standard output. Does nothing where that is as it should be.
   void BecomeStandardOutput() const;
 
+  /// Returns the descriptor that is to be the program's standard output; -1: it is closed.
+  [[nodiscard]] int StandardOutput() const;
+
   /// In the launcher, once the program has started: closes what is the program's alone.
   void LeaveToProgram();
 

@@ -45,6 +45,7 @@
 #include "simulator/run/board_paths.h"
 #include "simulator/run/recorded_call.h"
 #include "simulator/run/run.h"
+#include "simulator/stand_ins/prepared_start.h"
 
 namespace {
 
@@ -221,10 +222,12 @@ struct BoardPaths {
   bool isWatched = false;
 };
 
-const BoardPaths& Board() {
-  static const BoardPaths kBoard;
-  return kBoard;
+BoardPaths& FoundBoard() {
+  static BoardPaths board;
+  return board;
 }
+
+const BoardPaths& Board() { return FoundBoard(); }
 
 /// Looks up everything before the program has threads: what a thread does at a fork, its child
 /// cannot wait for.
@@ -961,6 +964,20 @@ int lutimes(const char* path, const struct timeval times[2]) noexcept {
 int futimesat(int folder, const char* path, const struct timeval times[2]) noexcept {
   return Next().futimesat(folder, Place(folder, path).OnMachine(), times);
 }
+
+// What every program calls before its main: where a prepared one waits.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+int __libc_start_main(int (*program)(int, char**, char**), int count, char** arguments,
+                      void (*begin)(), void (*end)(), void (*endOfLinker)(), void* stack) {
+  using Start =
+      int(int (*)(int, char**, char**), int, char**, void (*)(), void (*)(), void (*)(), void*);
+  if (vam::WaitForStart()) {
+    FoundBoard() = BoardPaths();
+  }
+  Start* start = Symbol{"__libc_start_main"};
+  return start(program, count, arguments, begin, end, endOfLinker, stack);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 
 // What programs call that were built with _FORTIFY_SOURCE, and, after them, what programs call that
 // were built before version 2.33 of the C library.
