@@ -208,8 +208,8 @@ std::vector<std::size_t> OneOfEachKind(const std::vector<Moment>& moments) {
   return chosen;
 }
 
-/// Returns the faults of each run that the plan asks for.
-std::vector<Faults> RunsOf(const std::vector<Moment>& moments, const ExplorationPlan& plan) {
+/// Returns the faults of each run that there is.
+std::vector<Faults> AllRunsOf(const std::vector<Moment>& moments, const ExplorationPlan& plan) {
   std::vector<Faults> runs;
   if (plan.pairs) {
     const std::vector<std::size_t> chosen = OneOfEachKind(moments);
@@ -223,6 +223,11 @@ std::vector<Faults> RunsOf(const std::vector<Moment>& moments, const Exploration
       runs.push_back({i});
     }
   }
+  return runs;
+}
+
+/// Leaves of `runs` those that the plan asks for.
+void Choose(std::vector<Faults>& runs, const ExplorationPlan& plan) {
   if (plan.sample != 0 && plan.sample < runs.size()) {
     // The same on every machine, which std::shuffle is not.
     std::mt19937_64 numbers(plan.seed);
@@ -232,7 +237,6 @@ std::vector<Faults> RunsOf(const std::vector<Moment>& moments, const Exploration
     runs.resize(plan.sample);
     std::sort(runs.begin(), runs.end());
   }
-  return runs;
 }
 
 SingleRun RunInItsOwnFolder(const Scene& scene, const std::string& faults = "") {
@@ -273,7 +277,9 @@ Exploration Explore(const Scene& scene, const ExplorationPlan& plan) {
   MomentCounts counts = clean.counts;
   counts.memoryRequests = MemoryRequestsOf(scene);
   exploration.moments = MomentsOf(clean.evidence.journal, counts);
-  const std::vector<Faults> runs = RunsOf(exploration.moments, plan);
+  std::vector<Faults> runs = AllRunsOf(exploration.moments, plan);
+  exploration.possibleRuns = runs.size();
+  Choose(runs, plan);
 
   Reports reports;
   const std::size_t workers = std::max(1U, std::thread::hardware_concurrency());

@@ -42,6 +42,8 @@ struct Exploration {
   std::vector<ExploredRun> runs;
   /// How many runs ended before one of their faults could fire.
   std::size_t withoutEffect = 0;
+  /// How many runs there are, of which a sample may have been taken.
+  std::size_t possibleRuns = 0;
 };
 
 struct ExplorationPlan {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -53,6 +54,8 @@ void ShowProgress(std::size_t ended, std::size_t all) {
 
 /// The runs of one kind of fault.
 struct Row {
+  /// The moments at which they came.
+  std::set<std::string> places;
   std::size_t runs = 0;
   std::size_t broken = 0;
   std::map<std::string, std::size_t> outcomes;
@@ -64,6 +67,14 @@ std::string KindOf(const Exploration& exploration, const ExploredRun& run) {
     kind += (kind.empty() ? "" : " and ") + exploration.moments[moment].kind;
   }
   return kind;
+}
+
+std::string PlaceOf(const Exploration& exploration, const ExploredRun& run) {
+  std::string place;
+  for (const std::size_t moment : run.moments) {
+    place += exploration.moments[moment].place + "\n";
+  }
+  return place;
 }
 
 std::string NameOf(const Exploration& exploration, const ExploredRun& run) {
@@ -80,6 +91,7 @@ std::map<std::string, Row> RowsOf(const Exploration& exploration) {
   for (const ExploredRun& run : exploration.runs) {
     Row& row = rows[KindOf(exploration, run)];
     ++row.runs;
+    row.places.insert(PlaceOf(exploration, run));
     row.broken += run.broken.empty() ? 0 : 1;
     ++row.outcomes[run.outcome];
   }
@@ -112,14 +124,16 @@ std::string InWords(const Exploration& exploration) {
 }
 
 std::string AsJson(const Exploration& exploration) {
-  nlohmann::ordered_json json = {{"runs", exploration.runs.size()},
-                                 {"broken", CountBroken(exploration)},
-                                 {"withoutEffect", exploration.withoutEffect},
-                                 {"kinds", nlohmann::ordered_json::array()},
-                                 {"violations", nlohmann::ordered_json::array()}};
+  nlohmann::ordered_json json = {
+      {"runs", exploration.runs.size()},          {"possibleRuns", exploration.possibleRuns},
+      {"broken", CountBroken(exploration)},       {"withoutEffect", exploration.withoutEffect},
+      {"kinds", nlohmann::ordered_json::array()}, {"violations", nlohmann::ordered_json::array()}};
   for (const auto& [kind, row] : RowsOf(exploration)) {
-    json["kinds"].push_back(
-        {{"kind", kind}, {"runs", row.runs}, {"broken", row.broken}, {"outcomes", row.outcomes}});
+    json["kinds"].push_back({{"kind", kind},
+                             {"moments", row.places.size()},
+                             {"runs", row.runs},
+                             {"broken", row.broken},
+                             {"outcomes", row.outcomes}});
   }
   for (const ExploredRun& run : exploration.runs) {
     if (!run.broken.empty()) {

@@ -40,6 +40,7 @@ void SetUpProgramEnvironment(const std::string& libraries, bool isShortOfMemory)
 
 void ExecuteProgram(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }

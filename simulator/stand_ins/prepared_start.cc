@@ -91,7 +91,7 @@ bool WaitForStart() {
   if (number == nullptr) {
     return false;
   }
-  const int line = std::atoi(number);
+  const int line = static_cast<int>(std::strtol(number, nullptr, 10));
   unsetenv(kPreparedLineVariable);
   const char* bindNow = std::getenv(kBindNowVariable);
   if (bindNow != nullptr && std::strcmp(bindNow, kBoundHere) == 0) {
@@ -105,7 +105,8 @@ bool WaitForStart() {
     // The process between ends at once, so that the launcher, which adopts orphans, becomes the
     // parent. It shares this one's memory, and is as cheap as a thread.
     volatile pid_t started = -1;
-    const pid_t between = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
+    // NOLINTBEGIN(clang-analyzer-unix.Vfork,clang-analyzer-security.insecureAPI.vfork)
+    const pid_t between = vfork();
     if (between == 0) {
       const pid_t self = getpid();
       // Without what a fork does to the memory, which is not this process's.
@@ -117,6 +118,7 @@ bool WaitForStart() {
       }
       _exit(0);
     }
+    // NOLINTEND(clang-analyzer-unix.Vfork,clang-analyzer-security.insecureAPI.vfork)
     waitpid(between, nullptr, 0);
     const pid_t process = started;
     static_cast<void>(send(line, &process, sizeof process, MSG_NOSIGNAL));
