@@ -123,6 +123,33 @@ TEST_F(BoardReplayTest, FromCall_LeavesOutWhatCameBefore) {
   EXPECT_EQ(Replay({UpdateTool()}, {"--from-call", "0"}).status, 125);
 }
 
+TEST_F(BoardReplayTest, FromCall_LetsTheBeginningBeAnother) {
+  const auto tool = [](const std::string& beginning) {
+    return std::vector<std::string>{"/bin/sh", "-c", beginning + "exec \"$0\"", UpdateTool()};
+  };
+  const Output recorded = Record(tool(": </dev/zelkshield; "));
+  const std::string journal = ReadFile(Recording()).value();
+  const std::string before = journal.substr(0, journal.find("\"flags\":2,"));
+  const std::string call = std::to_string(std::count(before.begin(), before.end(), '\n'));
+  ASSERT_GT(call, "1");
+  for (const char* beginning :
+       {"", ": </dev/zelkshield; ", ": </dev/zelkshield; : <//dev/zelkshield; "}) {
+    SCOPED_TRACE(beginning);
+    const Output replayed = Replay(tool(beginning), {"--from-call", call});
+    EXPECT_EQ(replayed.standardOutput, recorded.standardOutput);
+    EXPECT_EQ(replayed.standardError, "");
+    EXPECT_EQ(replayed.status, 0);
+  }
+  EXPECT_EQ(Replay(tool("")).status, 123) << "no call was left out without the option";
+  const Output other = Replay(tool(": >/dev/zelkshield; "), {"--from-call", call});
+  EXPECT_THAT(other.standardError,
+              StartsWith("vam-board: the program parts from the recording at call " + call +
+                         "\n  recorded: open "));
+  EXPECT_THAT(other.standardError,
+              HasSubstr("\n  came:     open path=\"/dev/zelkshield\" flags=577"));
+  EXPECT_EQ(other.status, 123);
+}
+
 TEST_F(BoardReplayTest, WithheldKey_IsKnownByItsDigest) {
   const std::vector<std::string> provision = {Vamctl(), "ak-provision", "--yes", "--hex",
                                               "00ff11ee"};

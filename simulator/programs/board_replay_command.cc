@@ -144,7 +144,7 @@ void AddReplayCommand(CLI::App& program, const std::vector<std::string>& typed, 
   replay->add_option("FILE", options->recording, "The journal of the recorded run")->required();
   replay
       ->add_option("--from-call", options->firstCall,
-                   "The first call of the recording that the program makes; 1 by default")
+                   "The first call of the recording that the program must make; 1 by default")
       ->type_name("N")
       ->check(CLI::PositiveNumber);
   TakeNamed(replay->add_option("--state", options->state,

@@ -62,14 +62,12 @@ RecordedThreads CallsToReplay(const RecordedRun& run, std::uint32_t first) {
   std::map<std::pair<std::uint32_t, std::int64_t>, RecordedThread> threads;
   std::uint32_t number = 0;
   for (const JournalCall& recorded : run.calls) {
-    if (++number < first) {
-      continue;
-    }
     const auto next = static_cast<std::uint32_t>(processes.size());
     const std::uint32_t process = processes.insert({recorded.process, next}).first->second;
     RecordedThread& thread = threads[{process, recorded.thread}];
     thread.process = process;
     thread.isMain = recorded.process == recorded.thread;
+    thread.beginning += ++number < first ? 1 : 0;
     thread.calls.push_back(CallToReplay(recorded, number));
   }
   RecordedThreads list;

@@ -8,8 +8,8 @@
 
 namespace vam {
 
-/// Returns the calls of a run from call `first` on (the run's first is 1), thread by thread, as a
-/// replay answers them. A thread whose calls all come before is left out.
+/// Returns the calls of a run, thread by thread, as a replay answers them. Those before call
+/// `first` of the run, whose first is 1, are the threads' beginnings.
 [[nodiscard]] RecordedThreads CallsToReplay(const RecordedRun& run, std::uint32_t first);
 
 }  // namespace vam

@@ -80,7 +80,8 @@ std::string WithheldValue(std::uint64_t length, const std::string& sha256) {
 std::string TextOfRecordedThreads(const RecordedThreads& threads) {
   std::string text;
   for (const RecordedThread& thread : threads) {
-    text += "thread\t" + std::to_string(thread.process) + (thread.isMain ? "\t1\n" : "\t0\n");
+    text += "thread\t" + std::to_string(thread.process) + (thread.isMain ? "\t1\t" : "\t0\t") +
+            std::to_string(thread.beginning) + "\n";
     for (const RecordedCall& call : thread.calls) {
       text.append(std::to_string(call.number)).append("\t");
       text.append(PlatformCallName(call.call)).append("\t").append(call.words);
@@ -99,7 +100,7 @@ RecordedThreads ReadRecordedThreads(const std::string& text) {
   for (std::string line; std::getline(lines, line);) {
     const std::vector<std::string> fields = Fields(line);
     if (fields[0] == "thread") {
-      threads.push_back({ToNumber(fields[1]), fields[2] == "1", {}});
+      threads.push_back({ToNumber(fields[1]), fields[2] == "1", ToNumber(fields[3]), {}});
       continue;
     }
     RecordedCall call;

@@ -55,6 +55,10 @@ struct RecordedThread {
   std::uint32_t process = 0;
   /// Whether it is the thread that the process began with.
   bool isMain = false;
+  /// How many calls, from the first on, make up a beginning. What replays them may make these in
+  /// any order and number, until it asks what the first call after them asks.
+  std::uint32_t beginning = 0;
+  /// Never empty.
   std::vector<RecordedCall> calls;
 };
 

@@ -26,13 +26,17 @@
 #include "journal/journal_text.h"
 #include "simulator/board/platform_calls.h"
 #include "simulator/run/recorded_call.h"
+#include "simulator/run/run_file.h"
 
 namespace vam {
 
 struct ReplayPosition {
   /// The process and the thread that play it; 0: nobody yet.
   std::atomic<std::uint64_t> player;
-  std::atomic<std::uint32_t> next;
+  /// How many calls after the beginning were made.
+  std::atomic<std::uint32_t> made;
+  /// Where the beginning's next answer is searched first.
+  std::atomic<std::uint32_t> nextOfBeginning;
 };
 
 namespace {
@@ -42,38 +46,12 @@ constexpr char kPositionsFile[] = "/recording-positions";
 /// A player is a process above a thread.
 constexpr unsigned kProcessShift = 32;
 
-[[noreturn]] void FailOn(const std::string& path) {
-  throw std::runtime_error(path + ": " + std::strerror(errno));
-}
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << bytes;
-  file.close();
-  if (!file) {
-    FailOn(path);
-  }
-}
-
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    FailOn(path);
+    FailOnRunFile(path);
   }
   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-ReplayPosition* MapPositions(const std::string& path, std::size_t size) {
-  const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  if (file < 0) {
-    FailOn(path);
-  }
-  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-  close(file);
-  if (mapped == MAP_FAILED) {
-    FailOn(path);
-  }
-  return static_cast<ReplayPosition*>(mapped);
 }
 
 /// A recording of no call has room for a position too: no mapping is empty.
@@ -114,6 +92,30 @@ std::string WhereItParts(const RecordedCall& recorded, const Question& question)
   return "the program parts from the recording at " + Numbered(recorded) +
          "\n  recorded: " + Shortened(recorded.words) +
          "\n  came:     " + Shortened(question.InWords());
+}
+
+/// Returns the first call that `thread` must make: the last of those that it may, where it must
+/// make none.
+const RecordedCall& FirstCall(const RecordedThread& thread) {
+  return thread.calls[std::min<std::size_t>(thread.beginning, thread.calls.size() - 1)];
+}
+
+/// Returns the beginning's next call from `place` on, and then from its start, that asks
+/// `question`; its size where none does.
+std::size_t PlaceInBeginning(const RecordedThread& thread, const Question& question,
+                             std::size_t place) {
+  for (std::size_t i = 0; i < thread.beginning; ++i) {
+    const std::size_t next = (place + i) % thread.beginning;
+    if (question.IsAskedIn(thread.calls[next])) {
+      return next;
+    }
+  }
+  return thread.beginning;
+}
+
+bool CanBeginWith(const RecordedThread& thread, const Question& question) {
+  return question.IsAskedIn(FirstCall(thread)) ||
+         PlaceInBeginning(thread, question, 0) < thread.beginning;
 }
 
 std::string WhereItEnds(const std::string& where, const Question& question) {
@@ -166,8 +168,8 @@ bool Question::IsAskedIn(const RecordedCall& recorded) const {
 }
 
 void Replay::Prepare(const std::string& runFolder, const RecordedThreads& threads) {
-  WriteFile(runFolder + kCallsFile, TextOfRecordedThreads(threads));
-  WriteFile(runFolder + kPositionsFile, std::string(SizeOf(threads), '\0'));
+  WriteRunFile(runFolder + kCallsFile, TextOfRecordedThreads(threads));
+  WriteRunFile(runFolder + kPositionsFile, std::string(SizeOf(threads), '\0'));
 }
 
 bool Replay::IsIn(const std::string& runFolder) {
@@ -176,7 +178,8 @@ bool Replay::IsIn(const std::string& runFolder) {
 
 Replay::Replay(const std::string& runFolder)
     : threads(ReadRecordedThreads(ReadFile(runFolder + kCallsFile))),
-      positions(MapPositions(runFolder + kPositionsFile, SizeOf(threads))) {}
+      positions(
+          static_cast<ReplayPosition*>(MapRunFile(runFolder + kPositionsFile, SizeOf(threads)))) {}
 
 Replay::~Replay() { munmap(positions, SizeOf(threads)); }
 
@@ -230,13 +233,13 @@ std::size_t Replay::ThreadFor(const Question& question) {
   }
   std::vector<std::size_t> alike;
   for (const std::size_t thread : free) {
-    if (question.IsAskedIn(threads[thread].calls.front()) &&
+    if (CanBeginWith(threads[thread], question) &&
         (alike.empty() || threads[alike.front()].process == threads[thread].process)) {
       alike.push_back(thread);
     }
   }
   if (alike.empty()) {
-    throw PartsFromRecording(WhereItParts(threads[free.front()].calls.front(), question));
+    throw PartsFromRecording(WhereItParts(FirstCall(threads[free.front()]), question));
   }
   // Threads that begin alike are told apart by their age: older ones are to come that do not play
   // yet.
@@ -249,23 +252,32 @@ std::size_t Replay::ThreadFor(const Question& question) {
 }
 
 const RecordedCall& Replay::Answer(const Question& question) {
-  const std::size_t thread = ThreadFor(question);
-  const std::vector<RecordedCall>& calls = threads[thread].calls;
-  const std::uint32_t next = positions[thread].next.load();
-  if (next == calls.size()) {
-    throw RecordingIsOver(WhereItEnds("after " + Numbered(calls.back()), question));
+  const std::size_t playing = ThreadFor(question);
+  const RecordedThread& thread = threads[playing];
+  ReplayPosition& position = positions[playing];
+  const std::uint32_t made = position.made.load();
+  const std::size_t next = std::size_t{thread.beginning} + made;
+  if (next < thread.calls.size() && question.IsAskedIn(thread.calls[next])) {
+    position.made.store(made + 1);
+    return thread.calls[next];
   }
-  if (!question.IsAskedIn(calls[next])) {
-    throw PartsFromRecording(WhereItParts(calls[next], question));
+  if (made == 0) {
+    const std::size_t place = PlaceInBeginning(thread, question, position.nextOfBeginning.load());
+    if (place < thread.beginning) {
+      position.nextOfBeginning.store(static_cast<std::uint32_t>(place + 1));
+      return thread.calls[place];
+    }
   }
-  positions[thread].next.store(next + 1);
-  return calls[next];
+  if (next == thread.calls.size()) {
+    throw RecordingIsOver(WhereItEnds("after " + Numbered(thread.calls.back()), question));
+  }
+  throw PartsFromRecording(WhereItParts(thread.calls[next], question));
 }
 
 std::string Replay::WhatIsLeft() const {
   const RecordedCall* first = nullptr;
   for (std::size_t i = 0; i < threads.size(); ++i) {
-    const std::uint32_t next = positions[i].next.load();
+    const std::size_t next = threads[i].beginning + positions[i].made.load();
     if (next < threads[i].calls.size() &&
         (first == nullptr || threads[i].calls[next].number < first->number)) {
       first = &threads[i].calls[next];

@@ -32,6 +32,7 @@
 #include "simulator/run/power_line.h"
 #include "simulator/run/recorded_call.h"
 #include "simulator/run/replay.h"
+#include "simulator/run/run_file.h"
 
 namespace vam {
 
@@ -45,22 +46,9 @@ constexpr char kJournalLink[] = "/journal";
 constexpr char kUnwritable[] = "the journal cannot be written: ";
 constexpr char kJournalSettingsFile[] = "/journal-settings";
 
-[[noreturn]] void FailOn(const std::string& path) {
-  throw std::runtime_error(path + ": " + std::strerror(errno));
-}
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << bytes;
-  file.close();
-  if (!file) {
-    FailOn(path);
-  }
-}
-
 void Link(const std::string& target, const std::string& path) {
   if (symlink(target.c_str(), path.c_str()) != 0) {
-    FailOn(path);
+    FailOnRunFile(path);
   }
 }
 
@@ -101,17 +89,7 @@ namespace {
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share the counters");
 
 SharedByRun* MapShared(const std::string& runFolder, std::size_t size) {
-  const std::string file = runFolder + kSharedFile;
-  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
-  if (descriptor < 0) {
-    FailOn(file);
-  }
-  void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  close(descriptor);
-  if (mapped == MAP_FAILED) {
-    FailOn(file);
-  }
-  return static_cast<SharedByRun*>(mapped);
+  return static_cast<SharedByRun*>(MapRunFile(runFolder + kSharedFile, size));
 }
 
 std::size_t SizeOfShared(const Board& board) {
@@ -149,7 +127,7 @@ void PrepareSurroundings(const std::string& runFolder, const Board& board) {
                 (fault.kind == Fault::Kind::kStatusFile && !fault.IsThereFromTheStart());
   }
   if (isWatched) {
-    WriteFile(runFolder + kWatchFile, "");
+    WriteRunFile(runFolder + kWatchFile, "");
   }
   if (!requests.empty()) {
     const std::uint32_t head[] = {0, static_cast<std::uint32_t>(requests.size())};
@@ -157,7 +135,7 @@ void PrepareSurroundings(const std::string& runFolder, const Board& board) {
     std::string bytes(reinterpret_cast<const char*>(head), sizeof head);
     bytes.append(reinterpret_cast<const char*>(requests.data()),
                  requests.size() * sizeof requests[0]);
-    WriteFile(runFolder + kMemoryRequestsFile, bytes);
+    WriteRunFile(runFolder + kMemoryRequestsFile, bytes);
   }
 }
 
@@ -208,16 +186,16 @@ void Run::Prepare(const std::string& runFolder, const std::string& boardText,
                   const std::string& boardName, const std::string& stateFolder,
                   const std::string& journalFile, const JournalSettings& settings) {
   const Board board = ReadBoardText(boardText, boardName);
-  WriteFile(runFolder + kBoardFile, boardText);
-  WriteFile(runFolder + kSharedFile, std::string(SizeOfShared(board), '\0'));
+  WriteRunFile(runFolder + kBoardFile, boardText);
+  WriteRunFile(runFolder + kSharedFile, std::string(SizeOfShared(board), '\0'));
   PrepareSurroundings(runFolder, board);
   if (!stateFolder.empty()) {
     Link(stateFolder, runFolder + kState);
   }
   if (!journalFile.empty()) {
     Link(journalFile, runFolder + kJournalLink);
-    WriteFile(runFolder + kJournalSettingsFile,
-              std::to_string(settings.start) + (settings.withKeys ? " 1" : " 0"));
+    WriteRunFile(runFolder + kJournalSettingsFile,
+                 std::to_string(settings.start) + (settings.withKeys ? " 1" : " 0"));
   }
 }
 
