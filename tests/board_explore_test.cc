@@ -64,6 +64,14 @@ TEST_F(BoardExploreTest, UpdateTool_UnderSampledFaults_BreaksNoRule) {
   EXPECT_EQ(results["runs"].get<int>() + results["withoutEffect"].get<int>(), 60);
   EXPECT_EQ(results["broken"], 0);
   EXPECT_EQ(results["violations"], Json::array());
+  int ended = 0;
+  for (const Json& kind : results["kinds"]) {
+    if (kind["kind"].get<std::string>().rfind("signal after", 0) == 0) {
+      EXPECT_EQ(kind["outcomes"], Json({{"ended early", kind["runs"]}}));
+      ended += kind["runs"].get<int>();
+    }
+  }
+  EXPECT_GT(ended, 4);
 }
 
 TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {
