@@ -6,7 +6,7 @@ set -euo pipefail
 build=$2 work=$3
 
 rm -rf "$work"
-mkdir -p "$work/root"
+mkdir -p "$work/root" "$work/packages"
 # rpmbuild works in no folder whose path has a blank.
 packages=$(mktemp -d)
 trap 'rm -rf "$packages"' EXIT
@@ -14,6 +14,8 @@ cpack -G RPM --config "$build/CPackConfig.cmake" -B "$packages" >"$work/log" 2>&
   tail -n 20 "$work/log"
   exit 1
 }
+# For the test of what stands beside them.
+cp "$packages"/*.rpm "$packages"/*.json "$work/packages"
 cd "$packages"
 diff <(rpm --query --package ./*.rpm --queryformat '%{NAME} %{ARCH}\n') - <<TEXT
 libvam-dev $(uname -m)
