@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -199,6 +200,51 @@ TEST_F(RecorderTest, ReplayedRecording_IsTheSameRun) {
     EXPECT_EQ(replayed.status, recorded.status);
     EXPECT_EQ(replayed.standardOutput, recorded.standardOutput);
     EXPECT_EQ(replayed.standardError, recorded.standardError);
+  }
+}
+
+TEST_F(RecorderTest, EveryCommandOfVamctl_IsRecordedAndReplayed) {
+  const std::vector<Words> commands = {
+      {"get-info"},
+      {"get-app-info"},
+      {"self-test-all"},
+      {"get-public-key-status"},
+      {"ak-provision-rpmb", "--yes"},
+      {"remove-ak-keys", "--yes"},
+      {"force-recovery", "--yes"},
+      {"force-recovery-sp", "--yes"},
+      {"ak-provision", "--yes", "--hex", "00ff"},
+      {"check-vam-ak", "--hex", "00ff"},
+      {"get-hack-info", "--size", "8"},
+      {"update-fw", "--yes", "3"},
+      {"older-update-fw", "--yes", "3"},
+      {"get-fw-info"},
+      {"older-get-fw-info"},
+  };
+  const std::string help = Capture({Vamctl(), "--help"}).standardOutput;
+  const std::regex subcommand("\n  ([a-z][-a-z]+) ");
+  const auto listed = std::distance(std::sregex_iterator(help.begin(), help.end(), subcommand),
+                                    std::sregex_iterator());
+  // One reads the status files and asks nothing of the platform.
+  ASSERT_EQ(static_cast<std::size_t>(listed), commands.size() + 1) << help;
+  // A few, unless all are asked for.
+  const std::size_t step = std::getenv("VAM_ALL_BOARDS") != nullptr ? 1 : 4;
+  for (std::size_t i = 0; i < commands.size(); i += step) {
+    const Words program = Joined({Vamctl()}, commands[i]);
+    SCOPED_TRACE(commands[i][0]);
+    EXPECT_THAT(help, HasSubstr("\n  " + commands[i][0] + " "));
+    const Output plain = Capture(OnBoard("update-needed", program), BoardEnvironment());
+    const Output recorded = RecordOnBoard("update-needed", program);
+    EXPECT_EQ(recorded.status, plain.status);
+    EXPECT_EQ(recorded.standardOutput, plain.standardOutput);
+    EXPECT_EQ(recorded.standardError, plain.standardError);
+    EXPECT_THAT(Recording(), HasSubstr("TEEC_InvokeCommand"));
+    EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
+    const Output replayed =
+        Capture(Joined({BoardLauncher(), "replay", File(), "--"}, program), BoardEnvironment());
+    EXPECT_EQ(replayed.status, plain.status);
+    EXPECT_EQ(replayed.standardOutput, plain.standardOutput);
+    EXPECT_EQ(replayed.standardError, plain.standardError);
   }
 }
 
