@@ -119,8 +119,8 @@ TEST_F(BoardSurroundingsTest, Console_ThatIsSlow_GetsEveryLine) {
   EXPECT_EQ(output.standardOutput, whole);
   // Who does not wait for room loses its line.
   const Output impatient =
-      Run(kVerifying, "[[fault]]\nconsole = \"slow\"\n", {"/bin/echo", "line"});
-  EXPECT_THAT(impatient.standardError, HasSubstr("Resource temporarily unavailable"));
+      Run(kVerifying, "[[fault]]\nconsole = \"slow\"\n", {"/bin/sh", "-c", "echo line"});
+  EXPECT_NE(impatient.status, 0);
   EXPECT_EQ(impatient.standardOutput, "");
 }
 
