@@ -2,7 +2,8 @@
 # Runs the jobs of one test on the virtual device, which is prepared already. The device's own count
 # of checks decides: the marker, which a job writes last, must name exactly the expected number and
 # no failure.
-# Usage: virtual_device_test.sh SOURCE BUILD boards-arm64|boards-armhf|edges|power-cut|recordings|service
+# Usage: virtual_device_test.sh SOURCE BUILD TEST
+# TEST is boards-arm64, boards-armhf, edges, power-cut, power-cuts, recordings or service.
 set -euo pipefail
 cd "$1"
 build=$2 test=$3
@@ -125,6 +126,46 @@ case $test in
         failed "the power was not cut after write $writes"
       boot after_cut 5
     done
+    ;;
+  power-cuts)
+    # Cuts a run on a new chip at moments spread over it: after each command and after each write of the
+    # chip, which the trusted application traces, and at equal steps of the time that an uncut run takes.
+    # The next boot recovers what it must.
+    cuts=${VAM_CUTS:-200}
+    commands=4 writes=4
+    # cut_run JOB WHEN...
+    cut_run() {
+      rm -rf "$folder"/{secure-storage,begun,ended,left}
+      mkdir "$folder/secure-storage"
+      cp "$tests/virtual_device/$1.sh" "$folder/job"
+      virtual_device/boot "$folder" "${@:2}" || failed "the power was not cut: $*"
+    }
+    recover() {
+      boot after_any_cut 3 >>"$folder/boots"
+      cat "$folder/left" >>"$folder/tally"
+    }
+    cut_run long_cut --cut-after ended 0
+    [ "$(grep -c 'command [0-9]*: ' "$folder/secure-world.log")" = "$commands" ] ||
+      failed "a run has not $commands commands"
+    step=$(stat -c %.6Y "$folder/begun" "$folder/ended" |
+      awk -v steps=$((cuts - commands - writes)) 'NR == 1 { begun = $1 } END { print ($1 - begun) / steps }')
+    for ((command = 1; command <= commands; ++command)); do
+      cut_run long_cut --cut-at ' command ' "$command"
+      recover
+    done
+    for ((write = 1; write <= writes; ++write)); do
+      echo "$write" >"$folder/writes"
+      cut_run cut --cut-at "the power is cut here"
+      recover
+    done
+    for ((i = 0; i < cuts - commands - writes; ++i)); do
+      cut_run long_cut --cut-after begun "$(awk -v step="$step" -v i="$i" 'BEGIN { print step * i }')"
+      recover
+    done
+    echo "$cuts cuts, one every $step s; the next run met:"
+    sort "$folder/tally" | uniq -c
+    # The cuts after the writes meet both.
+    [ "$(sort -u "$folder/tally" | wc -l)" = 2 ] || failed "no cut interrupted an update, or every one did"
     ;;
   recordings)
     # Each build of the tool; the run without a supplicant; the two that panic.
