@@ -120,6 +120,10 @@ cmake --build "$build" --parallel 2 >"$work/build.log" 2>&1 || {
   exit 1
 }
 
+# in_c PROGRAM OPTION...: a program in C, against the headers and the libraries of the options.
+in_c() { "$compiler" -x c -std=c11 -Wall -Werror "$source/tests/sdk/program.c" "${@:2}" -o "$1"; }
+in_c "$work/program" -I "$sdk/include/gp" -L "$sdk/lib" -lteec
+
 # The status files of the run stay apart from those of this machine.
 status=0
 WORK=$work "$in_private_tmp" bash -euc '
@@ -129,7 +133,10 @@ WORK=$work "$in_private_tmp" bash -euc '
     "$WORK/build/sbin/vam-update" >"$WORK/console" || status=$?
   LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/build/bin/vam-record" \
     -o /mnt/run.journal -- "$WORK/build/sbin/vam-update" >"$WORK/recorded.console"
-  cp /mnt/run.journal "$WORK"
+  LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/program" >"$WORK/program.console"
+  LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/build/bin/vam-record" -o /mnt/program.journal -- "$WORK/program" |
+    diff - "$WORK/program.console"
+  cp /mnt/run.journal /mnt/program.journal "$WORK"
   rm /tmp/VAM_OK
   LD_PRELOAD=/mnt/libnode.so LD_LIBRARY_PATH=$WORK/sdk/lib "$WORK/build/sbin/vam-update" >/mnt/again
   find /tmp -xdev -type f -printf "%f: " -exec cat {} + >"$WORK/status-files"
@@ -153,6 +160,12 @@ for line in '"call":"CNolvWsm::CNolvWsm","sharedMemory":1,"marshaller":1}' \
   '"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1}'; do
   grep -qF "$line" "$work/run.journal" || { cat "$work/run.journal" && echo "not recorded: $line" && exit 1; }
 done
+# A program without a marshaller has the bytes of its memory recorded, before the call and after it.
+diff "$work/program.console" - <<<"0 4 10 100"
+grep -q '"params":\[{"sharedMemory":1,"size":8192,"offset":0,"before":"0000.*"after":"0a00000064000000' \
+  "$work/program.journal" || { cat "$work/program.journal" && exit 1; }
+in_c "$work/program-here" -I "$source/simulator/stand_ins" -L "$pc/lib/vam-simulator" -lteec
+"$pc/bin/vam-board" replay "$work/program.journal" -- "$work/program-here" | diff - "$work/program.console"
 diff "$work/status-files" - <<<"VAM_OK: Updated FW version: 2.0,17/4,X "
 [ "$status" = 0 ]
 
