@@ -41,6 +41,7 @@ constexpr char kHelp[] =
     "cannot be executed, 127 there is no such program.\n";
 
 /// Says one line on standard error. Returns kTrouble.
+// NOLINTNEXTLINE(cert-dcl50-cpp): a template would be code for each message.
 [[gnu::format(printf, 1, 2)]] int Tell(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
