@@ -100,12 +100,13 @@ TEST_F(BoardExploreTest, Entry_ThatIsLost_IsFound) {
 }
 
 TEST_F(BoardExploreTest, NextRun_ThatDoesNotMend_IsFound) {
-  ExpectFound(Planted("if grep -q 'vam_updateFW failed' /tmp/VAM_FAIL; then exit 0; fi\n$tool\n"),
-              "the next run leaves a whole chip and VAM_OK");
+  ExpectFound(
+      Planted("if grep -q 'vam_updateFW failed' /tmp/VAM_FAIL; then exit 0; fi\n\"$tool\"\n"),
+      "the next run leaves a whole chip and VAM_OK");
 }
 
 TEST_F(BoardExploreTest, CallAfterTheVerdict_IsFound) {
-  const Output output = Explore({}, Planted(": >>/tmp/VAM_OK\n$tool\n"));
+  const Output output = Explore({}, Planted(": >>/tmp/VAM_OK\n\"$tool\"\n"));
   EXPECT_EQ(output.status, 125);
   EXPECT_EQ(output.standardError,
             "vam-board: the run without a fault breaks a rule: no call after the verdict: 63\n");

@@ -73,7 +73,8 @@ unshare --mount --pid --fork --propagation private bash -euc '
     touch "$root/dev/$node"
     mount --bind "/dev/$node" "$root/dev/$node"
   done
-  PATH=/usr/sbin:/usr/bin:/sbin:/bin exec chroot "$root" bash /session' bash "$root" \
+  exec env --ignore-environment HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin \
+    chroot "$root" bash /session' bash "$root" \
   >"$work/console" 2>&1 || status=$?
 cat "$work/console"
 [ "$status" = 0 ] || exit 1
