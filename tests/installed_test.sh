@@ -20,6 +20,14 @@ recorder=${words[0]} tool=${words[-1]}
 }
 mv "$work/first" "$prefix"
 
+diff <(ls "$prefix/bin") - <<'TEXT' || { echo "other programs are installed (<) than named here (>)" && exit 1; }
+vam-board
+vam-image
+vam-record
+vam-verdict
+vamctl
+TEXT
+
 cp -r "$source/tests/installed" "$work/consumer"
 (cd "$prefix/include/vam" && find . -name '*.h' -printf '%P\n' | LC_ALL=C sort) >"$work/headers"
 diff "$work/headers" - <<'TEXT' || { echo "other headers are installed (<) than named here (>)" && exit 1; }
