@@ -313,18 +313,20 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
                              const void* connectionData, TEEC_Operation* operation,
                              std::uint32_t* returnOrigin) {
   const Call call;
+  Parameters parameters(operation);
+  call.Prepare([&] { parameters.ReadBefore(); });
   std::uint32_t ownOrigin = 0;
   std::uint32_t* origin = returnOrigin == nullptr ? &ownOrigin : returnOrigin;
   const TEEC_Result result = nextOpenSession.As<decltype(TEEC_OpenSession)>()(
       context, session, destination, connectionMethod, connectionData, operation, origin);
-  call.Record("TEEC_OpenSession", [=](JournalLine& line) {
+  call.Record("TEEC_OpenSession", [&](JournalLine& line) {
     line.Number("context", contexts.Of(KeyOf(context)))
         .Text("destination", destination == nullptr ? nullptr : UuidText(*destination).c_str())
         .Number("connectionMethod", connectionMethod)
         .Text("connectionData", connectionData == nullptr ? nullptr : "given")
-        .Text("operation", operation == nullptr ? nullptr : "given")
-        .Result(result)
-        .Origin(*origin);
+        .Text("operation", operation == nullptr ? nullptr : "given");
+    parameters.AddTo(line, false);
+    line.Result(result).Origin(*origin);
     if (result == TEEC_SUCCESS) {
       line.Number("session", sessions.Make(KeyOf(session)));
     }

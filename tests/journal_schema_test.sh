@@ -23,7 +23,7 @@ record key-asked-for update-needed --with-keys -- "$build/bin/vamctl" ak-provisi
 record hack-information update-needed -- "$build/bin/vamctl" get-hack-info --size 8
 record no-update update-needed -- "$build/bin/vamctl" update-fw -- -1
 record node update-needed -- "$node_probe" /dev/zelkshield open bad-pointers in-child in-threads
-record no-marshaller update-needed -- "$tee_probe" temporary part values bad-memory own-memory cancelled
+record no-marshaller update-needed -- "$tee_probe" temporary part values bad-memory own-memory cancelled session-with-parameters
 cat >/tmp/services.toml <<'BOARD'
 [settings]
 "db/comss/serialnumber" = "é \" \\ \u0001"

@@ -189,6 +189,7 @@ TEST_F(RecorderTest, ReplayedRecording_IsTheSameRun) {
       {"/bin/sh", "-c", R"(exec "$0" /dev/zelkshield use-3 3<>/dev/zelkshield)", VAM_NODE_PROBE},
       {VAM_TEE_PROBE, "temporary", "part", "whole", "values", "keys", "own-memory"},
       {VAM_TEE_PROBE, "cancelled"},
+      {VAM_TEE_PROBE, "session-with-parameters"},
       {VAM_TEE_PROBE, "fork"},
       {VAM_TEE_PROBE, "threads"},
   };
@@ -309,6 +310,16 @@ TEST_F(RecorderTest, MemoryOfTheProgramsOwn_IsRecordedWhereItIsRegistered) {
               HasSubstr(R"("params":[{"sharedMemory":1,"before":"0809)" + std::string(124, '0') +
                         R"(","after":")" + after));
   EXPECT_THAT(LinesWith("TEEC_ReleaseSharedMemory", Recording()), HasSubstr("\"sharedMemory\":1}"));
+}
+
+TEST_F(RecorderTest, SessionThatIsOpenedWithParameters_HasThemRecorded) {
+  const Output output = RecordOnBoard("update-needed", {VAM_TEE_PROBE, "session-with-parameters"});
+  // The trusted application takes none.
+  EXPECT_EQ(output.standardOutput, "ffff0006 1\n");
+  EXPECT_EQ(WithoutBytes(CallsIn(Recording())), WithoutBytes(BoardsCalls()));
+  EXPECT_THAT(LinesWith("TEEC_OpenSession", Recording()),
+              HasSubstr(R"("operation":"given","paramTypes":81,"params":[{"a":1,"b":2},)"
+                        R"({"size":4,"before":"09080706"}],"result":{"number":4294901766,)"));
 }
 
 TEST_F(RecorderTest, Cancellation_IsRecordedInItsThread) {

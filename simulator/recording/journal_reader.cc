@@ -96,6 +96,8 @@ const Members& MembersOf(PlatformCall call) {
         {"connectionMethod", Kind::kUnsigned32},
         {"connectionData", Kind::kGiven},
         {"operation", Kind::kGiven},
+        {"paramTypes", Kind::kUnsigned32, kOptional},
+        {"params", Kind::kParameters, kOptional},
         {"result", Kind::kTeeResult},
         {"origin", Kind::kOrigin},
         {"session", Kind::kCount, kOptional},

@@ -653,6 +653,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   if (destination != nullptr) {
     DescribeUuid(*destination, uuid);
   }
+  const Parameters parameters(operation, world);
   const auto ask = [&](auto& asked) {
     asked.Number("context", contextNumber)
         .Text("destination", destination == nullptr ? nullptr : uuid)
@@ -662,8 +663,13 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
   };
   const vam::Fault* fault = vam::FireFaultOn(PlatformCall::kOpenSession);
   Outcome outcome = {TEEC_SUCCESS, TEEC_ORIGIN_TRUSTED_APP};
-  if (const vam::RecordedCall* recorded = vam::FindRecorded(PlatformCall::kOpenSession, ask)) {
+  if (const vam::RecordedCall* recorded =
+          vam::FindRecorded(PlatformCall::kOpenSession, [&](vam::Question& question) {
+            ask(question);
+            parameters.Ask(question);
+          })) {
     outcome = OutcomeIn(*recorded);
+    parameters.Answer(operation, *recorded);
     if (recorded->Has("session") && session != nullptr) {
       world.AddSession(*session, recorded->Ordinal("session"), contextNumber);
     }
@@ -685,6 +691,7 @@ TEEC_Result TEEC_OpenSession(TEEC_Context* context, TEEC_Session* session,
 
   vam::JournalLine line = vam::LineOf(PlatformCall::kOpenSession);
   ask(line);
+  parameters.AddTo(line, false);
   line.Result(outcome.result).Origin(outcome.origin);
   if (outcome.result == TEEC_SUCCESS && session != nullptr) {
     line.Number("session", session->number);

@@ -155,6 +155,22 @@ void Threads() {
   }
 }
 
+void SessionWithParameters() {
+  TEEC_Context context = {};
+  TEEC_Session session = {};
+  unsigned char bytes[] = {9, 8, 7, 6};
+  TEEC_Operation operation = {};
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_VALUE_INPUT, TEEC_MEMREF_TEMP_INPUT, 0, 0);
+  operation.params[0].value = {1, 2};
+  operation.params[1].tmpref = {bytes, sizeof bytes};
+  std::uint32_t origin = 0;
+  TEEC_InitializeContext(nullptr, &context);
+  const TEEC_Result result =
+      TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, nullptr, &operation, &origin);
+  TEEC_FinalizeContext(&context);
+  std::printf("%x %u\n", static_cast<unsigned>(result), static_cast<unsigned>(origin));
+}
+
 void Fork() {
   const Connection connection;
   const pid_t child = fork();
@@ -195,6 +211,7 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"own-memory", &OwnMemory},
       {"cancelled", &Cancelled},
       {"values", &Values},
+      {"session-with-parameters", &SessionWithParameters},
       {"bad-memory", &BadMemory},
       {"threads", &Threads},
       {"fork", &Fork},
