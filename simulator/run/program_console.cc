@@ -62,7 +62,7 @@ ProgramConsole::ProgramConsole(const std::vector<Fault>& faults) {
     return;
   }
   fcntl(writing, F_SETPIPE_SZ, kSmallestPipe);
-  // The launcher does not wait for a process that was left behind.
+  // A process that outlives the program may keep the pipe open; no read waits for it.
   fcntl(reading, F_SETFL, O_NONBLOCK);
   fcntl(writing, F_SETFL, O_NONBLOCK);
   const char filler[kChunk] = {};
