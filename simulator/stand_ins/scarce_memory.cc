@@ -26,9 +26,16 @@
 
 namespace {
 
+/// Whether this thread looks for a function of the C library's. Before glibc 2.34 the search itself
+/// asks calloc for memory, and does without where it gets none.
+thread_local bool isSearching = false;
+
 template <typename Function>
 Function* NextSymbol(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+  isSearching = true;
+  auto* const next = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+  isSearching = false;
+  return next;
 }
 
 /// Code of one kind in this process.
@@ -185,6 +192,9 @@ void* malloc(std::size_t size) noexcept {
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
+  if (isSearching) {
+    return nullptr;
+  }
   static auto* const kNext = NextSymbol<void*(std::size_t, std::size_t)>("calloc");
   return IsRefused() ? nullptr : kNext(count, size);
 }
