@@ -38,7 +38,7 @@ class BoardExploreDefectsTest : public ::testing::Test {
     for (const Json& violation : found["violations"]) {
       for (const std::string each : violation["rules"]) {
         if (each.rfind(rule, 0) == 0) {
-          faults.insert(violation["fault"]);
+          faults.insert(violation["fault"].get<std::string>());
         }
       }
     }

@@ -133,10 +133,6 @@ TEST_F(DeviceNodeTest, Present_EachCall_ShowsTheBoardsDevice) {
 }
 
 TEST_F(DeviceNodeTest, SanitizedProgram_EachCall_ShowsTheBoardsDevice) {
-#if defined(__GNUC__) && __GNUC__ < 10 && !defined(__clang__)
-  GTEST_SKIP()
-      << "GCC 9's sanitizer refuses memory that the node's library took by its operator new";
-#endif
   EXPECT_EQ(Probe({}, "update-needed", VAM_SANITIZED_NODE_PROBE), EveryCallOnTheNode());
 }
 
