@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# scripts/mutants, in a project of one source and one test: what becomes of each change, the page that it
+# prints of them, a copy that is worked on instead of the checkout, and what it refuses.
+# Usage: mutants_test.sh SOURCE BUILD COMPILER
+set -euo pipefail
+source=$1 build=$2 compiler=$3
+work=$(mktemp -d "$build/mutants-test.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+export CXX=$compiler
+mkdir -p "$work"/{scripts,room,tests,docs}
+cp "$source/scripts/mutants" "$work/scripts"
+mutants=$work/scripts/mutants
+cd "$work"
+cat >CMakeLists.txt <<'CMAKE'
+cmake_minimum_required(VERSION 3.18)
+project(small CXX)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+enable_testing()
+add_subdirectory(room)
+CMAKE
+cat >room/CMakeLists.txt <<'CMAKE'
+add_executable(sum_test sum.cc sum_test.cc)
+target_compile_definitions(sum_test PRIVATE FOLDER="${CMAKE_CURRENT_SOURCE_DIR}")
+add_test(NAME sum_test COMMAND sum_test)
+CMAKE
+cat >room/sum.cc <<'CODE'
+// A comment has no code: 1 + 1.
+int Sum(int a, int b) { return a + b; }
+const char* Name() { return "sum"; }
+unsigned char limit = {255};
+static int Unused() { return 7; }
+bool IsPositive(int a) {
+  bool is = false;
+  if (a > 0)
+    is = true;
+  return is;
+}
+CODE
+cat >room/sum_test.cc <<'CODE'
+#include <unistd.h>
+int Sum(int, int);
+bool IsPositive(int);
+int main() {
+  while (access(FOLDER "/hangs", F_OK) == 0) sleep(1);
+  return access(FOLDER "/fails", F_OK) == 0 || Sum(2, 3) != 5 || !IsPositive(7) || IsPositive(-7);
+}
+CODE
+git init --quiet .
+printf 'build/\n' >.gitignore
+git add .
+
+failed() {
+  echo "$*"
+  cat "$work/said"
+  exit 1
+}
+
+# refuses STATUS WORDS ARGUMENT...
+refuses() {
+  local status=0
+  "$mutants" "${@:3}" >"$work/said" 2>&1 || status=$?
+  [ "$status" = "$1" ] || failed "exit status $status with ${*:3}"
+  grep -qF -- "$2" "$work/said" || failed "refused otherwise: ${*:3}"
+}
+refuses 2 "name the folders"
+refuses 2 "--sample takes a number from 1 up" --sample 0 room
+refuses 2 "invalid int value: 'x'" --sample x room
+refuses 2 "give --sample too" --seed 1 room
+refuses 2 "rooms is no folder of this project" rooms
+refuses 2 "../room is no folder of this project" ../room
+refuses 2 "tests has no code" tests
+[ ! -e build ] || failed "a refused command has begun to work"
+
+# Of Sum's and IsPositive's, all but "> becomes >=" and "0 becomes 1" are noticed; nobody asks for the name.
+status=0
+"$mutants" room >docs/page.md 2>"$work/said" || status=$?
+[ "$status" = 1 ] || failed "exit status $status with changes that lived"
+grep -F 'room ' "$work/said" | sed 's/^[^:]*: //' >fates
+diff - fates <<'FATES'
+room/sum.cc:2: '+' -> '-': noticed
+room/sum.cc:3: '"sum"' -> '""': lived
+room/sum.cc:4: '255' -> '256': no code
+room/sum.cc:5: '7' -> '8': the same
+room/sum.cc:7: 'false' -> 'true': noticed
+room/sum.cc:8: 'a > 0' -> '!(a > 0)': noticed
+room/sum.cc:8: '>' -> '>=': lived
+room/sum.cc:8: '0' -> '1': lived
+room/sum.cc:9: 'is = true' -> '': noticed
+room/sum.cc:9: 'true' -> 'false': noticed
+FATES
+grep -qxF '| room | 10 | 10 | 1 | 1 | 5 | 3 | 62.5 % |' docs/page.md || failed "$(cat docs/page.md)"
+grep -qxF '| all | 10 | 10 | 1 | 1 | 5 | 3 | 62.5 % |' docs/page.md || failed "$(cat docs/page.md)"
+rm fates
+git diff --quiet || failed "the checkout is changed"
+diff -r room build/mutants/source/room
+
+# The same seed chooses the same changes.
+for i in 1 2; do
+  "$mutants" --sample 2 --seed 5 room 2>&1 >"$work/page$i.md" | grep '^room ' >"$work/sample$i" || true
+done
+[ "$(wc -l <"$work/sample1")" = 2 ] && diff "$work/sample1" "$work/sample2"
+grep -qF -- '--sample 2 --seed 5' "$work/page1.md"
+
+# A page with another number is refused.
+{ printf 'Before.\n\n' && cat docs/page.md; } >"$work/whole.md"
+"$mutants" --check "$work/whole.md"
+sed 's/| 5 | 3 |/| 6 | 3 |/' "$work/whole.md" >"$work/spoilt.md"
+refuses 1 "not as much as was tried" --check "$work/spoilt.md"
+sed 's/62.5/63.5/' "$work/whole.md" >"$work/spoilt.md"
+refuses 1 "does not end with a section" --check "$work/spoilt.md"
+
+# Code whose tests fail is not changed.
+touch room/fails
+git add room/fails
+refuses 1 "quick tests fail on the unchanged code: sum_test" room
+git rm --quiet --force room/fails
+
+# An interrupted run ends with its tests, and the next one finds the copy whole.
+touch room/hangs
+git add room/hangs
+"$mutants" room >"$work/interrupted" 2>&1 &
+until grep -q "^Running" "$work/interrupted"; do sleep 0.1; done
+refuses 1 "another one works in build/mutants" room
+kill -TERM $!
+status=0
+wait $! || status=$?
+[ "$status" = 130 ] || failed "exit status $status of an interrupted run"
