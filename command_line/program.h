@@ -1,7 +1,6 @@
 #ifndef COMMAND_LINE_PROGRAM_H_
 #define COMMAND_LINE_PROGRAM_H_
 
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -39,11 +38,6 @@ inline constexpr char kStandardStream[] = "-";
 
 /// Writes `text` to standard error as one line of the program `name`.
 void Tell(const std::string& name, const std::string& text);
-
-/// Reads the command line of `program`, which bears its name, and carries out the callbacks of its
-/// commands. Prints the help or the version where the line asks for it, and returns whether it asks
-/// for anything else. Throws WrongUsage.
-[[nodiscard]] bool Parse(CLI::App& program, int argc, const char* const* argv);
 
 }  // namespace vam
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line/parsing.h"
 #include "command_line/program.h"
 #include "command_line/values.h"
 #include "verdict/options.h"

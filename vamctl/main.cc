@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 
+#include "command_line/parsing.h"
 #include "command_line/program.h"
 #include "report/last_run.h"
 #include "report/status_reader.h"

@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+#include "command_line/parsing.h"
 #include "command_line/program.h"
 #include "simulator/programs/board_commands.h"
 #include "simulator/run/board_program.h"

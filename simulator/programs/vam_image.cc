@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "command_line/parsing.h"
 #include "command_line/program.h"
 #include "command_line/values.h"
 #include "simulator/files/whole_file.h"
