@@ -1,11 +1,9 @@
-#include <CLI/CLI.hpp>
+#include <cstddef>
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -33,7 +31,9 @@ std::string Check(const std::string& board) {
                         : ", with " + std::to_string(faults) + " faults");
 }
 
-int CheckAll(const std::vector<std::string>& boards) {
+}  // namespace
+
+int CheckBoards(const std::vector<std::string>& boards) {
   int status = 0;
   for (const std::string& board : boards) {
     std::string found;
@@ -47,19 +47,6 @@ int CheckAll(const std::vector<std::string>& boards) {
     Print(found + "\n");
   }
   return status;
-}
-
-}  // namespace
-
-void AddCheckCommand(CLI::App& program, int& status) {
-  const auto boards = std::make_shared<std::vector<std::string>>();
-  CLI::App* check =
-      program.add_subcommand("check", "Say whether board files are right, or what is wrong");
-  CLI::Option* option = check->add_option(
-      "BOARD", *boards, "Board files, or names of boards that ship; - reads standard input");
-  TakeNamed(option, kBoardType);
-  option->required();
-  check->callback([boards, &status] { status = CheckAll(*boards); });
 }
 
 }  // namespace vam

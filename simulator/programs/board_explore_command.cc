@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -8,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <set>
@@ -18,7 +16,6 @@
 #include <vector>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "command_line/words.h"
 #include "simulator/exploring/exploration.h"
 #include "simulator/files/whole_file.h"
@@ -34,17 +31,6 @@ namespace fs = std::filesystem;
 
 /// Exit status of an exploration that found a broken rule.
 constexpr int kBroken = 1;
-
-struct ExploreOptions {
-  std::string board;
-  bool pairs = false;
-  std::uint64_t sample = 0;
-  std::uint64_t seed = 0;
-  bool hasSeed = false;
-  std::string keep;
-  bool asJson = false;
-  std::vector<std::string> command;
-};
 
 void ShowProgress(std::size_t ended, std::size_t all) {
   if (isatty(STDERR_FILENO) != 0 && (ended % 100 == 0 || ended == all)) {
@@ -168,13 +154,15 @@ void Keep(const Scene& scene, const Exploration& exploration, const std::string&
   }
 }
 
+}  // namespace
+
 int ExploreProgram(const ExploreOptions& options) {
   const BoardFile file = LoadBoardFile(options.board);
   std::vector<std::string> command = options.command;
   command[0] = fs::absolute(FindProgram(command[0])).string();
   const Scene scene = {file.text, file.path, fs::absolute(file.Folder()).string(), command,
                        (Prefix() / VAM_SIMULATOR_LIBRARIES).string()};
-  const std::uint64_t seed = options.hasSeed ? options.seed : std::random_device()() & INT32_MAX;
+  const std::uint64_t seed = options.seed.value_or(std::random_device()() & INT32_MAX);
   if (options.sample != 0) {
     std::fprintf(stderr, "vam-board: the seed is %llu\n", static_cast<unsigned long long>(seed));
   }
@@ -185,38 +173,6 @@ int ExploreProgram(const ExploreOptions& options) {
   }
   Print(options.asJson ? AsJson(exploration) : InWords(exploration));
   return CountBroken(exploration) == 0 ? 0 : kBroken;
-}
-
-}  // namespace
-
-void AddExploreCommand(CLI::App& program, const std::vector<std::string>& typed, int& status) {
-  const auto options = std::make_shared<ExploreOptions>();
-  CLI::App* explore =
-      program.add_subcommand("explore", "Run a program once for each fault at each moment");
-  AddBoardOption(explore, options->board);
-  explore->add_flag("--pairs", options->pairs, "Two faults a run, one of each kind at each place")
-      ->disable_flag_override();
-  CLI::Option* sample = explore->add_option(
-      "--sample", options->sample, "So many runs of all, chosen at random; all by default");
-  TakeNumber(sample, 1, INT32_MAX);
-  CLI::Option* seed = explore->add_option("--seed", options->seed,
-                                          "Choose as the exploration did that showed this seed");
-  TakeNumber(seed, 0, INT32_MAX);
-  seed->needs(sample);
-  TakeNamed(explore->add_option("--keep", options->keep,
-                                "Folder for a board file of each run that breaks a rule"),
-            kFolderType);
-  explore->add_flag("--json", options->asJson, "Show the results as JSON")->disable_flag_override();
-  explore->add_option("PROGRAM", options->command, "The program and its arguments, after --")
-      ->type_name("COMMAND")
-      ->required();
-  explore->callback([options, typed, seed, &status] {
-    if (!typed.empty()) {
-      options->command = typed;
-    }
-    options->hasSeed = seed->count() != 0;
-    status = ExploreProgram(*options);
-  });
 }
 
 }  // namespace vam

@@ -1,6 +1,5 @@
 #include "simulator/programs/board_files.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -11,7 +10,6 @@
 #include <vector>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "command_line/words.h"
 #include "simulator/board/board.h"
 #include "simulator/files/whole_file.h"
@@ -48,14 +46,6 @@ std::string BoardFile::Identity() const {
   }
   const bool ships = file.parent_path() == fs::canonical(BoardsFolder(), error);
   return ships ? file.stem().string() : file.string();
-}
-
-void AddBoardOption(CLI::App* command, std::string& board) {
-  CLI::Option* option = command->add_option(
-      "--board", board,
-      "The name of a board that ships, or a board file; - reads one from standard input");
-  TakeNamed(option, kBoardType);
-  option->required();
 }
 
 BoardFile LoadBoardFile(const std::string& board) {

@@ -1,7 +1,6 @@
 #ifndef SIMULATOR_PROGRAMS_BOARD_FILES_H_
 #define SIMULATOR_PROGRAMS_BOARD_FILES_H_
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,9 +18,6 @@ inline constexpr char kRunFolders[] = "vam-board";
 
 /// Returns the files of the boards that ship, in the order of their names.
 [[nodiscard]] std::vector<std::filesystem::path> BoardsThatShip();
-
-/// Adds the option that names the board of `command`.
-void AddBoardOption(CLI::App* command, std::string& board);
 
 /// A board file's place and contents.
 struct BoardFile {

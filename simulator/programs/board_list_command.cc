@@ -1,8 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -20,6 +18,8 @@ std::string Padded(std::string text, std::size_t width) {
   return text + " ";
 }
 
+}  // namespace
+
 void ListBoards(bool asJson) {
   constexpr std::size_t kNameWidth = 32;
   constexpr std::size_t kOutcomeWidth = 15;
@@ -35,16 +35,6 @@ void ListBoards(bool asJson) {
                     {"outcome", board.outcome}});
   }
   Print(asJson ? json.dump() + "\n" : text);
-}
-
-}  // namespace
-
-void AddListCommand(CLI::App& program) {
-  const auto asJson = std::make_shared<bool>(false);
-  CLI::App* list = program.add_subcommand(
-      "list", "List the boards that ship, how a run of the update tool ends there, and why");
-  list->add_flag("--json", *asJson, "List them as one JSON array")->disable_flag_override();
-  list->callback([asJson] { ListBoards(*asJson); });
 }
 
 }  // namespace vam

@@ -1,16 +1,13 @@
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "journal/journal.h"
 #include "simulator/board/board.h"
 #include "simulator/board/platform_calls.h"
@@ -37,17 +34,6 @@ namespace fs = std::filesystem;
 
 /// Exit status of a replay whose program asks something else than the recorded one.
 constexpr int kParts = 123;
-
-struct ReplayOptions {
-  std::string recording;
-  std::uint32_t firstCall = 1;
-  std::string state;
-  std::string journal;
-  bool withKeys = false;
-  bool sharesMachinesTmp = false;
-  bool showsVerdict = false;
-  std::vector<std::string> command;
-};
 
 RecordedRun LoadRecording(const ReplayOptions& options) {
   const std::optional<std::string> text = ReadWholeFile(options.recording);
@@ -101,6 +87,8 @@ int Conclude(const Run& run, const Replay& replay, int status) {
   return status;
 }
 
+}  // namespace
+
 int ReplayRecording(const ReplayOptions& options) {
   const RecordedRun recorded = LoadRecording(options);
   RemoveLeftOverFolders(kRunFolders);
@@ -134,48 +122,6 @@ int ReplayRecording(const ReplayOptions& options) {
   }
   Run run(folder.Path());
   return Conclude(run, *run.Recording(), status);
-}
-
-}  // namespace
-
-void AddReplayCommand(CLI::App& program, const std::vector<std::string>& typed, int& status) {
-  const auto options = std::make_shared<ReplayOptions>();
-  CLI::App* replay = program.add_subcommand("replay", "Run a program on a recorded run");
-  replay->add_option("FILE", options->recording, "The journal of the recorded run")->required();
-  replay
-      ->add_option("--from-call", options->firstCall,
-                   "The first call of the recording that the program must make; 1 by default")
-      ->type_name("N")
-      ->check(CLI::PositiveNumber);
-  TakeNamed(replay->add_option("--state", options->state,
-                               "Folder that keeps the status files from run to run"),
-            kFolderType);
-  TakeNamed(
-      replay->add_option("--journal", options->journal, "File for a line on every platform call"),
-      kFileType);
-  replay
-      ->add_flag("--with-keys", options->withKeys,
-                 "Write AK records into the journal, and not only their digests")
-      ->disable_flag_override();
-  replay
-      ->add_flag("--verdict", options->showsVerdict,
-                 "Show the status files when the program has ended")
-      ->disable_flag_override();
-  replay
-      ->add_flag("--machine-tmp", options->sharesMachinesTmp,
-                 "Let the program use the machine's /tmp/VAM_OK and /tmp/VAM_FAIL, and not the "
-                 "board's own")
-      ->disable_flag_override();
-  replay->add_option("PROGRAM", options->command, "The program and its arguments, after --")
-      ->type_name("COMMAND")
-      ->required();
-  replay->callback([options, typed, &status] {
-    // The parser takes words in brackets apart.
-    if (!typed.empty()) {
-      options->command = typed;
-    }
-    status = ReplayRecording(*options);
-  });
 }
 
 }  // namespace vam

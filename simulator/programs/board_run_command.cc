@@ -1,14 +1,11 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "journal/journal.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
@@ -29,23 +26,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct RunOptions {
-  std::string board;
-  std::string state;
-  std::string journal;
-  bool withKeys = false;
-  bool sharesMachinesTmp = false;
-  bool showsVerdict = false;
-  bool takesChipOver = false;
-  std::vector<std::string> command;
-};
-
 void ReportFaultsThatNeverFired(const Run& run) {
   for (const Fault* fault : run.FaultsThatNeverFired()) {
     std::fprintf(stderr, "vam-board: fault %u (%s) never fired\n", fault->number,
                  fault->description.c_str());
   }
 }
+
+}  // namespace
 
 int RunProgram(const RunOptions& options) {
   const BoardFile file = LoadBoardFile(options.board);
@@ -90,45 +78,6 @@ int RunProgram(const RunOptions& options) {
     statusFiles.RequireRoom();
   }
   return status;
-}
-
-}  // namespace
-
-void AddRunCommand(CLI::App& program, const std::vector<std::string>& typed, int& status) {
-  const auto options = std::make_shared<RunOptions>();
-  CLI::App* run = program.add_subcommand("run", "Run a program on a board");
-  AddBoardOption(run, options->board);
-  CLI::Option* state = run->add_option("--state", options->state,
-                                       "Folder that keeps the chip's memory and the status files "
-                                       "from run to run; a new chip by default");
-  TakeNamed(state, kFolderType);
-  run->add_flag("--other-board", options->takesChipOver,
-                "Put the chip of the state folder on this board, also when it is another board's")
-      ->disable_flag_override()
-      ->needs(state);
-  TakeNamed(
-      run->add_option("--journal", options->journal, "File for a line on every platform call"),
-      kFileType);
-  run->add_flag("--with-keys", options->withKeys,
-                "Write AK records into the journal, and not only their digests")
-      ->disable_flag_override();
-  run->add_flag("--verdict", options->showsVerdict,
-                "Show the status files when the program has ended")
-      ->disable_flag_override();
-  run->add_flag("--machine-tmp", options->sharesMachinesTmp,
-                "Let the program use the machine's /tmp/VAM_OK and /tmp/VAM_FAIL, and not the "
-                "board's own")
-      ->disable_flag_override();
-  run->add_option("PROGRAM", options->command, "The program and its arguments, after --")
-      ->type_name(kCommandType)
-      ->required();
-  run->callback([options, typed, &status] {
-    // The parser takes words in brackets apart.
-    if (!typed.empty()) {
-      options->command = typed;
-    }
-    status = RunProgram(*options);
-  });
 }
 
 }  // namespace vam

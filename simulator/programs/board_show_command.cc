@@ -1,13 +1,10 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
 #include "command_line/program.h"
-#include "command_line/values.h"
 #include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -22,11 +19,6 @@
 namespace vam {
 
 namespace {
-
-struct ShowOptions {
-  std::string board;
-  std::string state;
-};
 
 std::string ProbeInWords(const ProbeSection& probe) {
   if (!probe.nodePresent) {
@@ -61,8 +53,10 @@ std::string SecureWorldInWords(const SecureWorldSection& world) {
                                   : "present, without the trusted application";
 }
 
-void ShowBoard(const ShowOptions& options) {
-  const BoardFile file = LoadBoardFile(options.board);
+}  // namespace
+
+void ShowBoard(const std::string& board, const std::string& state) {
+  const BoardFile file = LoadBoardFile(board);
   const Board description = ReadBoardText(file.text, file.path);
   std::string text = "Board: " + description.title + "\n";
   if (!description.about.empty()) {
@@ -79,39 +73,26 @@ void ShowBoard(const ShowOptions& options) {
             EffectInWords(fault) + "\n";
   }
   const TemporaryFolder folder(kRunFolders);
-  std::string memory = ChipMemoryIn(options.state);
+  std::string memory = ChipMemoryIn(state);
   std::error_code error;
-  if (std::filesystem::exists(options.state, error) &&
-      !std::filesystem::is_directory(options.state, error)) {
-    throw std::runtime_error(options.state + ": is no folder; give the state folder of a run");
+  if (std::filesystem::exists(state, error) && !std::filesystem::is_directory(state, error)) {
+    throw std::runtime_error(state + ": is no folder; give the state folder of a run");
   }
   // One that cannot be looked at is there, and its description tells why.
-  if (options.state.empty() || (!std::filesystem::exists(memory, error) && !error)) {
+  if (state.empty() || (!std::filesystem::exists(memory, error) && !error)) {
     // The chip as a first run would find it.
     PrepareStateFolder(folder.Path(), description, file.Folder(), Keeping::kWhilePowered);
     memory = ChipMemoryIn(folder.Path());
   }
   text += DescribeChip(memory);
-  if (!options.state.empty()) {
-    const std::optional<std::string> owner = BoardOfState(options.state);
+  if (!state.empty()) {
+    const std::optional<std::string> owner = BoardOfState(state);
     if (owner && *owner != file.Identity()) {
       text += "  of another board: " + *owner + "; a run on this one needs --other-board\n";
     }
-    text += BoardStatus(options.state).Describe();
+    text += BoardStatus(state).Describe();
   }
   Print(text);
-}
-
-}  // namespace
-
-void AddShowCommand(CLI::App& program) {
-  const auto options = std::make_shared<ShowOptions>();
-  CLI::App* show = program.add_subcommand("show", "Show a board and its chip in words");
-  AddBoardOption(show, options->board);
-  TakeNamed(show->add_option("--state", options->state,
-                             "Folder that keeps the chip's memory and the status files"),
-            kFolderType);
-  show->callback([options] { ShowBoard(*options); });
 }
 
 }  // namespace vam
