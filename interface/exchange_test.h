@@ -117,6 +117,13 @@ class ExchangeTest : public testing::Test {
     EXPECT_CALL(platform, GetUint(testing::NotNull()))
         .WillOnce(testing::DoAll(testing::SetArgPointee<0>(5U), testing::Return(false)));
   }
+  /// A get that succeeds, although it has written nothing.
+  void ExpectUnwrittenInt() {
+    EXPECT_CALL(platform, GetInt(testing::NotNull())).WillOnce(testing::Return(true));
+  }
+  void ExpectUnwrittenUint() {
+    EXPECT_CALL(platform, GetUint(testing::NotNull())).WillOnce(testing::Return(true));
+  }
   /// A get of a blob of this size, which returns the address of `bytes`.
   void ExpectGetBlob(std::vector<std::uint8_t>& bytes) {
     EXPECT_CALL(platform, GetBlob(static_cast<std::uint32_t>(bytes.size())))

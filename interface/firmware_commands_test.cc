@@ -191,6 +191,17 @@ TEST_F(UpdateTest, SystemSizeOfZero_IsRefused) {
   ExpectStringsUntouched();
 }
 
+TEST_F(UpdateTest, SystemSizeThatTheMarshallerDoesNotWrite_IsRefused) {
+  ExpectReply();
+  ExpectGetBlob(record);
+  ExpectUnwrittenUint();
+  ExpectLine("GetUint() system_ver_size error");
+  ExpectEnd();
+  EXPECT_EQ(Run(), kCommunication);
+  ExpectRecordFilled();
+  ExpectStringsUntouched();
+}
+
 TEST_F(UpdateTest, ReplyWithoutSystemVersion_IsRefused) {
   ExpectReply();
   ExpectGetBlob(record);
@@ -222,6 +233,19 @@ TEST_F(UpdateTest, AppSizeOfZero_IsRefused) {
   ExpectGetUint(6);
   ExpectGetBlob(system);
   ExpectGetUint(0);
+  ExpectLine("GetUint() app_ver_size error");
+  ExpectEnd();
+  EXPECT_EQ(Run(), kCommunication);
+  ExpectRecordFilled();
+  ExpectStringsUntouched();
+}
+
+TEST_F(UpdateTest, AppSizeThatTheMarshallerDoesNotWrite_IsRefused) {
+  ExpectReply();
+  ExpectGetBlob(record);
+  ExpectGetUint(6);
+  ExpectGetBlob(system);
+  ExpectUnwrittenUint();
   ExpectLine("GetUint() app_ver_size error");
   ExpectEnd();
   EXPECT_EQ(Run(), kCommunication);
@@ -406,6 +430,14 @@ TEST_P(InformationTest, ReplyWithoutTotal_IsRefused) {
 TEST_P(InformationTest, TotalOfZero_IsRefused) {
   ExpectReply();
   ExpectGetUint(0);
+  ExpectEnd();
+  EXPECT_EQ(Run(), kNoData);
+  ExpectWordsUntouched();
+}
+
+TEST_P(InformationTest, TotalThatTheMarshallerDoesNotWrite_IsRefused) {
+  ExpectReply();
+  ExpectUnwrittenUint();
   ExpectEnd();
   EXPECT_EQ(Run(), kNoData);
   ExpectWordsUntouched();

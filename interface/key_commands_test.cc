@@ -249,6 +249,14 @@ TEST_F(HackInformationTest, ReplyWithoutCount_IsRefused) {
   EXPECT_THAT(buffer, Each(0));
 }
 
+TEST_F(HackInformationTest, CountThatTheMarshallerDoesNotWrite_IsRefused) {
+  ExpectReply();
+  ExpectUnwrittenInt();
+  ExpectEnd();
+  EXPECT_EQ(interface.vam_getHackInfo(buffer.data(), 6), 0xFFFF000B);
+  EXPECT_THAT(buffer, Each(0));
+}
+
 class HackInformationCountTest : public HackInformationTest,
                                  public testing::WithParamInterface<std::int32_t> {};
 

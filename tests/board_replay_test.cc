@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/journal_calls.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -160,6 +162,90 @@ TEST_F(BoardReplayTest, WithheldKey_IsKnownByItsDigest) {
   (void)Record(provision, {"--with-keys"});
   EXPECT_EQ(Replay(provision).status, recorded.status);
   EXPECT_EQ(Replay({Vamctl(), "ak-provision", "--yes", "--hex", "00ff11ef"}).status, 123);
+}
+
+/// A fault on an operation of the marshaller, a command of vamctl that it meets, and what the
+/// marshaller is asked and answers then.
+struct Refusal {
+  const char* operation;
+  std::vector<std::string> command;
+  std::string calls;
+};
+
+std::string MarshallerCall(const std::string& call) {
+  return "{\"call\":\"CNolvWsm::" + call + "}\n";
+}
+
+const std::string& Made() {
+  static const std::string kCall = MarshallerCall(R"(CNolvWsm","sharedMemory":1,"marshaller":1)");
+  return kCall;
+}
+
+const std::string& MadeAndReset() {
+  static const std::string kCalls =
+      Made() + MarshallerCall(R"(PrepareReset","marshaller":1,"mode":1)");
+  return kCalls;
+}
+
+const std::string& Destroyed() {
+  static const std::string kCall = MarshallerCall(R"(~CNolvWsm","marshaller":1)");
+  return kCall;
+}
+
+std::vector<Refusal> Refusals() {
+  const std::vector<std::string> provision = {"ak-provision", "--yes", "--hex", "00ff"};
+  return {
+      {"PutUint", provision,
+       Made() + MarshallerCall(R"(PutUint","marshaller":1,"value":2,"result":false,"fault":1)") +
+           MarshallerCall(
+               R"(PutBlob","marshaller":1,"length":2,"bytes":{"length":2,"sha256":)"
+               R"("06eb7d6a69ee19e5fbdf749018d3d2abfa04bcbd1365db312eb86dc7169389b8"},"result":true)") +
+           Destroyed()},
+      {"PutBlob", provision,
+       Made() + MarshallerCall(R"(PutUint","marshaller":1,"value":2,"result":true)") +
+           MarshallerCall(
+               R"(PutBlob","marshaller":1,"length":2,"bytes":null,"result":false,"fault":1)") +
+           Destroyed()},
+      {"GetInt",
+       {"get-hack-info", "--size", "8"},
+       MadeAndReset() + MarshallerCall(R"(GetInt","marshaller":1,"result":false,"fault":1)") +
+           Destroyed()},
+      {"GetBlob",
+       {"get-hack-info", "--size", "8"},
+       MadeAndReset() + MarshallerCall(R"(GetInt","marshaller":1,"value":8,"result":true)") +
+           MarshallerCall(R"(GetBlob","marshaller":1,"length":8,"bytes":null,"fault":1)") +
+           Destroyed()},
+      {"GetUint",
+       {"get-fw-info"},
+       MadeAndReset() + MarshallerCall(R"(GetUint","marshaller":1,"result":false,"fault":1)") +
+           Destroyed()},
+  };
+}
+
+/// Returns the lines of a journal that tell the marshaller's calls.
+std::string MarshallerCallsIn(const std::string& journal) {
+  std::istringstream lines(CallsIn(journal));
+  std::string calls;
+  for (std::string line; std::getline(lines, line);) {
+    calls += line.find("CNolvWsm::") == std::string::npos ? "" : line + "\n";
+  }
+  return calls;
+}
+
+TEST_F(BoardReplayTest, RefusalByTheMarshaller_IsRecordedWholeAndReplayed) {
+  const std::string board = PrivateTmp::Folder() + "/refusing.toml";
+  for (const Refusal& refusal : Refusals()) {
+    SCOPED_TRACE(refusal.operation);
+    WriteFile(board, std::string("[chip]\nhack_information = \"48414b4901020304\"\n") +
+                         "[[fault]]\ncall = \"CNolvWsm::" + refusal.operation + "\"\n");
+    std::vector<std::string> program = {Vamctl()};
+    program.insert(program.end(), refusal.command.begin(), refusal.command.end());
+    const Output recorded = Capture(OnBoard(board, program, "", Recording()), BoardEnvironment());
+    EXPECT_EQ(recorded.standardError, "") << "the fault has fired";
+    EXPECT_EQ(recorded.status, 1);
+    EXPECT_EQ(MarshallerCallsIn(ReadFile(Recording()).value()), refusal.calls);
+    ExpectSameRun(program, recorded);
+  }
 }
 
 TEST_F(BoardReplayTest, BlobThatWasWithheld_IsAskedForInWords) {

@@ -3,12 +3,11 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "journal/journal_line.h"
 #include "platform/tee_client.h"
@@ -48,13 +47,9 @@ class RecordedBlobs {
   }
 
   void* Keep(const CNolvWsm* owner, const std::string& bytes) {
-    std::vector<char> blob;
-    // An empty blob has an address too.
-    blob.reserve(bytes.size() + 1);
-    blob.assign(bytes.begin(), bytes.end());
     const std::lock_guard<std::mutex> lock(mutex);
-    kept[owner].push_back(std::move(blob));
-    return kept[owner].back().data();
+    // An empty blob has an address too.
+    return kept[owner].emplace_back(bytes).data();
   }
 
   void Forget(const CNolvWsm* owner) {
@@ -64,7 +59,7 @@ class RecordedBlobs {
 
  private:
   std::mutex mutex;
-  std::map<const CNolvWsm*, std::vector<std::vector<char>>> kept;
+  std::map<const CNolvWsm*, std::list<std::string>> kept;
 };
 
 /// Runs one operation on the marshaller's position, unless a fault of the board makes it fail.

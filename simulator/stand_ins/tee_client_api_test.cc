@@ -145,6 +145,9 @@ TEST_F(TeecTest, SharedMemoryWithoutADirectionOrTooLarge_IsRefused) {
   other.flags = TEEC_MEM_INPUT;
   other.size = TEEC_CONFIG_SHAREDMEM_MAX_SIZE + 1;
   EXPECT_EQ(TEEC_AllocateSharedMemory(&context, &other), TEEC_ERROR_OUT_OF_MEMORY);
+  other.size = TEEC_CONFIG_SHAREDMEM_MAX_SIZE;
+  ASSERT_EQ(TEEC_AllocateSharedMemory(&context, &other), TEEC_SUCCESS);
+  TEEC_ReleaseSharedMemory(&other);
   EXPECT_EQ(TEEC_AllocateSharedMemory(&context, nullptr), TEEC_ERROR_BAD_PARAMETERS);
   EXPECT_EQ(TEEC_AllocateSharedMemory(nullptr, &other), TEEC_ERROR_BAD_PARAMETERS);
   other.size = 0;
@@ -205,6 +208,68 @@ TEST_F(TeecTest, ReferenceBeyondItsMemory_IsRefused) {
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
   operation.params[0].memref = {&memory, 8000, 192};
   ExpectInvoke(TEEC_SUCCESS, kApplication);
+}
+
+TEST_F(TeecTest, ReferenceToAPart_IsAnsweredInThatPart) {
+  auto* const bytes = static_cast<std::uint8_t*>(memory.buffer);
+  std::memset(bytes, 0xA5, memory.size);
+  ASSERT_EQ(TEEC_InvokeCommand(&session, vam::kVmGetFwInfo, &operation, &origin), TEEC_SUCCESS);
+  const std::vector<std::uint8_t> answer(bytes, bytes + 64);
+  std::memset(bytes, 0xA5, memory.size);
+  operation.params[0].memref = {&memory, 8000, 192};
+  ASSERT_EQ(TEEC_InvokeCommand(&session, vam::kVmGetFwInfo, &operation, &origin), TEEC_SUCCESS);
+  EXPECT_EQ(std::vector<std::uint8_t>(bytes, bytes + 192), std::vector<std::uint8_t>(192, 0xA5));
+  EXPECT_EQ(std::vector<std::uint8_t>(bytes + 192, bytes + 192 + 64), answer);
+}
+
+TEST_F(TeecTest, ReferenceToTheEnd_IsOfNoBytes) {
+  operation.params[0].memref = {&memory, 0, 8192};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
+  operation.params[0].memref = {&memory, 1, 8192};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+  operation.params[0].memref = {&memory, 0, 8193};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+}
+
+TEST_F(TeecTest, ReferenceToTheHeadOfABlockAlone_IsTaken) {
+  operation.params[0].memref = {&memory, 4, 0};
+  ExpectInvoke(TEEC_SUCCESS, kApplication);
+  operation.params[0].memref = {&memory, 3, 0};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
+}
+
+TEST_F(TeecTest, ReferenceToTheWholeMemory_IsTaken) {
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_MEMREF_WHOLE, TEEC_NONE, TEEC_NONE, TEEC_NONE);
+  operation.params[0].memref = {&memory, 0, 9999};
+  ExpectInvoke(TEEC_SUCCESS, kApplication);
+  operation.params[0].memref = {nullptr, 0, 0};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+}
+
+TEST_F(TeecTest, TemporaryReference_IsAnsweredInTheProgramsBytes) {
+  std::vector<std::uint8_t> bytes(8192);
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_MEMREF_TEMP_INOUT, TEEC_NONE, TEEC_NONE, TEEC_NONE);
+  operation.params[0].tmpref = {bytes.data(), bytes.size()};
+  EXPECT_EQ(TEEC_InvokeCommand(&session, vam::kVmGetFwInfo, &operation, &origin), TEEC_SUCCESS);
+  EXPECT_NE(bytes, std::vector<std::uint8_t>(8192));
+  operation.params[0].tmpref = {bytes.data(), 3};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
+  operation.params[0].tmpref = {nullptr, 0};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
+  operation.params[0].tmpref = {nullptr, 1};
+  ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+}
+
+TEST_F(TeecTest, TemporaryReferenceInOneDirection_IsRefusedByTheTrustedApplication) {
+  std::uint8_t byte = 0;
+  for (const std::uint32_t type :
+       {std::uint32_t{TEEC_MEMREF_TEMP_INPUT}, std::uint32_t{TEEC_MEMREF_TEMP_OUTPUT}}) {
+    operation.paramTypes = TEEC_PARAM_TYPES(type, TEEC_NONE, TEEC_NONE, TEEC_NONE);
+    operation.params[0].tmpref = {&byte, 1};
+    ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApplication);
+    operation.params[0].tmpref = {nullptr, 1};
+    ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+  }
 }
 
 TEST_F(TeecTest, ReferenceOfAnotherDirectionThanItsMemory_IsRefused) {
