@@ -318,7 +318,8 @@ TEST_F(RecorderTest, SessionThatIsOpenedWithParameters_HasThemRecorded) {
   EXPECT_EQ(output.standardOutput, "ffff0006 1\n");
   EXPECT_EQ(WithoutBytes(CallsIn(Recording())), WithoutBytes(BoardsCalls()));
   EXPECT_THAT(LinesWith("TEEC_OpenSession", Recording()),
-              HasSubstr(R"("operation":"given","paramTypes":81,"params":[{"a":1,"b":2},)"
+              HasSubstr(R"("connectionMethod":0,"connectionData":"given",)"
+                        R"("operation":"given","paramTypes":81,"params":[{"a":1,"b":2},)"
                         R"({"size":4,"before":"09080706"}],"result":{"number":4294901766,)"));
 }
 
@@ -364,6 +365,13 @@ TEST_F(RecorderTest, AnswersInParameters_AreRecordedBesideWhatWasGiven) {
                                R"({"number":4294901776,"name":"TEEC_ERROR_SHORT_BUFFER"})"));
   EXPECT_THAT(lines, HasSubstr(R"("params":[{"size":64,"newSize":3,"before":"01020300)"));
   EXPECT_THAT(lines, HasSubstr(R"("after":"61626300)"));
+
+  const std::string journal = PrivateTmp::Folder() + "/journal-of-replay";
+  const Output replayed = Capture({BoardLauncher(), "replay", "--journal", journal, File(), "--",
+                                   VAM_TEE_PROBE, "values", "temporary"},
+                                  BoardEnvironment());
+  EXPECT_EQ(replayed.standardOutput, output.standardOutput);
+  EXPECT_EQ(CallsIn(ReadFile(journal).value()), CallsIn(Recording()));
 }
 
 TEST_F(RecorderTest, MemoryThatIsNotThere_IsNull) {

@@ -546,8 +546,7 @@ class Parameters {
   /// Up to the last one that is there.
   [[nodiscard]] std::uint32_t Count() const {
     std::uint32_t count = 0;
-    while (operation != nullptr && count < TEEC_CONFIG_PAYLOAD_REF_COUNT &&
-           (operation->paramTypes & 0xFFFF) >> 4 * count != 0) {
+    while (operation != nullptr && (operation->paramTypes & 0xFFFF) >> 4 * count != 0) {
       ++count;
     }
     return count;

@@ -166,7 +166,7 @@ void SessionWithParameters() {
   std::uint32_t origin = 0;
   TEEC_InitializeContext(nullptr, &context);
   const TEEC_Result result =
-      TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, nullptr, &operation, &origin);
+      TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, bytes, &operation, &origin);
   TEEC_FinalizeContext(&context);
   std::printf("%x %u\n", static_cast<unsigned>(result), static_cast<unsigned>(origin));
 }
