@@ -38,10 +38,22 @@ class BoardEnvironment : public testing::Environment {
     vam::PrepareStateFolder(state, vam::ReadBoardText(board, "board.toml"), folder.Path());
     vam::Run::Prepare(run, board, "board.toml", state, "");
     ASSERT_EQ(setenv(vam::Run::kEnvironmentVariable, run.c_str(), 1), 0);
+    ASSERT_EQ(TEEC_InitializeContext(nullptr, &context), TEEC_SUCCESS);
+    const TEEC_UUID uuid = VamUuid();
+    ASSERT_EQ(
+        TEEC_OpenSession(&context, &session, &uuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, nullptr),
+        TEEC_SUCCESS);
+  }
+  void TearDown() override {
+    TEEC_CloseSession(&session);
+    TEEC_FinalizeContext(&context);
   }
 
  private:
   const vam::TemporaryFolder folder{"vam-teec-test"};
+  // The first ones live as long as the program. A null pointer must not be taken for one of them.
+  TEEC_Context context = {};
+  TEEC_Session session = {};
 };
 
 const auto* const kBoard = testing::AddGlobalTestEnvironment(new BoardEnvironment);
@@ -300,6 +312,9 @@ TEST_F(TeecTest, SessionThatWasNeverOpened_IsRefused) {
   EXPECT_EQ(TEEC_InvokeCommand(&zero, 28, &operation, &origin), 0xFFFF0006);
   EXPECT_EQ(origin, kApi);
   EXPECT_EQ(TEEC_InvokeCommand(nullptr, 28, &operation, &origin), 0xFFFF0006);
+  origin = 99;
+  EXPECT_EQ(TEEC_InvokeCommand(nullptr, 28, nullptr, &origin), 0xFFFF0006);
+  EXPECT_EQ(origin, kApi);
   EXPECT_EQ(TEEC_InvokeCommand(&session, 28, nullptr, nullptr), 0xFFFF0006)
       << "the trusted application wants its block";
 }
@@ -360,10 +375,14 @@ TEST_F(TeecTest, DoubleRelease_IsToldOnStandardError) {
   TEEC_ReleaseSharedMemory(&other);
   TEEC_CloseSession(&never);
   TEEC_FinalizeContext(&none);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "simulated board: TEEC_ReleaseSharedMemory on a shared memory that is not open\n"
-            "simulated board: TEEC_CloseSession on a session that is not open\n"
-            "simulated board: TEEC_FinalizeContext on a context that is not open\n");
+  TEEC_ReleaseSharedMemory(nullptr);
+  TEEC_CloseSession(nullptr);
+  TEEC_FinalizeContext(nullptr);
+  const std::string told =
+      "simulated board: TEEC_ReleaseSharedMemory on a shared memory that is not open\n"
+      "simulated board: TEEC_CloseSession on a session that is not open\n"
+      "simulated board: TEEC_FinalizeContext on a context that is not open\n";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), told + told);
 }
 
 TEST(TeecHeader, ResultConstants_AreTheTableOfCodes) {
