@@ -1,9 +1,11 @@
 #include "simulator/files/whole_file.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -114,6 +116,26 @@ TEST_F(WholeFileTest, Owner_IsKept) {
   ASSERT_TRUE(ReplaceFile(Path("foreign"), "new", 3));
   EXPECT_EQ(StatusOf("foreign").st_uid, 12U);
   EXPECT_EQ(StatusOf("foreign").st_gid, 34U);
+}
+
+TEST_F(WholeFileTest, GroupOfAnotherOwnersFile_IsKept) {
+  WriteText("shared", "old");
+  if (chown(Path("shared").c_str(), 0, 34) != 0) {
+    GTEST_SKIP() << "only root becomes somebody else";
+  }
+  ASSERT_EQ(chmod(Path("shared").c_str(), 0664), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const gid_t group = 34;
+    const bool isMember = setgroups(1, &group) == 0 && setgid(12) == 0 && setuid(12) == 0;
+    _exit(isMember && ReplaceFile(Path("shared"), "new", 3) ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(StatusOf("shared").st_uid, 12U) << "only root gives files away";
+  EXPECT_EQ(StatusOf("shared").st_gid, 34U);
 }
 
 TEST_F(WholeFileTest, FileThatMayNotBeWritten_StaysAsItIs) {
