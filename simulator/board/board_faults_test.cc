@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include "report/tee_codes.h"
@@ -168,6 +169,35 @@ TEST(BoardFaultsTest, Fault_IsDescribedForReports) {
   EXPECT_EQ(ReadOneFault("status_file = \"both\"\nresult = \"EROFS\"").description, "both EROFS");
   EXPECT_EQ(ReadOneFault("status_room = 5").description, "room for 5 bytes of status files");
   EXPECT_EQ(ReadOneFault("memory_fails_at_request = 9").description, "no memory at request 9");
+}
+
+bool IsTaken(const std::string& keys) {
+  try {
+    static_cast<void>(ReadOneFault(keys));
+    return true;
+  } catch (const BoardError&) {
+    return false;
+  }
+}
+
+TEST(BoardFaultsTest, FaultOfACommand_FitsItsRequestAndItsReply) {
+  // The commands of the interface, with what the reply of each has: vm_updateFW's are its record,
+  // and two versions with their sizes.
+  const std::map<int, int> itemsOfReplies = {{18, 5}, {19, 2}, {23, 0}, {24, 0}, {25, 0},
+                                             {26, 0}, {28, 0}, {29, 0}, {30, 0}, {32, 0},
+                                             {39, 2}, {40, 2}, {42, 0}, {43, 0}, {44, 0}};
+  for (const auto& [identifier, items] : itemsOfReplies) {
+    const std::string command = "command = " + std::to_string(identifier);
+    SCOPED_TRACE(command);
+    EXPECT_TRUE(IsTaken(command + "\nresult = 1"));
+    EXPECT_EQ(IsTaken(command + "\nmode = 3\nresult = 1"), identifier == 18 || identifier == 30);
+    EXPECT_EQ(IsTaken(command + "\nrecord = [0, 0]"), identifier == 18);
+    for (int item = 1; item <= 6; ++item) {
+      EXPECT_EQ(IsTaken(command + "\nmissing = true\nitem = " + std::to_string(item)),
+                item <= items)
+          << item;
+    }
+  }
 }
 
 TEST(BoardFaultsTest, Faults_AreNumberedInTheirOrder) {
