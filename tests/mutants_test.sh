@@ -118,6 +118,7 @@ git rm --quiet --force room/fails
 # An interrupted run ends with its tests, and the next one finds the copy whole.
 touch room/hangs
 git add room/hangs
+: >"$work/interrupted"
 "$mutants" room >"$work/interrupted" 2>&1 &
 until grep -q "^Running" "$work/interrupted"; do sleep 0.1; done
 refuses 1 "another one works in build/mutants" room

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # docs/reliability.md is a page of scripts/reliability, of every board that ships, of every kind of
-# fault that vam-board explore has, and without a violation. A page with another number is refused.
+# fault that vam-board explore has, and without a violation. A page with another number is refused. It
+# ends with a table of scripts/mutants.
 # Usage: reliability_page_test.sh SOURCE BUILD
 set -euo pipefail
 source=$1 build=$2
@@ -47,4 +48,6 @@ spoil() {
 spoil '/^| `no-vam`/s/| [0-9]* |/| 1 |/' "the boards have not as many runs as the faults"
 spoil '/^| console/s/verified [0-9]*/verified 1/' "the outcomes of \"console\" are not as many"
 spoil '/^| all |/s/| 0 |/| 1 |/' "is not as this script prints a page"
+"$source/scripts/mutants" --check "$page" || failed "docs/reliability.md has another table of changes"
+
 spoil 's/^## Boards/## Board/' "scripts/reliability"
