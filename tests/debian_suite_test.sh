@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the whole project with a Debian suite's own compiler and CMake, warnings as errors, and runs
 # the test programs there.
-# Usage: [VAM_ROOMS=product] debian_suite_test.sh SOURCE WORK SUITE COMPILER PACKAGE...
+# Usage: [VAM_ROOMS=whole|product] debian_suite_test.sh SOURCE WORK SUITE COMPILER PACKAGE...
 # The packages are what the suite has the compiler in. Header libraries that the suite lacks come from
 # bookworm. VAM_ROOMS=product takes the product alone, without the simulated board's programs and the tests of
 # whole programs.
@@ -39,7 +39,7 @@ mkdir "$root/source"
 tar -C "$source" --exclude './build*' --exclude './.git' -c . | tar -C "$root/source" -x
 
 rooms=(.) targets=(all) least=60
-if [ "${VAM_ROOMS:-}" = product ]; then
+if [ "${VAM_ROOMS:-whole}" = product ]; then
   rooms=(util report version tee interface driver verdict command_line vamctl)
   targets=("${rooms[@]/%//all}")
   least=25
@@ -78,6 +78,12 @@ unshare --mount --pid --fork --propagation private bash -euc '
   >"$work/console" 2>&1 || status=$?
 cat "$work/console"
 [ "$status" = 0 ] || exit 1
+# The page that has a row for this says which CMake the suite has.
+version=$(awk -F ' *[|] *' -v test="\`matrix_${suite}_$compiler\`" '$6 == test { print $4 }' "$source/docs/porting.md")
+grep -qE "^cmake version ${version//./\\.}(\.|\$)" "$work/console" || {
+  echo "docs/porting.md says CMake '$version'"
+  exit 1
+}
 ran=$(sed -nE 's/.* tests? failed out of ([0-9]+)/\1/p' "$work/console" | awk '{ sum += $1 } END { print sum + 0 }')
 [ "$ran" -ge "$least" ] || { echo "only $ran test programs ran" && exit 1; }
 rm -rf "$root"
