@@ -386,6 +386,17 @@ TEST_P(InformationTest, FewerWordsThanCount_LeavesTheOtherElements) {
                           0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5, 0xA5A5A5A5));
 }
 
+TEST_P(InformationTest, OneWord_IsCopied) {
+  std::vector<std::uint8_t> bytes = Words(1);
+  ExpectReply();
+  ExpectGetUint(1);
+  ExpectGetBlob(bytes);
+  ExpectEnd();
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(words[0], 0x01020300U);
+  EXPECT_EQ(words[1], 0xA5A5A5A5U);
+}
+
 TEST_P(InformationTest, MoreWordsThanCount_IgnoresTheOthers) {
   std::vector<std::uint8_t> bytes = Words(12);
   ExpectReply();

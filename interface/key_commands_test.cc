@@ -175,6 +175,16 @@ TEST_F(HackInformationTest, RecordOfTheBuffersSize_FillsIt) {
   EXPECT_THAT(buffer, ElementsAre(1, 2, 3, 4, 0xA5, 0xA5));
 }
 
+TEST_F(HackInformationTest, RecordOfOneByte_IsCopied) {
+  record = {7};
+  ExpectReply();
+  ExpectGetInt(1);
+  ExpectGetBlob(record);
+  ExpectEnd();
+  EXPECT_EQ(interface.vam_getHackInfo(buffer.data(), 6), TEEC_SUCCESS);
+  EXPECT_THAT(buffer, ElementsAre(7, 0, 0, 0, 0, 0));
+}
+
 TEST_F(HackInformationTest, LongerRecord_IsCutWithoutNotice) {
   ExpectReply();
   ExpectGetInt(4);

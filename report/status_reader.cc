@@ -121,7 +121,7 @@ StatusEntry ReadEntry(const std::string& line) {
   while (blank > 0 && line[blank] != ' ') {
     --blank;
   }
-  if (line.size() >= 2 && line[blank] == ' ') {
+  if (line[blank] == ' ') {
     entry.code = ReadCode(line, blank + 1);
   }
   if (entry.code) {
