@@ -173,6 +173,16 @@ TEST(CommandLine, Help_KnowsEveryCommand) {
   }
 }
 
+TEST(CommandLine, HelpOfACommandWithARecord_SaysWhatItTakes) {
+  const PrivateTmp tmp;
+  for (const char* command : {"ak-provision", "check-vam-ak"}) {
+    const std::string help =
+        Capture({Vamctl(), command, "--help"}, BoardEnvironment()).standardOutput;
+    EXPECT_NE(help.find("\n  RECORD FILE "), std::string::npos) << help;
+    EXPECT_NE(help.find("\n  --hex DIGITS "), std::string::npos) << help;
+  }
+}
+
 TEST(CommandLine, Version_IsTheProjects) {
   const PrivateTmp tmp;
   const Output output = Capture({Vamctl(), "--version"}, BoardEnvironment());
