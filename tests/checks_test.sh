@@ -50,7 +50,7 @@ sed -i 's/^TEST_P([A-Za-z]*, /&DISABLED_/' "$tree/version/compare_version_test.c
 refuses "a test is disabled" every_test
 
 sed -i 's/`sdk_port` \*/`lost_port` */' "$tree/docs/porting.md"
-refuses "docs/porting.md names the test lost_port, which is not run" every_test
+refuses "docs/porting.md: names the test lost_port, which is not run" every_test
 
 programs=("$build/bin/vamctl")
 sed -i 's/\\-\\-json//g; s/--json//g' "$work/pages/vamctl.1"

@@ -27,8 +27,9 @@
 namespace {
 
 /// Whether this thread looks for a function of the C library's. Before glibc 2.34 the search itself
-/// asks calloc for memory, and does without where it gets none.
-thread_local bool isSearching = false;
+/// asks calloc for memory, and does without where it gets none. Of this model, since a look at a
+/// variable of another calls a function, which the address sanitizer has not made ready yet.
+[[gnu::tls_model("initial-exec")]] thread_local bool isSearching = false;
 
 template <typename Function>
 Function* NextSymbol(const char* name) {
