@@ -42,7 +42,7 @@ CLI::Option* AddSwitch(CLI::App* command, const char* name, bool& value, const c
   return command->add_flag(name, value, help)->disable_flag_override();
 }
 
-/// Adds the options that follow the state folder's wherever a program is started.
+/// Adds the options that `run` and `replay` share, but for the state folder's: its help differs.
 void AddLaunchOptions(CLI::App* command, vam::LaunchOptions& options) {
   vam::TakeNamed(
       command->add_option("--journal", options.journal, "File for a line on every platform call"),
