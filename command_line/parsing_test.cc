@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "command_line/completion.h"
 #include "command_line/program.h"
 #include "command_line/values.h"
 
@@ -26,6 +29,9 @@ class ParsingTest : public ::testing::Test {
     measure->add_flag("--quickly", "Less exactly")->disable_flag_override();
     measure->add_option("THING", thing, "What to measure")->required();
     measure->callback([this] { ++measured; });
+    CLI::Option* fast = measure->add_flag("--fast", "At once");
+    measure->add_flag("--slow", "Later")->excludes(fast);
+    measure->add_flag("--secret", "Nobody sees it")->group("");
     program.add_subcommand("show", "Show what was measured");
   }
 
@@ -106,6 +112,17 @@ TEST_F(ParsingTest, WrongUsage_SaysWhatWasWrongAndWhatToDo) {
       {{"measure", "--count", "1", "--count", "2", "wall"},
        "--count is there more than once; give it once; see probe measure --help"},
       {{"measure", "--quickly=no", "wall"}, "--quickly takes no value; see probe measure --help"},
+      {{"-"}, "'-' is no command of probe; see probe --help"},
+      {{"measure", "wall", "-"},
+       "'-' is one word too many for probe measure; see probe measure --help"},
+      {{"show", "measure", "wall"},
+       "'measure' is one word too many for probe show; see probe show --help"},
+      {{"measure", "--secre", "wall"},
+       "'--secre' is no option of probe measure; see probe measure --help"},
+      {{"measure", "--fast", "--slow", "wall"},
+       "--fast excludes --slow; give one of them; see probe measure --help"},
+      {{"measure", "--output", "a", "--output", "b", "wall"},
+       "--output is there more than once; give it once; see probe measure --help"},
       {{"measure", "--output", "", "wall"},
        "--output: the name is empty; see probe measure --help"},
   };
@@ -139,6 +156,53 @@ TEST_F(ParsingTest, HostileWords_MakeOneShortLine) {
   EXPECT_LT(Refusal({huge.c_str()}).size(), 200U);
   EXPECT_LT(Refusal({"measure", "--count", huge.c_str(), "wall"}).size(), 250U);
   EXPECT_LT(Refusal({"measure", ("--" + huge).c_str(), "wall"}).size(), 250U);
+}
+
+TEST_F(ParsingTest, EmptyValue_IsLookedForBeforeTheDashesAlone) {
+  EXPECT_EQ(Refusal({"measure", "--output="}), "--output needs a value; see probe --help");
+  EXPECT_TRUE(Parsed({"measure", "--", "--output="}));
+  EXPECT_EQ(thing, "--output=");
+  EXPECT_TRUE(Parsed({"measure", "--output=a=", "wall"}));
+  EXPECT_EQ(output, "a=");
+}
+
+TEST_F(ParsingTest, Number_AtAnEndOfItsRange_IsTaken) {
+  EXPECT_TRUE(Parsed({"measure", "--count", "1", "wall"}));
+  EXPECT_EQ(count, 1);
+  EXPECT_TRUE(Parsed({"measure", "--count", "9", "wall"}));
+  EXPECT_EQ(count, 9);
+}
+
+TEST_F(ParsingTest, Help_SaysWhatValuesAre) {
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(Parsed({"measure", "--help"}));
+  const std::string help = testing::internal::GetCapturedStdout();
+  EXPECT_THAT(help, ::testing::ContainsRegex("\n  --count NUMBER +How often\n"));
+  EXPECT_THAT(help, ::testing::ContainsRegex("\n  --output FILE +Where to\n"));
+}
+
+TEST_F(ParsingTest, Completion_IsPrintedForTheShellsThatAreKnown) {
+  for (const char* shell : {"bash", "zsh"}) {
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(Parsed({"--completion", shell}));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              std::string(shell) == "bash" ? BashCompletion(program) : ZshCompletion(program));
+  }
+  EXPECT_EQ(Refusal({"--completion", "fish"}), "--completion takes bash or zsh, not 'fish'");
+  EXPECT_EQ(Refusal({"--completion"}), "--completion takes bash or zsh, not ''");
+  EXPECT_EQ(measured, 0);
+}
+
+TEST(WholeNumberTest, Number_IsTakenWithinItsRangeAlone) {
+  EXPECT_EQ(WholeNumber("-5", -5, 7), -5);
+  EXPECT_EQ(WholeNumber("7", -5, 7), 7);
+  EXPECT_EQ(WholeNumber("-6", -5, 7), std::nullopt);
+  EXPECT_EQ(WholeNumber("8", -5, 7), std::nullopt);
+  EXPECT_EQ(WholeNumber("007", -5, 7), 7);
+  EXPECT_EQ(WholeNumber("7 ", -5, 7), std::nullopt);
+  EXPECT_EQ(WholeNumber("", -5, 7), std::nullopt);
+  EXPECT_EQ(WholeNumber("9223372036854775807", 0, INT64_MAX), INT64_MAX);
+  EXPECT_EQ(WholeNumber("9223372036854775808", 0, INT64_MAX), std::nullopt);
 }
 
 }  // namespace

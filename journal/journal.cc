@@ -103,8 +103,12 @@ std::uint64_t BootTime() { return Now(CLOCK_BOOTTIME); }
 bool StartJournal(const std::string& path, const JournalHead& head, JournalSettings& settings,
                   JournalFile kind) {
   int flags = O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  flags |= kind == JournalFile::kAny ? 0 : O_NOFOLLOW;
-  flags |= kind == JournalFile::kNew ? O_EXCL : 0;
+  if (kind != JournalFile::kAny) {
+    flags |= O_NOFOLLOW;
+  }
+  if (kind == JournalFile::kNew) {
+    flags |= O_EXCL;
+  }
   const int file = open(path.c_str(), flags, 0600);
   if (file < 0) {
     return false;

@@ -10,6 +10,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "journal/journal.h"
 #include "simulator/files/temporary_folder.h"
@@ -121,9 +122,44 @@ TEST_F(JournalLineTest, Line_TellsTimeProcessAndThread) {
 TEST_F(JournalLineTest, NoJournal_WritesNothing) {
   Journal notKept(folder.Path() + "/missing", {}, Fail);
   for (Journal* none : {&notKept, static_cast<Journal*>(nullptr)}) {
-    JournalLine(none, "call").Number("n", 1).BeginList("l").BeginObject().EndObject().EndList();
+    JournalLine(none, "call")
+        .Number("n", 1)
+        .Text("text", "t")
+        .Bytes("bytes", "b", 1)
+        .KeyBytes("key", "k", 1)
+        .Result(1)
+        .BeginList("l")
+        .BeginObject()
+        .EndObject()
+        .EndList();
   }
   EXPECT_EQ(Written(), "");
+}
+
+/// Where the journal lies, and what it held each time a line ended.
+struct Endings {
+  std::string path;
+  std::vector<std::string> journals;
+};
+
+Endings& EndingsOfLines() {
+  static Endings endings;
+  return endings;
+}
+
+void NoteEnd() {
+  Endings& endings = EndingsOfLines();
+  endings.journals.push_back(ReadWholeFile(endings.path).value_or("(no journal)"));
+}
+
+TEST_F(JournalLineTest, End_IsToldAfterTheLineIsWrittenOrWouldHaveBeen) {
+  EndingsOfLines() = {path, {}};
+  JournalLine(&journal, "open", NoteEnd).Number("n", 1);
+  ASSERT_EQ(EndingsOfLines().journals.size(), 1U);
+  EXPECT_EQ(EndingsOfLines().journals[0], Written());
+  EXPECT_NE(Written(), "");
+  JournalLine(nullptr, "open", NoteEnd).Number("n", 1);
+  EXPECT_EQ(EndingsOfLines().journals.size(), 2U);
 }
 
 struct Escape {

@@ -35,8 +35,8 @@ ProbeSection ReadProbe(const BoardSection& section) {
 SecureWorldSection ReadSecureWorld(const BoardSection& section) {
   section.Allow({"present", "trusted_application"});
   SecureWorldSection world;
-  world.present = section.Truth("present", true);
-  world.trustedApplication = section.Truth("trusted_application", true);
+  world.present = section.Truth("present", world.present);
+  world.trustedApplication = section.Truth("trusted_application", world.trustedApplication);
   return world;
 }
 

@@ -209,6 +209,85 @@ TEST(BoardFaultsTest, Faults_AreNumberedInTheirOrder) {
   EXPECT_EQ(board.faults[1].number, 2U);
 }
 
+TEST(BoardFaultsTest, ValueAtItsLimit_IsTaken) {
+  for (const char* origin : {"1", "4"}) {
+    EXPECT_EQ(
+        ReadOneFault(std::string("call = \"TEEC_InvokeCommand\"\nresult = 1\norigin = ") + origin)
+            .origin,
+        static_cast<std::uint32_t>(*origin - '0'));
+  }
+  const std::string longest(8100, 'a');
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 3\nvalue = \"" + longest + "\"").answer.byteCount,
+            8100U);
+  EXPECT_EQ(ReadOneFault("command = 18\nitem = 3\nvalue = \"\"").answer.byteCount, 0U);
+  EXPECT_EQ(ReadOneFault("command = 18\nrecord = [2147483647, -2147483648]").answer.vamCode,
+            INT32_MAX);
+  EXPECT_EQ(ReadOneFault("call = \"open\"\nresult = \"EIO\"\noccurrence = 1").occurrence, 1U);
+}
+
+TEST(BoardFaultsTest, FaultOfACommand_IsOfEveryInvocationUnlessItSays) {
+  const AnswerFault every = ReadOneFault("command = 28\nresult = 1").answer;
+  EXPECT_EQ(every.occurrence, 0U);
+  EXPECT_EQ(every.hasMode, 0U);
+  EXPECT_EQ(every.command, 28U);
+  EXPECT_EQ(ReadOneFault("command = 28\nresult = 1\noccurrence = \"always\"").answer.occurrence,
+            0U);
+}
+
+/// What a fault of a kind does not say is 0 or not so.
+TEST(BoardFaultsTest, FaultOfOneKind_HasNothingOfTheOthers) {
+  for (const char* keys : {"call = \"CNolvWsm::PutInt\"", "command = 19\nitem = 1\nmissing = true",
+                           "power_cut_after_writes = 1", "signal = \"SIGTERM\"\nafter_calls = 1",
+                           "console = \"closed\"", "status_file = \"both\"\nis = \"link\"",
+                           "status_room = 7", "memory_fails_at_request = 1"}) {
+    SCOPED_TRACE(keys);
+    const Fault fault = ReadOneFault(keys);
+    EXPECT_EQ(fault.occurrence, 0U);
+    EXPECT_EQ(fault.result, 0U);
+    EXPECT_EQ(fault.origin, 0U);
+    EXPECT_EQ(fault.errorNumber, 0);
+    EXPECT_EQ(fault.writes != 0, fault.kind == Fault::Kind::kPowerCut);
+    EXPECT_EQ(fault.signal != 0, fault.kind == Fault::Kind::kSignal);
+    EXPECT_EQ(fault.calls != 0, fault.kind == Fault::Kind::kSignal);
+    EXPECT_EQ(fault.lines, 0U);
+    EXPECT_EQ(fault.changesOkFile, fault.kind == Fault::Kind::kStatusFile);
+    EXPECT_EQ(fault.changesFailFile, fault.kind == Fault::Kind::kStatusFile);
+    EXPECT_EQ(fault.room != 0, fault.kind == Fault::Kind::kStatusRoom);
+    EXPECT_EQ(fault.request != 0, fault.kind == Fault::Kind::kMemory);
+  }
+}
+
+TEST(BoardFaultsTest, ConsoleAndShapeOfAStatusFile_AreThereFromTheStart) {
+  const auto fromTheStart = [](const char* keys) {
+    return ReadOneFault(keys).IsThereFromTheStart();
+  };
+  EXPECT_TRUE(fromTheStart("console = \"closed\""));
+  EXPECT_TRUE(fromTheStart("status_file = \"both\"\nis = \"link\""));
+  EXPECT_TRUE(fromTheStart("status_file = \"VAM_OK\"\nis = \"folder\""));
+  EXPECT_FALSE(fromTheStart("status_file = \"VAM_OK\"\nresult = \"EROFS\""));
+  EXPECT_FALSE(fromTheStart("call = \"CNolvWsm::PutInt\""));
+  EXPECT_FALSE(fromTheStart("command = 28\nresult = 1"));
+  EXPECT_FALSE(fromTheStart("power_cut_after_writes = 1"));
+  EXPECT_FALSE(fromTheStart("signal = \"SIGTERM\"\nafter_calls = 1"));
+  EXPECT_FALSE(fromTheStart("status_room = 7"));
+  EXPECT_FALSE(fromTheStart("memory_fails_at_request = 1"));
+}
+
+TEST(BoardFaultsTest, CallThatNoFaultCanChange_IsRefusedWithThoseThatOneCan) {
+  ExpectRefused({"", WithFault("call = \"close\""),
+                 "2: \"call\" must be one of TEEC_InitializeContext, TEEC_OpenSession, "
+                 "TEEC_RegisterSharedMemory, TEEC_AllocateSharedMemory, TEEC_InvokeCommand, "
+                 "CNolvWsm::PutInt, CNolvWsm::PutUint, CNolvWsm::PutBlob, CNolvWsm::GetInt, "
+                 "CNolvWsm::GetUint, CNolvWsm::GetBlob, open, ioctl, vconf_get_str, "
+                 "system_info_get_value_string"});
+  ExpectRefused({"", WithFault("command = 20\nresult = 1"),
+                 "2: no command has the identifier 20; there are 18 vm_updateFW, 19 vm_getFWInfo, "
+                 "23 vam_checkVamAk, 24 vam_akProvision, 25 vam_akProvisionRPMB, "
+                 "26 vam_getPublicKeyStatus, 28 vam_getInfo, 29 vam_getAppInfo, 30 vam_updateFW, "
+                 "32 vam_selfTestAll, 39 vam_getHackInfo, 40 vam_getFWInfo, 42 vam_forceRecovery, "
+                 "43 vam_forceRecoverySP, 44 vam_removeAkKeys"});
+}
+
 class WrongFaultTest : public ::testing::TestWithParam<WrongBoard> {};
 
 TEST_P(WrongFaultTest, WrongFault_IsRefusedWithOneLineThatNamesThePlace) {

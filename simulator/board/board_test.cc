@@ -3,19 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "simulator/board/wrong_board_test.h"
+#include "simulator/files/temporary_folder.h"
 
 namespace vam {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::Pair;
 
 Board Read(const std::string& text) { return ReadBoardText(text, "some.toml"); }
@@ -24,6 +26,7 @@ TEST(BoardTest, EmptyFile_IsTheDefaultBoardUnderItsFilesName) {
   const Board board = ReadBoardText("", "folder/bare.toml");
   EXPECT_EQ(board.title, "bare");
   EXPECT_EQ(board.about, "");
+  EXPECT_EQ(board.outcome, "");
   EXPECT_TRUE(board.probe.nodePresent);
   EXPECT_TRUE(board.probe.ioctlAnswers);
   EXPECT_EQ(board.probe.flag, std::optional<std::int32_t>(1));
@@ -53,6 +56,7 @@ TEST(BoardTest, FileWithEveryKey_IsReadWhole) {
   const Board board = Read(R"(
 title = "Full"
 about = "Everything at once."
+outcome = "as it comes"
 [probe]
 node = "missing"
 ioctl = "fails"
@@ -85,6 +89,7 @@ build_identifier = "B"
 )");
   EXPECT_EQ(board.title, "Full");
   EXPECT_EQ(board.about, "Everything at once.");
+  EXPECT_EQ(board.outcome, "as it comes");
   EXPECT_FALSE(board.probe.nodePresent);
   EXPECT_FALSE(board.probe.ioctlAnswers);
   EXPECT_EQ(board.probe.flag, std::optional<std::int32_t>(INT32_MIN));
@@ -192,7 +197,9 @@ TEST(BoardTest, MissingFile_IsNamed) {
     (void)ReadBoardFile("no/such.toml");
     FAIL() << "a board was read";
   } catch (const BoardError& error) {
-    EXPECT_THAT(error.what(), HasSubstr("no/such.toml: cannot be read"));
+    EXPECT_STREQ(error.what(),
+                 "no/such.toml: cannot be read: No such file or directory; give a board file, or a "
+                 "name that `vam-board list` shows");
   }
 }
 
@@ -205,6 +212,123 @@ TEST(BoardTest, ShippedBoard_IsReadAndSaysWhatItIs) {
     ++count;
   }
   EXPECT_GE(count, 25);
+}
+
+TEST(BoardTest, SystemInformation_IsKeptByTheNumbersOfItsKeys) {
+  const Board board = Read(
+      "[system_information]\nbuild_identifier = \"B\"\nboard_revision = \"R\"\nmodel_name = \"M\"");
+  EXPECT_THAT(board.systemInformation, ElementsAre(Pair(0, "M"), Pair(1, "R"), Pair(2, "B")));
+}
+
+TEST(BoardTest, ValueAtItsLimit_IsTaken) {
+  const std::string version(252, '1');
+  const auto versions = [&](const char* section) {
+    return Read(std::string("[") + section + "]\nsystem_version = \"" + version +
+                "\"\napp_version = \"" + version + "\"");
+  };
+  EXPECT_EQ(versions("image").image.systemVersion, version);
+  EXPECT_EQ(versions("image").image.runsAppVersion, version);
+  EXPECT_EQ(versions("chip").chip.appVersion, version);
+  EXPECT_EQ(Read("[image]\npayload_size = 16777216").image.payloadSize, 16777216U);
+  EXPECT_TRUE(Read("[chip]\ninformation = []").chip.information.empty());
+  std::string words = "1";
+  for (int i = 1; i < 64; ++i) {
+    words += ", 1";
+  }
+  EXPECT_EQ(Read("[chip]\ninformation = [" + words + "]").chip.information.size(), 64U);
+  EXPECT_EQ(Read("[chip]\ninformation = [-2147483648]").chip.information[0], 0x80000000U);
+  EXPECT_EQ(Read("[chip]\nhack_information = \"" + std::string(2048, 'a') + "\"")
+                .chip.hackInformation.size(),
+            1024U);
+  const Board records = Read("[chip]\nak_record = \"" + std::string(4096, 'a') +
+                             "\"\nrpmb_record = \"" + std::string(4096, 'b') + "\"");
+  EXPECT_EQ(records.chip.akRecord.size(), 2048U);
+  EXPECT_EQ(records.chip.rpmbRecord.size(), 2048U);
+  EXPECT_EQ(Read("[probe]\nflag = 2147483647").probe.flag, std::optional<std::int32_t>(INT32_MAX));
+}
+
+TEST(BoardTest, EachSectionOfTheProbe_IsReadAlone) {
+  const ProbeSection silent = Read("[probe]\nioctl = \"fails\"").probe;
+  EXPECT_TRUE(silent.nodePresent);
+  EXPECT_FALSE(silent.ioctlAnswers);
+  const SecureWorldSection bare = Read("[secure_world]\ntrusted_application = false").secureWorld;
+  EXPECT_TRUE(bare.present);
+  EXPECT_FALSE(bare.trustedApplication);
+}
+
+TEST(BoardTest, ChipAndImage_AreInEachState) {
+  EXPECT_EQ(Read("[chip]\nstate = \"whole\"").chip.state, ChipSection::State::kWhole);
+  EXPECT_EQ(Read("[chip]\nstate = \"interrupted\"").chip.state, ChipSection::State::kInterrupted);
+  EXPECT_EQ(Read("[chip]\nstate = \"damaged\"").chip.state, ChipSection::State::kDamaged);
+  EXPECT_EQ(Read("[image]\nstate = \"whole\"").image.state, ImageSection::State::kWhole);
+  EXPECT_EQ(Read("[image]\nstate = \"missing\"").image.state, ImageSection::State::kMissing);
+}
+
+/// Texts with letters that are not ASCII, in each form that TOML has. A letter after one of them,
+/// on the third line, stands outside.
+TEST(BoardTest, LettersThatAreNotAscii_AreTakenInTextsAndCommentsAlone) {
+  const std::string letter = "\xC3\xA9";
+  const std::string texts[] = {
+      "\"" + letter + "\"",
+      "'" + letter + "'",
+      "'\\'",
+      "'\"" + letter + "'",
+      "\"'" + letter + "\"",
+      "\"\\\"" + letter + "\"",
+      "\"\\\\\"",
+      "\"\" # " + letter,
+      "'' # \"" + letter,
+      "\"\"\"" + letter + "\"\"\"",
+      "\"\"\"\"" + letter + "\"" + letter + "\"\"\"",
+      "\"\"\"" + letter + "\"\"\"\"\"",
+      "\"\"\"\\\"\"\"" + letter + "\"\"\"",
+      "'''" + letter + "'" + letter + "'''",
+      "'''\\'''",
+      "'''\"" + letter + "\"'''",
+  };
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    const std::string good = "[settings]\nkey = " + text + "\n";
+    EXPECT_EQ(Read(good).settings.size(), 1U);
+    EXPECT_EQ(Read(good + "# " + letter).settings.size(), 1U) << "a comment at the very end";
+    ExpectRefused({"", good + letter + " = 1\n",
+                   "3: not a TOML file: only texts in quotes and comments have letters that are "
+                   "not ASCII"});
+  }
+  const Board board =
+      Read("[settings]\nkey = \"\"\"\n" + letter + "\n\"\"\"\nother = '" + letter + "'");
+  EXPECT_THAT(board.settings, ElementsAre(Pair("key", letter + "\n"), Pair("other", letter)));
+  ExpectRefused({"", "\xEF\xBB\xBF" + letter + " = 1",
+                 "1: not a TOML file: only texts in quotes and comments have letters that are not "
+                 "ASCII"});
+}
+
+TEST(BoardTest, TextWithoutAnEnd_IsRefusedInItsLine) {
+  for (const char* text : {"\"\xC3\xA9", "'\xC3\xA9", "\"\\", "\"\\\n"}) {
+    ExpectRefused({"", std::string("title = ") + text, "1: not a TOML file: "});
+  }
+  for (const char* text :
+       {"\"\xC3\xA9\n\xC3\xA9\"", "\"\"\"\xC3\xA9\n", "'''\xC3\xA9\n\xC3\xA9", "\"\"\"\\"}) {
+    try {
+      static_cast<void>(Read(std::string("title = ") + text));
+      FAIL() << text;
+    } catch (const BoardError& error) {
+      EXPECT_THAT(error.what(), testing::HasSubstr(": not a TOML file: "));
+    }
+  }
+}
+
+TEST(BoardTest, LargestFile_IsReadAndALargerOneIsNot) {
+  const TemporaryFolder folder("vam-board-test");
+  const std::string path = folder.Path() + "/large.toml";
+  const std::string text = "title = \"Large\"\n#";
+  std::ofstream(path) << text << std::string((std::size_t{1} << 20) - text.size(), 'x');
+  EXPECT_EQ(ReadBoardFile(path).title, "Large");
+  std::ofstream(path, std::ios::app) << 'x';
+  EXPECT_THAT([&] { static_cast<void>(ReadBoardFile(path)); },
+              testing::ThrowsMessage<BoardError>(
+                  path + ": cannot be read: File too large; give a board file, or a name that "
+                         "`vam-board list` shows"));
 }
 
 }  // namespace

@@ -77,7 +77,8 @@ struct Place {
 /// Returns where the file at `path` lies, or would be made, once symbolic links are followed.
 /// Returns none, with errno set, when there are too many.
 std::optional<std::string> FollowLinks(std::string path) {
-  for (int i = 0; i < kMostLinks; ++i) {
+  // One time more than there are links: that finds that the last target is none.
+  for (int i = 0; i <= kMostLinks; ++i) {
     char target[PATH_MAX];
     const ssize_t length = readlink(path.c_str(), target, sizeof target);
     if (length < 0) {

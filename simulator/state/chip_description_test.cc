@@ -16,7 +16,6 @@
 namespace vam {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
 class ChipDescriptionTest : public testing::Test {
@@ -38,13 +37,16 @@ TEST_F(ChipDescriptionTest, DamagedMemory_NeedsARecovery) {
 
 TEST_F(ChipDescriptionTest, MemoryThatIsNotDamaged_NeedsNoRecovery) {
   EXPECT_THAT([&] { static_cast<void>(DescribeChip(path)); },
-              ThrowsMessage<std::runtime_error>(HasSubstr(
-                  path + ": the chip's memory cannot be read: No such file or directory; ")));
+              ThrowsMessage<std::runtime_error>(
+                  path + ": the chip's memory cannot be read: No such file or directory; make it "
+                         "readable, or give another folder with --state"));
   ASSERT_TRUE(ReplaceFile(path, "VAMCHIP2 in a form to come", 26));
   EXPECT_THAT(
       [&] { static_cast<void>(DescribeChip(path)); },
-      ThrowsMessage<std::runtime_error>(HasSubstr(
-          path + ": the chip's memory is of another format; use the vam-board that made it")));
+      ThrowsMessage<std::runtime_error>(
+          path +
+          ": the chip's memory is of another format; use the vam-board that made it, or give "
+          "another folder with --state"));
   ASSERT_TRUE(ReplaceFile(path, "VAMCHIP1 cut", 12));
   EXPECT_EQ(DescribeChip(path), "Chip: its memory is damaged; it needs a recovery and an update\n");
 }
@@ -98,7 +100,7 @@ TEST_F(ChipDescriptionTest, RecoveredChip_NeedsAnUpdate) {
   StoredChipMemory chip{};
   chip.memory.state = kChipRecovered;
   Store(chip);
-  EXPECT_EQ(DescribeChip(path).substr(0, 37), "Chip: recovered; it needs an update\n ");
+  EXPECT_EQ(DescribeChip(path).substr(0, 38), "Chip: recovered; it needs an update\n  ");
 }
 
 }  // namespace

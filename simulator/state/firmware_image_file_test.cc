@@ -1,12 +1,18 @@
 #include "simulator/state/firmware_image_file.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,11 +21,11 @@
 #include "simulator/files/whole_file.h"
 #include "simulator/model/firmware_image.h"
 #include "simulator/state/sha256_digest.h"
+#include "tests/support/planned_calls.h"
 
 namespace vam {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
 /// Returns the 32-bit little-endian number at `offset`.
@@ -56,14 +62,39 @@ TEST(MakeFirmwareImageTest, Image_HasTheDocumentedLayout) {
 }
 
 TEST(MakeFirmwareImageTest, WhatAnImageDoesNotHold_IsRefusedWithTheLimit) {
-  ImageContents contents;
-  contents.runsAppVersion = std::string(253, 'v');
-  EXPECT_THAT([&] { (void)MakeFirmwareImage(contents); },
-              ThrowsMessage<std::invalid_argument>(HasSubstr("252")));
-  contents = {};
-  contents.appPart.resize(kPartSizeLimit + 1);
-  EXPECT_THAT([&] { (void)MakeFirmwareImage(contents); },
-              ThrowsMessage<std::invalid_argument>(HasSubstr("16777216")));
+  struct Text {
+    std::string ImageContents::*text;
+    const char* what;
+  };
+  const Text texts[] = {{&ImageContents::systemVersion, "system"},
+                        {&ImageContents::appVersion, "app"},
+                        {&ImageContents::runsSystemVersion, "system part's own"},
+                        {&ImageContents::runsAppVersion, "app part's own"}};
+  for (const auto& [text, what] : texts) {
+    ImageContents contents;
+    contents.*text = std::string(252, 'v');
+    EXPECT_NO_THROW((void)MakeFirmwareImage(contents)) << what;
+    contents.*text += 'v';
+    EXPECT_THAT(
+        [&] { (void)MakeFirmwareImage(contents); },
+        ThrowsMessage<std::invalid_argument>(std::string("the ") + what +
+                                             " version has 253 bytes; an image holds at most 252"));
+  }
+  struct Part {
+    std::vector<std::uint8_t> ImageContents::*part;
+    const char* what;
+  };
+  const Part parts[] = {{&ImageContents::systemPart, "system"}, {&ImageContents::appPart, "app"}};
+  for (const auto& [part, what] : parts) {
+    ImageContents contents;
+    (contents.*part).resize(16777216);
+    EXPECT_NO_THROW((void)MakeFirmwareImage(contents)) << what;
+    (contents.*part).resize(16777217);
+    EXPECT_THAT([&] { (void)MakeFirmwareImage(contents); },
+                ThrowsMessage<std::invalid_argument>(
+                    std::string("the ") + what +
+                    " part has 16777217 bytes; an image holds at most 16777216"));
+  }
 }
 
 class FirmwareImageFileTest : public testing::Test {
@@ -113,6 +144,97 @@ TEST_F(FirmwareImageFileTest, FileBeyond32Bits_HasTheLargestSize) {
   std::uint32_t size = 0;
   EXPECT_TRUE(file.Size(&size));
   EXPECT_EQ(size, 0xFFFFFFFF);
+}
+
+TEST_F(FirmwareImageFileTest, MissingFile_IsNoObstacle) {
+  EXPECT_EQ(FirmwareImageFile(path).Obstacle(), "");
+}
+
+TEST_F(FirmwareImageFileTest, WhatIsNoReadableFile_IsAnObstacle) {
+  const auto obstacle = [](const std::string& file) { return FirmwareImageFile(file).Obstacle(); };
+  const std::string cause = ": the firmware image cannot be read: ";
+  EXPECT_EQ(obstacle(folder.Path()), folder.Path() + cause + "Is a directory");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(obstacle(path), path + cause + "Not a regular file");
+  EXPECT_EQ(obstacle(path + "/x"), path + "/x" + cause + "Not a directory");
+  std::filesystem::remove(path);
+  Write({1, 2, 3});
+  PlannedCalls plans;
+  plans.Fail("open", EACCES);
+  EXPECT_EQ(obstacle(path), path + cause + "Permission denied");
+}
+
+TEST_F(FirmwareImageFileTest, FileThatIsReplacedByAFifoMeanwhile_IsNotWaitedFor) {
+  Write({1, 2, 3});
+  PlannedCalls plans;
+  plans.Before("open", [this](int) {
+    std::filesystem::remove(path);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  });
+  FirmwareImageFile file(path);
+  std::uint32_t size = 0;
+  EXPECT_FALSE(file.Size(&size));
+}
+
+TEST_F(FirmwareImageFileTest, InterruptedOrShortRead_GoesOn) {
+  Write({10, 11, 12, 13});
+  FirmwareImageFile file(path);
+  std::uint8_t bytes[4] = {};
+  PlannedCalls plans;
+  plans.Fail("pread", EINTR);
+  plans.Shorten("pread", 1);
+  plans.Shorten("pread", 2);
+  EXPECT_TRUE(file.Read(0, bytes, 4));
+  EXPECT_THAT(bytes, testing::ElementsAre(10, 11, 12, 13));
+  EXPECT_EQ(file.Obstacle(), "");
+}
+
+TEST_F(FirmwareImageFileTest, ReadThatFails_IsAnObstacle) {
+  Write({10, 11, 12, 13});
+  FirmwareImageFile file(path);
+  std::uint8_t bytes[4] = {};
+  PlannedCalls plans;
+  plans.Shorten("pread", 1);
+  plans.Fail("pread", EIO);
+  EXPECT_FALSE(file.Read(0, bytes, 4));
+  EXPECT_EQ(file.Obstacle(), path + ": the firmware image cannot be read: Input/output error");
+}
+
+TEST_F(FirmwareImageFileTest, ImageFile_IsOpenAsLongAsItLivesAndNoLonger) {
+  Write({10, 11});
+  const auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = descriptors();
+  {
+    FirmwareImageFile file(path);
+    EXPECT_EQ(descriptors(), before + 1);
+    // What replaces it does not change what is read.
+    Write({20, 21});
+    std::uint8_t byte = 0;
+    EXPECT_TRUE(file.Read(0, &byte, 1));
+    EXPECT_EQ(byte, 10);
+  }
+  EXPECT_EQ(descriptors(), before);
+}
+
+TEST_F(FirmwareImageFileTest, ProgramWithoutStandardInput_ReadsTheImageToo) {
+  Write({10, 11});
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  errno = 0;
+  std::uint8_t byte = 0;
+  {
+    FirmwareImageFile file(path);
+    EXPECT_TRUE(file.Read(1, &byte, 1));
+    EXPECT_EQ(file.Obstacle(), "");
+  }
+  EXPECT_LT(fcntl(STDIN_FILENO, F_GETFD), 0) << "it is closed again";
+  if (input >= 0) {
+    dup2(input, STDIN_FILENO);
+    close(input);
+  }
+  EXPECT_EQ(byte, 11);
 }
 
 }  // namespace

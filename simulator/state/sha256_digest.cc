@@ -34,8 +34,7 @@ void Sha256Digest::Update(const void* bytes, std::uint32_t count) {
 }
 
 void Sha256Digest::End(std::uint8_t digest[kDigestSize]) {
-  unsigned size = 0;
-  if (EVP_DigestFinal_ex(context->handle.get(), digest, &size) != 1) {
+  if (EVP_DigestFinal_ex(context->handle.get(), digest, nullptr) != 1) {
     throw std::bad_alloc();
   }
 }

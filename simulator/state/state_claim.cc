@@ -27,15 +27,6 @@ constexpr std::size_t kRecordLimit = 65536;
   throw std::runtime_error(path + ": " + why);
 }
 
-/// Locks the whole file for this process. Unlike flock(), the children of the
-/// process do not share the lock, so it ends with the process.
-bool LockForProcess(int descriptor, int command, struct flock& range) {
-  range = {};
-  range.l_type = F_WRLCK;
-  range.l_whence = SEEK_SET;
-  return fcntl(descriptor, command, &range) == 0;
-}
-
 }  // namespace
 
 StateClaim::StateClaim(const std::string& stateFolder, const std::string& owner, bool takesOver)
@@ -69,14 +60,17 @@ StateClaim::~StateClaim() { close(lock); }
 void StateClaim::Lock() {
   const std::string file = RunLockIn(folder);
   lock = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
-  struct flock range;
-  if (lock >= 0 && LockForProcess(lock, F_SETLK, range)) {
+  // Of the whole file. Unlike that of flock(), the children of the process do not share it, so it
+  // ends with the process.
+  struct flock range = {};
+  range.l_type = F_WRLCK;
+  if (lock >= 0 && fcntl(lock, F_SETLK, &range) == 0) {
     return;
   }
   const bool isHeld = lock >= 0 && (errno == EAGAIN || errno == EACCES);
   const std::string cause = std::strerror(errno);
   std::string holder;
-  if (isHeld && LockForProcess(lock, F_GETLK, range) && range.l_pid > 0) {
+  if (isHeld && fcntl(lock, F_GETLK, &range) == 0 && range.l_pid > 0) {
     holder = " (process " + std::to_string(range.l_pid) + ")";
   }
   if (lock >= 0) {

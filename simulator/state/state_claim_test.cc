@@ -2,12 +2,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,6 +20,7 @@
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
 #include "simulator/state/state_folder.h"
+#include "tests/support/planned_calls.h"
 
 namespace vam {
 namespace {
@@ -147,6 +153,133 @@ TEST_F(StateClaimTest, LockThatIsALink_IsNotFollowed) {
   std::filesystem::create_symlink(folder.Path() + "/stranger", RunLockIn(state));
   ExpectRefused(RunLockIn(state), "cannot be locked: Too many levels of symbolic links; ");
   EXPECT_FALSE(std::filesystem::exists(folder.Path() + "/stranger"));
+}
+
+/// Returns the line that claiming `state` fails with.
+std::string RefusalOf(const std::string& state) {
+  try {
+    const StateClaim claim(state, "board", false);
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "no refusal";
+}
+
+std::ptrdiff_t OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(StateClaimTest, FolderOfAnotherVersion_IsToldWithWhatToDo) {
+  Claim("board");
+  for (const char* record :
+       {"vam-board state, format 2\nx\n", "vam-board state, format 12\nboard\n"}) {
+    WriteRecord(record);
+    EXPECT_EQ(RefusalOf(state),
+              state +
+                  ": another version of vam-board made this folder, in a format that this one "
+                  "does not know; use that version, or give another folder with --state");
+  }
+  // Cut before its first line's end, it is of no format.
+  WriteRecord("vam-board state, format 2");
+  EXPECT_EQ(RefusalOf(state),
+            BoardRecordIn(state) + ": damaged; remove it, and the next run writes it anew");
+}
+
+TEST_F(StateClaimTest, RecordThatCannotBeRead_IsToldWithWhatToDo) {
+  std::filesystem::create_directories(BoardRecordIn(state));
+  EXPECT_EQ(RefusalOf(state), BoardRecordIn(state) +
+                                  ": cannot be read: Is a directory; make it readable, or give "
+                                  "another folder with --state");
+}
+
+TEST_F(StateClaimTest, LongestRecord_IsRead) {
+  const std::string board(65536 - 27, 'b');
+  Claim(board);
+  EXPECT_EQ(BoardOfState(state), board);
+  WriteRecord("vam-board state, format 1\n" + board + "b\n");
+  EXPECT_EQ(RefusalOf(state), BoardRecordIn(state) +
+                                  ": cannot be read: File too large; make it readable, or give "
+                                  "another folder with --state");
+}
+
+TEST_F(StateClaimTest, RecordThatSaysSoAlready_StaysAsItIs) {
+  Claim("board");
+  struct stat before = {};
+  ASSERT_EQ(stat(BoardRecordIn(state).c_str(), &before), 0);
+  Claim("board");
+  struct stat after = {};
+  ASSERT_EQ(stat(BoardRecordIn(state).c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+TEST_F(StateClaimTest, RecordThatCannotBeWritten_IsToldWithWhatToDo) {
+  const StateClaim claim(state, "board", false);
+  std::filesystem::create_directory(BoardRecordIn(state));
+  EXPECT_THAT([&] { claim.Record(); },
+              ThrowsMessage<std::runtime_error>(
+                  BoardRecordIn(state) + ": cannot be written: Is a directory; give a folder that "
+                                         "you can write to with --state"));
+}
+
+TEST_F(StateClaimTest, FolderThatCannotBeLocked_IsToldWithWhatToDo) {
+  std::filesystem::create_directories(state);
+  const auto before = OpenDescriptors();
+  const std::string end = "; give a folder that you can write to with --state";
+  for (const int error : {EACCES, EAGAIN}) {
+    PlannedCalls plans;
+    plans.Fail("open", error);
+    EXPECT_EQ(RefusalOf(state),
+              RunLockIn(state) + ": cannot be locked: " + std::strerror(error) + end);
+  }
+  PlannedCalls plans;
+  plans.Fail("fcntl", ENOLCK);
+  EXPECT_EQ(RefusalOf(state), RunLockIn(state) + ": cannot be locked: No locks available" + end);
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(StateClaimTest, FolderThatIsFreedMeanwhile_IsSaidToBeInUseByNobodyKnown) {
+  const std::string refusal =
+      state +
+      ": another run uses this folder; wait until it has ended, or give another folder "
+      "with --state";
+  for (const int error : {EAGAIN, EACCES}) {
+    PlannedCalls plans;
+    plans.Fail("fcntl", error);
+    EXPECT_EQ(RefusalOf(state), refusal);
+  }
+  PlannedCalls plans;
+  plans.Fail("fcntl", EAGAIN);
+  plans.Fail("fcntl", EINVAL);
+  EXPECT_EQ(RefusalOf(state), refusal);
+}
+
+TEST_F(StateClaimTest, RefusedClaim_LeavesNothingOpen) {
+  Claim("first board");
+  MakeChip();
+  const auto before = OpenDescriptors();
+  EXPECT_EQ(RefusalOf(state).rfind(state + ": holds the chip of another board", 0), 0U);
+  EXPECT_EQ(OpenDescriptors(), before);
+  { const StateClaim claim(state, "first board", false); }
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(StateClaimTest, Lock_IsAFileForEverybody) {
+  const mode_t mask = umask(0);
+  Claim("board");
+  umask(mask);
+  struct stat status = {};
+  ASSERT_EQ(stat(RunLockIn(state).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0666U);
+}
+
+TEST_F(StateClaimTest, ProgramWithoutStandardInput_ClaimsTheFolderToo) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  EXPECT_EQ(RefusalOf(state), "no refusal");
+  if (input >= 0) {
+    dup2(input, STDIN_FILENO);
+    close(input);
+  }
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -17,6 +20,7 @@
 #include "simulator/state/chip_memory_file.h"
 #include "simulator/state/firmware_image_file.h"
 #include "simulator/state/sha256_digest.h"
+#include "tests/support/planned_calls.h"
 
 namespace vam {
 namespace {
@@ -163,6 +167,183 @@ TEST_F(StateFolderTest, FolderThatCannotBeMade_IsNamedWithWhatToDo) {
               ThrowsMessage<std::runtime_error>(HasSubstr(
                   "/below/state: cannot be made: Not a directory; give a folder that you can "
                   "write to with --state")));
+}
+
+TEST_F(StateFolderTest, LocksAndRecord_HaveTheirDocumentedNames) {
+  EXPECT_EQ(ChipLockIn("some/folder"), "some/folder/chip.lock");
+  EXPECT_EQ(RunLockIn("some/folder"), "some/folder/run.lock");
+  EXPECT_EQ(BoardRecordIn("some/folder"), "some/folder/board.record");
+}
+
+TEST_F(StateFolderTest, ImageFile_IsThatOfTheBoardOrNone) {
+  Board board;
+  EXPECT_EQ(ImageFileOf(board, "some/folder"), "");
+  board.image.file = "own.img";
+  EXPECT_EQ(ImageFileOf(board, "some/folder"), "some/folder/own.img");
+  board.image.file = "/elsewhere/own.img";
+  EXPECT_EQ(ImageFileOf(board, "some/folder"), "/elsewhere/own.img");
+}
+
+TEST_F(StateFolderTest, NewChip_HasEveryKeyOfItsBoard) {
+  Board board;
+  board.chip.appVersion = "2.0";
+  board.chip.hackInformation = {1, 2, 3};
+  board.chip.akRecord = {4, 5};
+  board.chip.rpmbRecord = {6};
+  Prepare(board);
+  const ChipMemory chip = Chip();
+  EXPECT_EQ(chip.implementsUpdates, 1U);
+  EXPECT_EQ(chip.selfTestPasses, 1U);
+  EXPECT_EQ(Text(chip.app.version), "2.0");
+  EXPECT_EQ(chip.informationCount, 0U);
+  EXPECT_EQ(chip.hackInformationSize, 3U);
+  EXPECT_EQ(chip.hackInformation[2], 3);
+  EXPECT_EQ(chip.akRecordSize, 2U);
+  EXPECT_EQ(chip.akRecord[1], 5);
+  EXPECT_EQ(chip.rpmbRecordSize, 1U);
+  EXPECT_EQ(chip.rpmbRecord[0], 6);
+  fs::remove(ChipMemoryIn(state));
+  board.chip.implementsUpdates = false;
+  board.chip.selfTestPasses = false;
+  Prepare(board);
+  EXPECT_EQ(Chip().implementsUpdates, 0U);
+  EXPECT_EQ(Chip().selfTestPasses, 0U);
+}
+
+TEST_F(StateFolderTest, ImageOfTheBoard_HasItsVersionsAndParts) {
+  Board board;
+  board.image.systemVersion = "1,X";
+  board.image.appVersion = "2,X";
+  board.image.runsSystemVersion = "1,0";
+  board.image.runsAppVersion = "2,0";
+  board.image.payloadSize = 3;
+  Prepare(board);
+  const std::vector<std::uint8_t> image =
+      MakeFirmwareImage({"1,X", "2,X", "1,0", "2,0", {'s', 's', 's'}, {'a', 'a', 'a'}});
+  EXPECT_EQ(ReadWholeFile(FirmwareImageIn(state)), std::string(image.begin(), image.end()));
+}
+
+TEST_F(StateFolderTest, ChipThatRunsTheImage_HasItsDigests) {
+  Board board;
+  board.image.payloadSize = 100;
+  Prepare(board);
+  FirmwareImageFile file(FirmwareImageIn(state));
+  Sha256Digest digest;
+  const auto image = std::make_unique<FirmwareImage>();
+  ASSERT_EQ(ReadFirmwareImage(file, digest, *image), ImageStatus::kWhole);
+  const ChipMemory chip = Chip();
+  EXPECT_EQ(std::memcmp(chip.system.digest, image->systemDigest, kDigestSize), 0);
+  EXPECT_EQ(std::memcmp(chip.app.digest, image->appDigest, kDigestSize), 0);
+  EXPECT_EQ(std::memcmp(chip.imageDigest, image->digest, kDigestSize), 0);
+}
+
+TEST_F(StateFolderTest, ChipOfOneVersionOfTheImage_DoesNotRunIt) {
+  Board board;
+  board.image.runsSystemVersion = board.chip.systemVersion = "1";
+  board.image.runsAppVersion = "2";
+  Prepare(board);
+  EXPECT_EQ(Chip().system.size, 0U);
+  fs::remove(ChipMemoryIn(state));
+  board.chip.systemVersion = "0";
+  board.chip.appVersion = "2";
+  Prepare(board);
+  EXPECT_EQ(Chip().system.size, 0U);
+}
+
+TEST_F(StateFolderTest, ChipBesideADamagedImage_DoesNotRunIt) {
+  Board board;
+  board.image.state = ImageSection::State::kDamaged;
+  Prepare(board);
+  EXPECT_EQ(Chip().system.size, 0U);
+}
+
+/// Returns the line that preparing `state` for `board` fails with.
+std::string ProblemOf(const std::string& state, const Board& board) {
+  try {
+    PrepareStateFolder(state, board, ".");
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "no problem";
+}
+
+TEST_F(StateFolderTest, ImageThatCannotBeReplacedOrRemoved_IsNamedWithWhatToDo) {
+  Prepare(Board());
+  const std::string image = FirmwareImageIn(state);
+  fs::remove(image);
+  fs::create_directories(image + "/folder");
+  const std::string end = "; give a folder that you can write to with --state";
+  EXPECT_EQ(ProblemOf(state, Board()), image + ": cannot be written: Is a directory" + end);
+  Board board;
+  board.image.state = ImageSection::State::kMissing;
+  EXPECT_EQ(ProblemOf(state, board), image + ": cannot be removed: Directory not empty" + end);
+  fs::remove_all(image);
+  EXPECT_EQ(ProblemOf(state, board), "no problem") << "there is nothing to remove";
+}
+
+TEST_F(StateFolderTest, ChipThatCannotBeWritten_IsNamedWithWhatToDo) {
+  PlannedCalls plans;
+  plans.Fail("fsync", EIO);
+  EXPECT_EQ(ProblemOf(state, Board()),
+            ChipMemoryIn(state) +
+                ": the chip's memory cannot be written: Input/output error; give "
+                "a folder with --state that you can write to and that has room");
+  Board board;
+  board.chip.state = ChipSection::State::kDamaged;
+  plans.Fail("fsync", EIO);
+  EXPECT_EQ(ProblemOf(state, board),
+            ChipMemoryIn(state) +
+                ": cannot be written: Input/output error; give a folder that you "
+                "can write to with --state");
+}
+
+TEST_F(StateFolderTest, ChipOfARunAlone_IsNotKeptThroughAPowerFailure) {
+  PlannedCalls plans;
+  plans.Fail("fsync", EIO);
+  PrepareStateFolder(state, Board(), ".", Keeping::kWhilePowered);
+  EXPECT_EQ(Chip().state, kChipWhole);
+  fs::remove(ChipMemoryIn(state));
+  EXPECT_NE(ProblemOf(state, Board()), "no problem");
+}
+
+TEST_F(StateFolderTest, ChipThatCannotBeRead_IsNamedAndNothingIsChanged) {
+  Prepare(Board());
+  fs::remove(FirmwareImageIn(state));
+  fs::remove(ChipMemoryIn(state));
+  fs::create_symlink("chip.memory", ChipMemoryIn(state));
+  EXPECT_EQ(ProblemOf(state, Board()),
+            ChipMemoryIn(state) +
+                ": the chip's memory cannot be read: Too many levels of symbolic "
+                "links; make it readable, or give another folder with --state");
+  fs::remove(ChipMemoryIn(state));
+  ASSERT_TRUE(ReplaceFile(ChipMemoryIn(state), "VAMCHIP2", 8));
+  EXPECT_EQ(ProblemOf(state, Board()),
+            ChipMemoryIn(state) +
+                ": the chip's memory is of another format; use the vam-board "
+                "that made it, or give another folder with --state");
+  EXPECT_FALSE(fs::exists(FirmwareImageIn(state)));
+}
+
+TEST_F(StateFolderTest, DamagedChipOfAnEarlierRun_IsKept) {
+  Prepare(Board());
+  ASSERT_TRUE(ReplaceFile(ChipMemoryIn(state), "cut", 3));
+  Prepare(Board());
+  EXPECT_EQ(ReadWholeFile(ChipMemoryIn(state)), "cut");
+}
+
+TEST_F(StateFolderTest, DraftsOfKilledRuns_AreRemoved) {
+  Prepare(Board());
+  for (const std::string& file : {FirmwareImageIn(state), ChipMemoryIn(state)}) {
+    ASSERT_TRUE(ReplaceFile(file + ".12345678.new", "", 0));
+    Prepare(Board());
+    EXPECT_FALSE(fs::exists(file + ".12345678.new")) << file;
+  }
+}
+
+TEST_F(StateFolderTest, VersionThatAChipDoesNotHold_IsRefused) {
+  Board board;
+  board.chip.systemVersion = std::string(253, '1');
+  EXPECT_EQ(ProblemOf(state, board), "a version of the board is too long");
 }
 
 }  // namespace
