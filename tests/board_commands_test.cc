@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -114,6 +115,27 @@ TEST(BoardShowTest, Fault_SaysWhatItDoes) {
        "vm_updateFW, always: item 2 of the reply is the number 9"},
       {"command = \"vm_updateFW\"\nitem = 3\nvalue = \"1.0\\u0000\"",
        "vm_updateFW, always: item 3 of the reply is the text '1.0\\x00'"},
+      {"command = \"vm_updateFW\"\nitem = 4\ncut = 3",
+       "vm_updateFW, always: the reply ends after 3 bytes of item 4"},
+      {"command = \"vm_updateFW\"\nitem = 3\nbytes = \"410a\"",
+       "vm_updateFW, always: item 3 of the reply is the text 'A\\x0a'"},
+      {"signal = \"SIGKILL\"\nafter_calls = 2",
+       "SIGKILL after call 2: the process that made the last of them gets the signal"},
+      {"console = \"closed\"", "console closed: standard output is closed"},
+      {"console = \"full\"", "console full: every write to standard output fails: no space left"},
+      {"console = \"without reader\"",
+       "console without reader: standard output is a pipe that nobody reads"},
+      {"console = \"slow\"",
+       "console slow: standard output is a full pipe that does not block, and is read from after a "
+       "while"},
+      {"status_file = \"VAM_OK\"\nis = \"folder\"", "VAM_OK folder: is a folder"},
+      {"status_file = \"VAM_FAIL\"\nis = \"link\"",
+       "VAM_FAIL link: is a symbolic link to a file beside it"},
+      {"status_file = \"both\"\nresult = \"EROFS\"",
+       "both EROFS: cannot be opened for writing: Read-only file system"},
+      {"status_room = 5",
+       "room for 5 bytes of status files: what is written to them after that fails: no space left"},
+      {"memory_fails_at_request = 9", "no memory at request 9: the program gets no memory"},
       {"power_cut_after_writes = 2",
        "power cut after write 2: every program of the run is killed, and the chip keeps what was "
        "written"},
@@ -128,6 +150,115 @@ TEST(BoardShowTest, Fault_SaysWhatItDoes) {
         << row.shown << "\n"
         << output.standardOutput << output.standardError;
   }
+}
+
+struct ShowRow {
+  const char* board;
+  const char* shown;
+};
+
+TEST(BoardShowTest, EachPartOfABoard_IsSaidInWords) {
+  const ShowRow rows[] = {
+      {"[probe]\nnode = \"missing\"", "device node: missing"},
+      {"[probe]\nioctl = \"fails\"", "device node: present, its ioctl fails"},
+      {"[probe]\nflag = -2", "device node: present, answers -2"},
+      {"[probe]\nflag = \"untouched\"", "device node: present, answers without writing the flag"},
+      {"[secure_world]\npresent = false", "secure world: absent"},
+      {"[secure_world]\ntrusted_application = false",
+       "secure world: present, without the trusted application"},
+      {"[image]\nstate = \"missing\"", "image: missing"},
+      {"[image]\nstate = \"damaged\"\nsystem_version = \"1\"", "image: damaged"},
+      {"[image]\nsystem_version = \"1\"\napp_version = \"2\"", "image: system 1, app 2"},
+      {"outcome = \"as it comes\"", "a run of the update tool: as it comes"},
+  };
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/bare.toml";
+  for (const ShowRow& row : rows) {
+    WriteFile(file, row.board);
+    EXPECT_NE(AskBoard({"show", "--board", file})
+                  .standardOutput.find(std::string("\n  ") + row.shown + "\n"),
+              std::string::npos)
+        << row.shown;
+  }
+}
+
+TEST(BoardShowTest, BareBoard_IsItsDefaults) {
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/bare.toml";
+  WriteFile(file, "");
+  const Output output = AskBoard({"show", "--board", file});
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardOutput.substr(0, output.standardOutput.find("Chip:")),
+            "Board: bare\n"
+            "  device node: present, answers 1\n"
+            "  secure world: present, with the trusted application\n"
+            "  image: system , app \n");
+  EXPECT_TRUE(std::filesystem::is_empty("/tmp"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(PrivateTmp::Folder()), {}), 1)
+      << "nothing but the board is left";
+}
+
+TEST(BoardShowTest, ImageFile_IsNamedAndTheChipIsThatOfTheBoard) {
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/board.toml";
+  const std::string image = std::filesystem::path(BoardLauncher()).parent_path() / "vam-image";
+  ASSERT_EQ(Capture({image, "make", "--system-version", "1", "--app-version", "2", "-o",
+                     PrivateTmp::Folder() + "/own.img"})
+                .status,
+            0);
+  WriteFile(file, "[image]\nfile = \"own.img\"\n[chip]\nstate = \"interrupted\"\n");
+  const std::string shown = AskBoard({"show", "--board", file}).standardOutput;
+  EXPECT_NE(shown.find("\n  image: the file own.img\n"), std::string::npos) << shown;
+  EXPECT_NE(
+      shown.find("\nChip: an update was interrupted; it needs a recovery and another update\n"),
+      std::string::npos)
+      << shown;
+}
+
+TEST(BoardShowTest, ChipOfAnotherBoard_IsSaidToBe) {
+  const PrivateTmp tmp;
+  const std::string state = PrivateTmp::Folder() + "/state";
+  const std::string file = PrivateTmp::Folder() + "/my.toml";
+  WriteFile(file, "");
+  ASSERT_EQ(Capture(OnBoard("no-vam", {"/bin/true"}, state), BoardEnvironment()).status, 0);
+  EXPECT_EQ(ReadFile(state + "/board.record"), "vam-board state, format 1\nno-vam\n");
+  const std::string remark =
+      "\n  of another board: no-vam; a run on this one needs --other-board\nStatus files: none\n";
+  EXPECT_NE(AskBoard({"show", "--board", file, "--state", state}).standardOutput.find(remark),
+            std::string::npos);
+  const std::string shown =
+      AskBoard({"show", "--board", "no-vam", "--state", state}).standardOutput;
+  EXPECT_EQ(shown.find("of another board"), std::string::npos);
+  // A board's own file is known by its path, and standard input by that alone.
+  ASSERT_EQ(
+      Capture(WithTheChipTakenOver(OnBoard(file, {"/bin/true"}, state)), BoardEnvironment()).status,
+      0);
+  EXPECT_EQ(ReadFile(state + "/board.record"), "vam-board state, format 1\n" + file + "\n");
+  ASSERT_EQ(
+      Capture(WithTheChipTakenOver(OnBoard("-", {"/bin/true"}, state)), BoardEnvironment()).status,
+      0);
+  EXPECT_EQ(ReadFile(state + "/board.record"), "vam-board state, format 1\nstandard input\n");
+}
+
+TEST(BoardCheckTest, FaultsOfABoard_AreCounted) {
+  const PrivateTmp tmp;
+  const std::string file = PrivateTmp::Folder() + "/my.toml";
+  const std::string fault = "[[fault]]\npower_cut_after_writes = 2\n";
+  WriteFile(file, fault + fault + fault);
+  EXPECT_EQ(AskBoard({"check", file}).standardOutput, file + ": right: my, with 3 faults\n");
+  WriteFile(file, "");
+  EXPECT_EQ(AskBoard({"check", file}).standardOutput, file + ": right: my\n");
+  EXPECT_TRUE(std::filesystem::is_empty("/tmp"));
+}
+
+TEST(BoardListTest, Json_IsOneLineWithAnObjectForEachBoard) {
+  const Output output = AskBoard({"list", "--json"});
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardOutput.find(
+                R"([{"name":"all-modes-failing","title":"All modes failing","about":")"),
+            0U)
+      << output.standardOutput;
+  EXPECT_EQ(output.standardOutput.find('\n'), output.standardOutput.size() - 1);
 }
 
 }  // namespace

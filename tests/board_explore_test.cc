@@ -1,16 +1,22 @@
 // vam-board explore: finds no broken rule in vam-update, and each defect that is planted before it.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "tests/support/board_run.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
+#include "tests/support/terminal.h"
 
 namespace vam {
 namespace {
@@ -144,6 +150,134 @@ TEST_F(BoardExploreTest, ProgramThatBreaksARuleWithoutAFault_IsRefused) {
   EXPECT_EQ(output.standardError,
             "vam-board: the run without a fault breaks a rule: the exit status is 255 exactly when "
             "an update command failed: 3\n");
+}
+
+/// Returns what an exploration that printed `results` as JSON says in words.
+std::string InWords(const Json& results) {
+  std::string text;
+  const auto number = [](const Json& value) { return std::to_string(value.get<int>()); };
+  for (const Json& kind : results["kinds"]) {
+    text += kind["kind"].get<std::string>() + ": " + number(kind["runs"]) + " runs, " +
+            number(kind["broken"]) + " break a rule\n";
+    for (const auto& [outcome, count] : kind["outcomes"].items()) {
+      text += outcome.empty() ? "" : "  " + outcome + ": " + number(count) + "\n";
+    }
+  }
+  for (const Json& violation : results["violations"]) {
+    for (const std::string rule : violation["rules"]) {
+      text += violation["fault"].get<std::string>() + "\n  broke: " + rule + "\n";
+    }
+  }
+  return text + number(results["runs"]) + " runs, " + number(results["broken"]) +
+         " break a rule; " + number(results["withoutEffect"]) +
+         " more in which a fault had no effect\n";
+}
+
+TEST_F(BoardExploreTest, Results_AreTheSameInWordsAndAsJson) {
+  const std::string program = Planted("\"$tool\"\nexit 0\n");
+  const std::vector<std::string> options = {"--sample", "12", "--seed", "5"};
+  const Output words = Explore(options, program);
+  const Output json = Explore({"--sample", "12", "--seed", "5", "--json"}, program);
+  EXPECT_EQ(words.status, 1);
+  EXPECT_EQ(json.status, 1);
+  const Json results = Json::parse(json.standardOutput);
+  EXPECT_EQ(json.standardOutput.rfind("{\n  \"runs\": ", 0), 0U);
+  EXPECT_EQ(json.standardOutput, nlohmann::ordered_json::parse(json.standardOutput).dump(2) + "\n");
+  EXPECT_EQ(words.standardOutput, InWords(results));
+  EXPECT_GT(results["possibleRuns"], 500);
+  EXPECT_GT(results["broken"], 0);
+  EXPECT_EQ(results["broken"], results["violations"].size());
+  int runs = 0;
+  int broken = 0;
+  for (const Json& kind : results["kinds"]) {
+    runs += kind["runs"].get<int>();
+    broken += kind["broken"].get<int>();
+    EXPECT_GE(kind["moments"], 1);
+    EXPECT_LE(kind["moments"], kind["runs"]);
+  }
+  EXPECT_EQ(results["runs"], runs);
+  EXPECT_EQ(results["broken"], broken);
+}
+
+TEST_F(BoardExploreTest, EverySingleFault_IsTriedOnABoardWhereLittleHappens) {
+  const Output output = Explore({"--json"}, UpdateTool(), "no-vam");
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardError, "") << "no seed chooses among all";
+  const Json results = Json::parse(output.standardOutput);
+  EXPECT_EQ(results["runs"].get<int>() + results["withoutEffect"].get<int>(),
+            results["possibleRuns"]);
+  for (const Json& kind : results["kinds"]) {
+    if (kind["kind"] == "signal after a call") {
+      // SIGKILL and SIGTERM after each.
+      EXPECT_EQ(kind["runs"], 2 * kind["moments"].get<int>());
+    }
+  }
+}
+
+TEST_F(BoardExploreTest, FreshSeed_IsShownAndCanBeGivenAgain) {
+  const Output fresh = Explore({"--sample", "3", "--json"}, UpdateTool(), "no-vam");
+  std::smatch seed;
+  ASSERT_TRUE(
+      std::regex_match(fresh.standardError, seed, std::regex("vam-board: the seed is ([0-9]+)\n")));
+  EXPECT_LE(std::stoull(seed.str(1)), std::uint64_t{INT32_MAX});
+  const Output again =
+      Explore({"--sample", "3", "--seed", seed.str(1), "--json"}, UpdateTool(), "no-vam");
+  EXPECT_EQ(again.standardOutput, fresh.standardOutput);
+  EXPECT_EQ(again.standardError, fresh.standardError);
+  EXPECT_NE(Explore({"--sample", "3", "--json"}, UpdateTool(), "no-vam").standardError,
+            fresh.standardError)
+      << "one seed of 2^31 comes twice";
+}
+
+TEST_F(BoardExploreTest, Terminal_ShowsHowManyRunsHaveEnded) {
+  const Terminal terminal;
+  const int status = RunProcess({{BoardLauncher(), "explore", "--board", "up-to-date", "--sample",
+                                  "101", "--seed", "2", "--", UpdateTool()},
+                                 BoardEnvironment(),
+                                 open("/dev/null", O_WRONLY | O_CLOEXEC),
+                                 terminal.Descriptor()});
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(terminal.Screen(), "vam-board: the seed is 2\n\r100 of 101 runs\r101 of 101 runs\n");
+}
+
+TEST_F(BoardExploreTest, KeptBoard_BeginsWithWhatItIsAndHowToRepeatIt) {
+  const std::string program = Planted("\"$tool\" $1\nexit 0\n");
+  const std::string kept = PrivateTmp::Folder() + "/not/there/yet";
+  const Output output =
+      Capture({BoardLauncher(), "explore", "--board", "update-needed", "--sample", "8", "--seed",
+               "1", "--json", "--keep", kept, "--", program, "an", "argument"},
+              BoardEnvironment());
+  EXPECT_EQ(output.status, 1);
+  const Json violations = Json::parse(output.standardOutput)["violations"];
+  ASSERT_GT(violations.size(), 1U);
+  int number = 0;
+  for (const Json& violation : violations) {
+    const std::string path = kept + "/violation-" + std::to_string(++number) + ".toml";
+    std::string beginning = "# " + violation["fault"].get<std::string>() + "\n";
+    for (std::string rule : violation["rules"]) {
+      // In a comment, an entry's newline is no newline.
+      rule = std::regex_replace(rule, std::regex("\n"), "\\x0a");
+      beginning += "# broke: " + rule + "\n";
+    }
+    beginning += "# Repeat it: vam-board run --verdict --board " + path + " -- " + program +
+                 " an argument\n";
+    EXPECT_EQ(ReadFile(path).value_or("").substr(0, beginning.size()), beginning);
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(kept), {}), number);
+}
+
+TEST_F(BoardExploreTest, FolderThatCannotKeepABoard_IsNamedWithWhatToDo) {
+  const std::string program = Planted("\"$tool\"\nexit 0\n");
+  const std::string kept = PrivateTmp::Folder() + "/kept";
+  std::filesystem::create_directories(kept + "/violation-1.toml");
+  const std::vector<std::string> options = {"--sample", "6", "--seed", "1", "--keep", kept};
+  const Output output = Explore(options, program);
+  EXPECT_EQ(output.status, 125);
+  EXPECT_EQ(output.standardOutput, "");
+  EXPECT_EQ(output.standardError,
+            "vam-board: the seed is 1\nvam-board: " + kept +
+                "/violation-1.toml: cannot be written: Is a directory; give another folder with "
+                "--keep\n");
 }
 
 }  // namespace

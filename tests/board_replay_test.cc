@@ -320,5 +320,42 @@ TEST_F(BoardReplayTest, FileThatIsNoJournal_IsRefusedBeforeAnythingRuns) {
             125);
 }
 
+TEST_F(BoardReplayTest, RecordingThatCannotBeRead_IsNamed) {
+  EXPECT_EQ(
+      Replay({UpdateTool()}).standardError,
+      "vam-board: " + Recording() + ": the journal cannot be read: No such file or directory\n");
+}
+
+TEST_F(BoardReplayTest, FromCall_TakesTheLastCallAndNoneAfterIt) {
+  (void)Record({UpdateTool()});
+  const Output last = Replay({"/bin/true"}, {"--from-call", "63"});
+  EXPECT_EQ(last.status, 123);
+  EXPECT_THAT(last.standardError,
+              StartsWith("vam-board: the program ended before call 63 of the recording\n"));
+  EXPECT_EQ(Replay({"/bin/true"}, {"--from-call", "64"}).standardError,
+            "vam-board: " + Recording() + ": has 63 calls; give one of them with --from-call\n");
+}
+
+TEST_F(BoardReplayTest, Node_IsThereUnlessTheRecordingMissedIt) {
+  const std::vector<std::string> looking = {
+      "/bin/sh", "-c", "test -e /dev/zelkshield; echo $?; \"$0\"; echo $?", UpdateTool()};
+  for (const char* board : {"no-device-node", "no-vam"}) {
+    SCOPED_TRACE(board);
+    const Output recorded = Capture(OnBoard(board, looking, "", Recording()), BoardEnvironment());
+    ExpectSameRun(looking, recorded);
+  }
+  // Nothing in this recording tells of the node.
+  const std::vector<std::string> asking = {
+      "/bin/sh", "-c", "test -e /dev/zelkshield && exec \"$0\" get-info", Vamctl()};
+  ExpectSameRun(asking, Record(asking));
+}
+
+TEST_F(BoardReplayTest, StateFolder_IsTheRecordings) {
+  (void)Record({UpdateTool()});
+  const std::string state = PrivateTmp::Folder() + "/state";
+  EXPECT_EQ(Replay({UpdateTool()}, {"--state", state}).status, 0);
+  EXPECT_EQ(ReadFile(state + "/board.record"), "vam-board state, format 1\n" + Recording() + "\n");
+}
+
 }  // namespace
 }  // namespace vam

@@ -65,5 +65,33 @@ TEST_F(ImageStreamsTest, MemoryThatIsNotToBeHad_IsSaidInALine) {
   EXPECT_EQ(output.standardError, "vam-image: there is not enough memory\n");
 }
 
+TEST_F(ImageStreamsTest, Image_IsShownWithEachOfItsVersionsAndParts) {
+  const Output output = Shell(std::string(kMake) +
+                              "--runs-app-version 2.5 --app-part part -o both; \"$0\" show both");
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardError, "");
+  EXPECT_EQ(output.standardOutput,
+            "system version: 1.1\napp version: 2.0\nsystem part: 0 bytes, runs as 1.1\n"
+            "app part: 7 bytes, runs as 2.5\n");
+}
+
+TEST_F(ImageStreamsTest, LargestPart_IsTakenFromAFileAndFromStandardInput) {
+  const Output output = Shell("truncate -s 16777216 large; " + std::string(kMake) +
+                              "--system-part large -o one; cat large | " + kMake +
+                              "--system-part - -o other; cmp one other; \"$0\" show one");
+  EXPECT_EQ(output.status, 0);
+  EXPECT_NE(output.standardOutput.find("\nsystem part: 16777216 bytes, runs as 1.1\n"),
+            std::string::npos)
+      << output.standardOutput;
+}
+
+TEST_F(ImageStreamsTest, ImageBesideItsParts_LeavesThemAsTheyAre) {
+  const Output output = Shell(std::string(kMake) +
+                              "--system-part part --app-part - -o - <part |"
+                              " \"$0\" show -; printf 'one\\0two' | cmp part -");
+  EXPECT_EQ(output.status, 0);
+  EXPECT_NE(output.standardOutput.find("app part: 7 bytes, runs as 2.0\n"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace vam

@@ -290,7 +290,8 @@ TEST(BoardTest, LettersThatAreNotAscii_AreTakenInTextsAndCommentsAlone) {
     SCOPED_TRACE(text);
     const std::string good = "[settings]\nkey = " + text + "\n";
     EXPECT_EQ(Read(good).settings.size(), 1U);
-    EXPECT_EQ(Read(good + "# " + letter).settings.size(), 1U) << "a comment at the very end";
+    EXPECT_EQ(Read(std::string(good).append("# ").append(letter)).settings.size(), 1U)
+        << "a comment at the very end";
     ExpectRefused({"", good + letter + " = 1\n",
                    "3: not a TOML file: only texts in quotes and comments have letters that are "
                    "not ASCII"});

@@ -465,7 +465,7 @@ std::string LinkChain(const std::string& folder, const std::string& name, int co
   std::string last = "target";
   for (int i = 1; i <= count; ++i) {
     const std::string link = name + std::to_string(i);
-    std::filesystem::create_symlink(last, folder + "/" + link);
+    std::filesystem::create_symlink(last, std::filesystem::path(folder) / link);
     last = link;
   }
   return last;

@@ -49,24 +49,30 @@ FirmwareImageFile::FirmwareImageFile(const std::string& path) : file(path) {
   struct stat found;
   if (stat(path.c_str(), &found) == 0) {
     if (S_ISREG(found.st_mode)) {
-      descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+      const int opened = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+      if (opened >= 0) {
+        descriptor = opened;
+      }
     } else {
       errno = S_ISDIR(found.st_mode) ? EISDIR : ESPIPE;
     }
   }
-  if (descriptor < 0 && errno != ENOENT) {
+  if (!descriptor && errno != ENOENT) {
     FailFor(errno);
   }
 }
 
 FirmwareImageFile::~FirmwareImageFile() {
-  if (descriptor >= 0) {
-    close(descriptor);
+  if (descriptor) {
+    close(*descriptor);
   }
 }
 
 bool FirmwareImageFile::Size(std::uint32_t* size) {
-  const off_t end = lseek(descriptor, 0, SEEK_END);
+  if (!descriptor) {
+    return false;
+  }
+  const off_t end = lseek(*descriptor, 0, SEEK_END);
   if (end < 0) {
     return false;
   }
@@ -79,8 +85,8 @@ bool FirmwareImageFile::Size(std::uint32_t* size) {
 bool FirmwareImageFile::Read(std::uint32_t offset, void* bytes, std::uint32_t count) {
   auto* place = static_cast<std::uint8_t*>(bytes);
   auto from = static_cast<off_t>(offset);
-  while (descriptor >= 0 && count > 0) {
-    const ssize_t got = pread(descriptor, place, count, from);
+  while (descriptor && count > 0) {
+    const ssize_t got = pread(*descriptor, place, count, from);
     if (got > 0) {
       place += got;
       from += got;
@@ -92,7 +98,7 @@ bool FirmwareImageFile::Read(std::uint32_t offset, void* bytes, std::uint32_t co
       return false;
     }
   }
-  return descriptor >= 0;
+  return descriptor.has_value();
 }
 
 void FirmwareImageFile::FailFor(int error) {

@@ -2,6 +2,7 @@
 #define SIMULATOR_STATE_FIRMWARE_IMAGE_FILE_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,8 @@ class FirmwareImageFile final : public ImageSource {
 
   std::string file;
   std::string obstacle;
-  int descriptor = -1;
+  /// None: there is no file to read.
+  std::optional<int> descriptor;
 };
 
 /// What a firmware image is made of.
