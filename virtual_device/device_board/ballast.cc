@@ -1,10 +1,9 @@
 #include "virtual_device/device_board/ballast.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 
+#include "platform/tee_client.h"
 #include "virtual_device/ballast/user_ta_header_defines.h"
 
 namespace vam {
@@ -12,37 +11,24 @@ namespace {
 
 constexpr TEEC_UUID kUuid = TA_UUID;
 
-/// Far more than the secure world's memory has room for.
-constexpr std::size_t kMostInstances = 2000;
-
 }  // namespace
 
-Ballast::Ballast() {
+void OccupySecureMemory() {
+  TEEC_Context context{};
   if (TEEC_InitializeContext(nullptr, &context) != TEEC_SUCCESS) {
     throw std::runtime_error("there is no secure world to occupy");
   }
+  // The kernel's driver keeps the sessions, each with its instance, until this process has ended.
   TEEC_Result result = TEEC_SUCCESS;
-  while (result == TEEC_SUCCESS && sessions.size() < kMostInstances) {
+  while (result == TEEC_SUCCESS) {
     TEEC_Session session{};
-    std::uint32_t origin = 0;
     result =
-        TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, &origin);
-    if (result == TEEC_SUCCESS) {
-      sessions.push_back(session);
-    }
+        TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, nullptr);
   }
   if (result != TEEC_ERROR_OUT_OF_MEMORY) {
     throw std::runtime_error("the secure world's memory did not run out: result " +
-                             std::to_string(result) + " at instance " +
-                             std::to_string(sessions.size() + 1));
+                             std::to_string(result));
   }
-}
-
-Ballast::~Ballast() {
-  for (TEEC_Session& session : sessions) {
-    TEEC_CloseSession(&session);
-  }
-  TEEC_FinalizeContext(&context);
 }
 
 }  // namespace vam

@@ -112,8 +112,8 @@ void PrintChip() {
 }
 
 void Occupy() {
-  const vam::Ballast ballast;
-  std::printf("%zu instances\n", ballast.Instances());
+  vam::OccupySecureMemory();
+  std::puts("occupied");
   std::fflush(stdout);
   pause();
 }

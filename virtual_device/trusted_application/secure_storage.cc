@@ -7,18 +7,16 @@ namespace vam {
 OpenObject::OpenObject(StoredObject object, uint32_t access) {
   // An object's identifier is the one byte of its number.
   const auto identifier = static_cast<uint8_t>(object);
-  if (TEE_OpenPersistentObject(TEE_STORAGE_PRIVATE, &identifier, sizeof identifier, access,
-                               &handle) != TEE_SUCCESS) {
-    handle = TEE_HANDLE_NULL;
-  }
+  // Leaves TEE_HANDLE_NULL where it fails.
+  TEE_OpenPersistentObject(TEE_STORAGE_PRIVATE, &identifier, sizeof identifier, access, &handle);
 }
 
 OpenObject::~OpenObject() { TEE_CloseObject(handle); }
 
 uint32_t OpenObject::Size() const {
   TEE_ObjectInfo information{};
-  if (!IsOpen() || TEE_GetObjectInfo1(handle, &information) != TEE_SUCCESS) {
-    return 0;
+  if (IsOpen()) {
+    TEE_GetObjectInfo1(handle, &information);
   }
   return static_cast<uint32_t>(information.dataSize);
 }

@@ -30,8 +30,7 @@ enum TestCommand : uint32_t {
   kAddFault,
   /// Tells how often each fault was applied. 1: memory output, a 32-bit number a fault in the order
   /// in which they were added. Returns TEE_ERROR_SHORT_BUFFER, and the size needed, when they do
-  /// not
-  /// fit.
+  /// not fit.
   kGetApplied,
   /// Stops at a write of the chip's memory. 0: value input, a = after how many writes, counted from
   /// now, b = StopKind.

@@ -148,9 +148,7 @@ void ChipMemoryWritten() {
     TEE_Panic(TEE_ERROR_TARGET_DEAD);
   }
   IMSG("%s", kPowerCutTrace);
-  for (;;) {
-    TEE_Wait(1000);
-  }
+  TEE_Wait(TEE_TIMEOUT_INFINITE);
 }
 
 }  // namespace vam
