@@ -3,7 +3,7 @@
 # of checks decides: the marker, which a job writes last, must name exactly the expected number and
 # no failure.
 # Usage: virtual_device_test.sh SOURCE BUILD TEST
-# TEST is boards-arm64, boards-armhf, edges, power-cut, power-cuts, recordings or service.
+# TEST is boards-arm64, boards-armhf, edges, power-cut, power-cuts, recordings, service or setup.
 set -euo pipefail
 cd "$1"
 build=$2 test=$3
@@ -208,6 +208,16 @@ case $test in
     passed old_clock 6
     echo after_cut >"$folder/boot"
     boot service 5
+    ;;
+  setup)
+    boot setup 169
+    # The trusted application traces each command that it takes, and its result.
+    grep -m 3 -o 'command [0-9]*: 0x[0-9A-F]*' "$folder/secure-world.log" >"$folder/trace"
+    diff - "$folder/trace" <<'TRACE' || failed "the trusted application traced other commands"
+command 2147483647: 0xFFFF000A
+command 28: 0x00000000
+command 28: 0xFFFF000D
+TRACE
     ;;
 esac
 rm -rf "$folder"
