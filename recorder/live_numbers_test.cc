@@ -33,6 +33,8 @@ TEST(LiveNumbersTest, WhatWasTaken_HasNoneAndItsPlaceGetsANewOne) {
   numbers.Make(700);
   EXPECT_EQ(numbers.Take(700), 1U);
   EXPECT_EQ(numbers.Of(700), 0U);
+  EXPECT_EQ(numbers.Of(0), 0U);
+  EXPECT_EQ(numbers.Take(0), 0U);
   EXPECT_EQ(numbers.Make(700), 2U);
   EXPECT_EQ(numbers.Of(700), 2U);
 }

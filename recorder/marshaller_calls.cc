@@ -5,16 +5,17 @@
 
 #include "platform/marshaller.h"
 
-bool CallMarshaller(void* sharedMemoryRecord, std::uint8_t* bytes, std::uint32_t length);
+void CallMarshaller(void* sharedMemoryRecord, std::uint8_t* bytes, std::int32_t number,
+                    std::uint32_t length);
 
-bool CallMarshaller(void* sharedMemoryRecord, std::uint8_t* bytes, std::uint32_t length) {
+void CallMarshaller(void* sharedMemoryRecord, std::uint8_t* bytes, std::int32_t number,
+                    std::uint32_t length) {
   CNolvWsm marshaller(sharedMemoryRecord);
-  std::int32_t number = 0;
-  std::uint32_t count = 0;
-  const bool put =
-      marshaller.PutInt(number) && marshaller.PutUint(count) && marshaller.PutBlob(bytes, length);
-  marshaller.PrepareReset(1);
-  const bool got = marshaller.GetInt(&number) && marshaller.GetUint(&count);
-  const void* blob = marshaller.GetBlob(length);
-  return put && got && blob != nullptr;
+  [[maybe_unused]] const auto putInt = marshaller.PutInt(number);
+  [[maybe_unused]] const auto putUint = marshaller.PutUint(length);
+  [[maybe_unused]] const auto putBlob = marshaller.PutBlob(bytes, length);
+  marshaller.PrepareReset(number);
+  [[maybe_unused]] const auto gotInt = marshaller.GetInt(&number);
+  [[maybe_unused]] const auto gotUint = marshaller.GetUint(&length);
+  [[maybe_unused]] const auto gotBlob = marshaller.GetBlob(length);
 }

@@ -18,9 +18,16 @@ namespace vam {
 
 namespace {
 
-constexpr off_t kTroublePlace = 1;
-constexpr std::size_t kLongestTrouble = 255;
-constexpr off_t kOpeningsPlace = 512;
+/// The file of notes.
+struct Notes {
+  /// Not zero: the library came into a process.
+  char loaded;
+  /// Ends with a zero at any time.
+  char trouble[256];
+  /// And so on, by the descriptor.
+  std::uint32_t openings[1];
+};
+constexpr std::size_t kLongestTrouble = sizeof Notes::trouble - 1;
 
 /// Opens the file `notes` for `use`, which takes its descriptor. Does nothing where that cannot be
 /// reached. Leaves the error number as it is.
@@ -42,7 +49,8 @@ void Note(const std::string& notes, const void* bytes, std::size_t size, off_t p
 
 /// Returns where the opening of `descriptor` is noted.
 off_t PlaceOfOpening(int descriptor) {
-  return kOpeningsPlace + off_t{descriptor} * static_cast<off_t>(sizeof(std::uint32_t));
+  return static_cast<off_t>(offsetof(Notes, openings)) +
+         off_t{descriptor} * static_cast<off_t>(sizeof(std::uint32_t));
 }
 
 }  // namespace
@@ -80,17 +88,17 @@ std::string PathOfNotes(int descriptor) {
 }
 
 RunNotes ReadNotes(int descriptor) {
-  RunNotes notes;
-  char text[kTroublePlace + kLongestTrouble + 1] = {};
-  notes.isLoaded = pread(descriptor, text, sizeof text - 1, 0) > 0 && text[0] != '\0';
-  notes.trouble = text + kTroublePlace;
-  return notes;
+  Notes notes = {};
+  static_cast<void>(pread(descriptor, &notes, offsetof(Notes, openings), 0) > 0);
+  return {notes.loaded != '\0', notes.trouble};
 }
 
-void NoteLoaded(const std::string& notes) { Note(notes, "+", 1, 0); }
+void NoteLoaded(const std::string& notes) {
+  Note(notes, "+", sizeof Notes::loaded, offsetof(Notes, loaded));
+}
 
 void NoteTrouble(const std::string& notes, const std::string& trouble) {
-  Note(notes, trouble.data(), std::min(trouble.size(), kLongestTrouble), kTroublePlace);
+  Note(notes, trouble.data(), std::min(trouble.size(), kLongestTrouble), offsetof(Notes, trouble));
 }
 
 void NoteOpening(const std::string& notes, int descriptor, std::uint32_t opening) {

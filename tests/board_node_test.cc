@@ -220,6 +220,23 @@ TEST_F(DeviceNodeTest, Descriptor_Duplicated_KeepsTheOpening) {
 )");
 }
 
+TEST_F(DeviceNodeTest, Descriptor_DuplicatedOtherwise_KeepsTheOpening) {
+  EXPECT_EQ(Probe({"duplicated-otherwise"}),
+            "duplicated-otherwise: ioctl ENOTTY, closed; flag 1, closed; flag 1, closed; closed\n");
+  EXPECT_EQ(Journal(), R"({"call":"open","path":"/dev/zelkshield","flags":2,"descriptor":1}
+{"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1}
+{"call":"close","descriptor":1,"result":0}
+{"call":"ioctl","descriptor":1,"request":1,"result":0,"flag":1}
+{"call":"close","descriptor":1,"result":0}
+)");
+}
+
+TEST_F(DeviceNodeTest, Descriptor_ThatTheKernelClosed_IsTheNextFiles) {
+  EXPECT_EQ(Probe({"closed-by-the-kernel"}), "closed-by-the-kernel: ioctl ENOTTY, closed\n");
+  EXPECT_EQ(Journal(), R"({"call":"open","path":"/dev/zelkshield","flags":2,"descriptor":1}
+)");
+}
+
 TEST_F(DeviceNodeTest, Descriptor_InAChild_IsAnswered) {
   EXPECT_EQ(Probe({"in-child"}), "in-child: child 0, parent flag 1\n");
 }

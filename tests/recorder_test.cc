@@ -161,7 +161,12 @@ TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {
        "freopen",
        "freopen64",
        "in-executed-program",
-       "closed-at-execution"},
+       "closed-at-execution",
+       "duplicated-otherwise",
+       "closed-by-the-kernel"},
+      {"/bin/sh", "-c", R"(cd /dev && exec "$0" zelkshield open fopen)", VAM_NODE_PROBE},
+      {"/bin/sh", "-c", R"(cd / && exec "$0" dev/zelkshield open)", VAM_NODE_PROBE},
+      {VAM_TEE_PROBE, "null-arguments", "odd-parameters"},
       {"/bin/sh", "-c", R"(exec "$0" /dev/zelkshield open use-3 3<>/dev/zelkshield)",
        VAM_NODE_PROBE},
       {VAM_NODE_PROBE, "/dev/../dev//zelkshield", "open", "creat"},
@@ -175,6 +180,26 @@ TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {
     EXPECT_EQ(recorded.standardError, plain.standardError);
     EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
     EXPECT_NE(BoardsCalls(), "");
+  }
+}
+
+TEST_F(RecorderTest, OtherFileThanTheNode_IsNotRecorded) {
+  const std::string same = PrivateTmp::Folder() + "/zelkshield";
+  WriteFile(same, "");
+  const std::string deep = "/dev/" + std::string(4096, '.') + "/zelkshield";
+  for (const Words& program : {Words{VAM_NODE_PROBE, same, "open", "fopen"},
+                               {VAM_NODE_PROBE, "/dev/xzelkshield", "open", "fopen"},
+                               {VAM_NODE_PROBE, "/dev/zelkshield2", "open", "fopen"},
+                               {VAM_NODE_PROBE, "zelkshield", "open", "fopen"},
+                               {VAM_NODE_PROBE, "kshield", "open"},
+                               {VAM_NODE_PROBE, "", "open"},
+                               {VAM_NODE_PROBE, deep, "open"}}) {
+    const Output plain = Capture(OnBoard("update-needed", program), BoardEnvironment());
+    const Output recorded = RecordOnBoard("update-needed", program);
+    EXPECT_EQ(recorded.standardOutput, plain.standardOutput);
+    EXPECT_EQ(recorded.standardError, plain.standardError);
+    EXPECT_EQ(CallsIn(Recording()), "") << program[1];
+    EXPECT_EQ(BoardsCalls(), "") << program[1];
   }
 }
 
@@ -463,6 +488,29 @@ TEST_F(RecorderTest, InstallationWhosePathHasABlank_Records) {
   EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
 }
 
+TEST_F(RecorderTest, InstallationInAFolderThatNoLibraryIsLoadedFrom_IsRefused) {
+  for (const std::string name : {"a\tb", "a;b", "a\nb"}) {
+    const std::string folder = PrivateTmp::Folder() + "/" + name;
+    fs::create_directory(folder);
+    fs::copy_file(VAM_RECORD_PROGRAM, folder + "/vam-record");
+    fs::copy_file(VAM_RECORD_LIBRARY, folder + "/libvam_record.so");
+    // The loader takes apart what is in the variable, and the link has none of it.
+    const std::string link = PrivateTmp::Folder() + "/link";
+    fs::remove(link);
+    fs::create_symlink(folder, link);
+    std::map<std::string, std::string> environment = Environment();
+    environment["LD_LIBRARY_PATH"] = link;
+    const Output output =
+        Capture({folder + "/vam-record", "-o", File(), "--", "true"}, environment);
+    EXPECT_EQ(output.status, 125);
+    EXPECT_EQ(output.standardError,
+              "vam-record: " + folder +
+                  "/libvam_record.so: no library is loaded from where a name has a tabulator, a "
+                  "colon or a semicolon; move the installation\n");
+    EXPECT_FALSE(fs::exists(File()));
+  }
+}
+
 TEST_F(RecorderTest, Program_KeepsArgumentsEnvironmentAndDescriptors) {
   const Words program = {
       "/bin/sh",     "-c", "printf '<%s>' \"$@\"; env | sort; \"$0\" descriptors; pwd; ulimit -n",
@@ -525,8 +573,18 @@ TEST_F(RecorderTest, WrongCommandLine_IsTold) {
 TEST_F(RecorderTest, HelpAndVersion_ArePrinted) {
   const Output help = Capture({VAM_RECORD_PROGRAM, "--help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_THAT(help.standardOutput,
-              StartsWith("Usage: vam-record [-o FILE] [--with-keys] -- PROGRAM [ARGUMENT...]\n"));
+  EXPECT_EQ(help.standardOutput,
+            "Usage: vam-record [-o FILE] [--with-keys] -- PROGRAM [ARGUMENT...]\n\n"
+            "Runs PROGRAM and writes its platform calls to a file, a line each, as they end.\n"
+            "  -o FILE      the file, else PROGRAM.journal in the working folder\n"
+            "  --with-keys  write key material too, and PROGRAM's arguments\n"
+            "  --help, --version\n"
+            "Status: the program's, or 128 and its signal; 125 trouble before the start, 126 "
+            "PROGRAM\ncannot be executed, 127 there is no such program.\n");
+  const Output full = Capture({"/bin/sh", "-c", "\"$0\" --help >/dev/full", VAM_RECORD_PROGRAM});
+  EXPECT_EQ(full.status, 125);
+  EXPECT_EQ(full.standardError,
+            "vam-record: standard output cannot be written: No space left on device\n");
   EXPECT_EQ(Capture({VAM_RECORD_PROGRAM, "--version"}).standardOutput,
             "vam-record " VAM_VERSION "\n");
 }
@@ -632,6 +690,31 @@ TEST_F(RecorderTest, WithoutAFile_ANewOneIsMadeAndNamed) {
             "vam-record: the recording is " + folder + "/true.2.journal\n");
   EXPECT_EQ(ReadFile(folder + "/true.journal"), "the first run");
   EXPECT_EQ(CallsIn(ReadFile(folder + "/true.2.journal").value()), "");
+}
+
+TEST_F(RecorderTest, ThousandRecordings_AreTheMostOfAFolder) {
+  const std::string folder = PrivateTmp::Folder() + "/here";
+  fs::create_directory(folder);
+  for (int i = 1; i < 1000; ++i) {
+    WriteFile(folder + (i == 1 ? "/true.journal" : "/true." + std::to_string(i) + ".journal"), "");
+  }
+  const Words command = {"/bin/sh", "-c", "cd \"$1\" && exec \"$0\" -- true", VAM_RECORD_PROGRAM,
+                         folder};
+  EXPECT_EQ(Capture(command, Environment()).standardError,
+            "vam-record: the recording is " + folder + "/true.1000.journal\n");
+  const Output output = Capture(command, Environment());
+  EXPECT_EQ(output.status, 125);
+  EXPECT_EQ(output.standardError,
+            "vam-record: the working folder has a thousand recordings; give a file with -o\n");
+}
+
+TEST_F(RecorderTest, WorkingFolderThatTakesNoFile_IsToldWithTheFile) {
+  const Output output = Capture(
+      {"/bin/sh", "-c", "cd /proc && exec \"$0\" -- true", VAM_RECORD_PROGRAM}, Environment());
+  EXPECT_EQ(output.status, 125);
+  EXPECT_EQ(output.standardError,
+            "vam-record: /proc/true.journal: cannot take the recording: No such file or directory; "
+            "give another file with -o\n");
 }
 
 TEST_F(RecorderTest, RelativeFile_IsTheSameForAProgramThatGoesElsewhere) {

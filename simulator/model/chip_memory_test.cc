@@ -90,12 +90,26 @@ TEST_F(ChipMemoryTest, NumberBeyondItsBounds_IsDamageThoughTheDigestIsRight) {
   EXPECT_FALSE(LoadsWith([](ChipMemory& memory) { memory.rpmbRecordSize = 2049; }));
 }
 
+TEST_F(ChipMemoryTest, NumbersAtTheirBounds_AreTaken) {
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.state = 2; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.system.version.length = 252; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.app.version.length = 252; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.informationCount = 64; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.hackInformationSize = 1024; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.akRecordSize = 2048; }));
+  EXPECT_TRUE(LoadsWith([](ChipMemory& memory) { memory.rpmbRecordSize = 2048; }));
+}
+
 TEST(SetVersionTest, TextThatFits_ReplacesTheVersion) {
   VersionText version;
   std::memset(&version, 0xA5, sizeof version);
   const std::string longest(kVersionCapacity, 'v');
   EXPECT_TRUE(SetVersion(version, longest.data(), kVersionCapacity));
   EXPECT_EQ(version.length, kVersionCapacity);
+  EXPECT_EQ(std::string(version.text, version.text + version.length), longest);
+  EXPECT_TRUE(SetVersion(version, "1", 1));
+  EXPECT_EQ(version.length, 1U);
+  EXPECT_EQ(version.text[0], '1');
   EXPECT_TRUE(SetVersion(version, nullptr, 0));
   EXPECT_EQ(version.length, 0U);
   for (const std::uint8_t byte : version.text) {

@@ -43,7 +43,7 @@ class MemoryStore final : public ChipMemoryStore {
   int writesTaken = 1000;
 };
 
-/// The firmware image; `present` tells whether there is one.
+/// The firmware image; `present` tells whether there is one. Fails to read after `readsTaken`.
 class MemoryImage final : public ImageSource {
  public:
   bool Size(std::uint32_t* size) override {
@@ -51,15 +51,18 @@ class MemoryImage final : public ImageSource {
     return present;
   }
   bool Read(std::uint32_t offset, void* to, std::uint32_t count) override {
-    if (!present || offset > bytes.size() || count > bytes.size() - offset) {
+    if (!present || reads >= readsTaken || offset > bytes.size() || count > bytes.size() - offset) {
       return false;
     }
+    ++reads;
     std::copy_n(bytes.begin() + offset, count, static_cast<std::uint8_t*>(to));
     return true;
   }
 
   bool present = true;
   std::vector<std::uint8_t> bytes;
+  int reads = 0;
+  int readsTaken = 1000000;
 };
 
 /// Collects what it digests.
@@ -92,16 +95,24 @@ inline std::vector<std::uint8_t> Sealed(std::vector<std::uint8_t> bytes) {
   return bytes;
 }
 
-/// Lays out an image of these parts. It claims the versions 1.1,XX and 2.0, and runs as 1.1,04 and
-/// 2.0.
+/// What an image claims, and what the chip reports once it runs the parts.
+struct ImageVersions {
+  std::string system = "1.1,XX";
+  std::string app = "2.0";
+  std::string runsSystem = "1.1,04";
+  std::string runsApp = "2.0";
+};
+
+/// Lays out an image of these parts and versions.
 inline std::vector<std::uint8_t> Image(const std::vector<std::uint8_t>& systemPart,
-                                       const std::vector<std::uint8_t>& appPart) {
+                                       const std::vector<std::uint8_t>& appPart,
+                                       const ImageVersions& versions = {}) {
   ImageHeader header{};
   std::memcpy(header.magic, "VAMIMG01", 8);
-  header.system = Version("1.1,XX");
-  header.app = Version("2.0");
-  header.runsSystem = Version("1.1,04");
-  header.runsApp = Version("2.0");
+  header.system = Version(versions.system);
+  header.app = Version(versions.app);
+  header.runsSystem = Version(versions.runsSystem);
+  header.runsApp = Version(versions.runsApp);
   header.systemSize = static_cast<std::uint32_t>(systemPart.size());
   header.appSize = static_cast<std::uint32_t>(appPart.size());
   std::vector<std::uint8_t> bytes(sizeof header);

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <numeric>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -52,6 +54,37 @@ TEST_F(FirmwareImageTest, WholeImage_IsReadWithItsDigests) {
   SHA256(appPart.data(), appPart.size(), expected);
   EXPECT_EQ(std::memcmp(image.appDigest, expected, kDigestSize), 0);
   EXPECT_EQ(std::memcmp(image.digest, whole.data() + whole.size() - kDigestSize, kDigestSize), 0);
+}
+
+TEST_F(FirmwareImageTest, PartsOfAnySize_AreDigestedWhole) {
+  for (const std::size_t size : {0U, 1U, 511U, 512U, 513U, 1024U, 1025U}) {
+    Bytes part(size);
+    std::iota(part.begin(), part.end(), std::uint8_t{1});
+    ASSERT_EQ(Read(Image(part, part)), ImageStatus::kWhole) << size;
+    std::uint8_t expected[kDigestSize];
+    SHA256(part.data(), part.size(), expected);
+    EXPECT_EQ(std::memcmp(image.systemDigest, expected, kDigestSize), 0) << size;
+    EXPECT_EQ(std::memcmp(image.appDigest, expected, kDigestSize), 0) << size;
+  }
+}
+
+TEST_F(FirmwareImageTest, LongestVersions_AreRead) {
+  const std::string longest(kVersionCapacity, 'v');
+  ASSERT_EQ(Read(Image({1}, {2}, {longest, longest, longest, longest})), ImageStatus::kWhole);
+  for (const VersionText* version :
+       {&image.header.system, &image.header.app, &image.header.runsSystem, &image.header.runsApp}) {
+    EXPECT_EQ(std::string(version->text, version->text + version->length), longest);
+  }
+}
+
+TEST_F(FirmwareImageTest, ImageThatCannotBeRead_IsDamage) {
+  ASSERT_EQ(Read(whole), ImageStatus::kWhole);
+  const int needed = source.reads;
+  for (int reads = 0; reads < needed; ++reads) {
+    source.reads = 0;
+    source.readsTaken = reads;
+    EXPECT_EQ(Read(whole), ImageStatus::kDamaged) << "after " << reads << " reads";
+  }
 }
 
 TEST_F(FirmwareImageTest, EmptyParts_AreWhole) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/sha.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -28,7 +29,7 @@ class ListedFaults final : public AnswerFaults {
  public:
   uint32_t Count() override { return static_cast<uint32_t>(faults.size()); }
   const AnswerFault* Select(uint32_t index, uint32_t command, bool hasMode, int32_t mode) override {
-    const AnswerFault& fault = faults[index];
+    const AnswerFault& fault = faults.at(index);
     const bool applies =
         fault.command == command && (fault.hasMode == 0 || (hasMode && fault.mode == mode));
     return applies ? &fault : nullptr;
@@ -187,7 +188,44 @@ TEST_F(TrustedApplicationTest, Mode3_WritesTheImageInFourSteps) {
   EXPECT_EQ(memory.system.size, 3U);
   EXPECT_EQ(Text(memory.app.version), "2.0");
   EXPECT_EQ(memory.app.size, 2U);
+  // The chip keeps the digests of what it was given.
+  uint8_t expected[kDigestSize];
+  SHA256(image.bytes.data() + sizeof(ImageHeader), 3, expected);
+  EXPECT_EQ(std::memcmp(memory.system.digest, expected, kDigestSize), 0);
+  SHA256(image.bytes.data() + sizeof(ImageHeader) + 3, 2, expected);
+  EXPECT_EQ(std::memcmp(memory.app.digest, expected, kDigestSize), 0);
+  EXPECT_EQ(std::memcmp(memory.imageDigest, image.bytes.data() + image.bytes.size() - kDigestSize,
+                        kDigestSize),
+            0);
   ExpectVersions(Update(11), "1.1,04", "2.0");
+}
+
+TEST_F(TrustedApplicationTest, LongestVersions_AreReportedWhole) {
+  const std::string longest(kVersionCapacity, 'v');
+  image.bytes = Image({1}, {2}, {longest, longest, longest, longest});
+  ExpectVersions(Update(7), longest, longest);
+  ExpectVersions(Update(3), longest, longest);
+  ExpectVersions(Update(11), longest, longest);
+}
+
+TEST_F(TrustedApplicationTest, RecoveredChipThatRanTheImage_IsWrittenAgain) {
+  Update(3);
+  ChangeChip([](ChipMemory& memory) { memory.state = kChipRecovered; });
+  ExpectVersions(Update(3), "1.1,04", "2.0");
+  EXPECT_EQ(store.writes, 4);
+}
+
+TEST_F(TrustedApplicationTest, UpdateThatBegan_ForgetsTheImageBefore) {
+  Update(3);
+  image.bytes = ImageOfSizes(4, 4);
+  for (int writes = 1; writes < 4; ++writes) {
+    store.writes = 0;
+    store.writesTaken = writes;
+    Update(3);
+    EXPECT_THAT(Chip().memory.imageDigest, Each(0)) << writes;
+    store.writesTaken = 1000;
+    EXPECT_EQ(InvokeAlone(kVamForceRecoverySp), kTeeSuccess);
+  }
 }
 
 TEST_F(TrustedApplicationTest, Mode3Again_WritesTheSameImageOnce) {
@@ -383,6 +421,36 @@ TEST_F(TrustedApplicationTest, RecordOfTheReplayProtectedBlock_BecomesTheAkRecor
   EXPECT_EQ(SendRecord(kVamCheckVamAk, {0xA0, 0xA1}), kTeeSuccess);
 }
 
+TEST_F(TrustedApplicationTest, ProvisionedRecord_LeavesTheRestOfTheMemory) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.rpmbRecordSize = kAkRecordCapacity;
+    std::memset(memory.akRecord, 0xA5, sizeof memory.akRecord);
+    std::memset(memory.rpmbRecord, 0xB6, sizeof memory.rpmbRecord);
+    memory.informationCount = 1;
+    memory.hackInformationSize = kHackInformationCapacity;
+    std::memset(memory.hackInformation, 0xC7, sizeof memory.hackInformation);
+  });
+  ChipMemory expected = Chip().memory;
+  EXPECT_EQ(SendRecord(kVamAkProvision, {9}), kTeeSuccess);
+  expected.akRecordSize = 1;
+  std::memset(expected.akRecord, 0, sizeof expected.akRecord);
+  expected.akRecord[0] = 9;
+  ChipMemory after = Chip().memory;
+  EXPECT_EQ(std::memcmp(&after, &expected, sizeof expected), 0);
+
+  EXPECT_EQ(InvokeAlone(kVamAkProvisionRpmb), kTeeSuccess);
+  expected.akRecordSize = kAkRecordCapacity;
+  std::memset(expected.akRecord, 0xB6, sizeof expected.akRecord);
+  after = Chip().memory;
+  EXPECT_EQ(std::memcmp(&after, &expected, sizeof expected), 0);
+
+  EXPECT_EQ(InvokeAlone(kVamRemoveAkKeys), kTeeSuccess);
+  expected.akRecordSize = 0;
+  std::memset(expected.akRecord, 0, sizeof expected.akRecord);
+  after = Chip().memory;
+  EXPECT_EQ(std::memcmp(&after, &expected, sizeof expected), 0);
+}
+
 TEST_F(TrustedApplicationTest, SelfTest_AnswersAsTheChipIs) {
   EXPECT_EQ(InvokeAlone(kVamSelfTestAll), kTeeSuccess);
   ChangeChip([](ChipMemory& memory) { memory.selfTestPasses = 0; });
@@ -435,6 +503,49 @@ TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip_LeavesAnEmptyOneThatTakesA
   ExpectVersions(Update(11), "", "");
   ExpectVersions(Update(3), "1.1,04", "2.0");
   ExpectVersions(Update(11), "1.1,04", "2.0");
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfADamagedChip_KeepsNothingOfIt) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.akRecordSize = 3;
+    std::memset(memory.akRecord, 0xA5, sizeof memory.akRecord);
+    memory.informationCount = 2;
+    memory.state = kChipInterrupted;
+  });
+  store.stored.back() ^= 1;
+  EXPECT_EQ(InvokeAlone(kVamForceRecovery), kTeeSuccess);
+  ChipMemory expected{};
+  expected.state = kChipRecovered;
+  expected.implementsUpdates = 1;
+  expected.selfTestPasses = 1;
+  expected.partCapacity = kPartSizeLimit;
+  const ChipMemory after = Chip().memory;
+  EXPECT_EQ(std::memcmp(&after, &expected, sizeof expected), 0);
+}
+
+TEST_F(TrustedApplicationTest, RecoveryOfAnInterruptedChip_KeepsWhatIsNoFirmware) {
+  ChangeChip([](ChipMemory& memory) {
+    memory.state = kChipInterrupted;
+    memory.akRecordSize = 3;
+    memory.akRecord[0] = 0xA5;
+    memory.system.size = 7;
+    memory.system.digest[0] = 7;
+    memory.app.size = 8;
+    memory.app.digest[0] = 8;
+  });
+  const std::vector<uint8_t> before = store.stored;
+  for (const uint32_t recovery : {kVamForceRecovery, kVamForceRecoverySp}) {
+    store.stored = before;
+    ChipMemory expected = Chip().memory;
+    expected.state = kChipRecovered;
+    expected.system = {};
+    if (recovery == kVamForceRecovery) {
+      expected.app = {};
+    }
+    EXPECT_EQ(InvokeAlone(recovery), kTeeSuccess);
+    const ChipMemory after = Chip().memory;
+    EXPECT_EQ(std::memcmp(&after, &expected, sizeof expected), 0) << recovery;
+  }
 }
 
 TEST_F(TrustedApplicationTest, RecoveryOfTheSystemPart_KeepsTheAppPart) {
@@ -510,6 +621,17 @@ TEST(TeeResultTest, Result_IsTheCodeOfItsName) {
   }
 }
 
+TEST_F(TrustedApplicationTest, ReplyThatDoesNotFit_EndsBeforeTheItem) {
+  // The record and the version's size fit, and after them another number would.
+  constexpr size_t kRecord = 5 + 8;
+  constexpr size_t kNumber = 5;
+  block.assign(kFirstValue + kRecord + kNumber + kNumber, 0);
+  ValueCursor request = Cursor();
+  ASSERT_TRUE(put_int(request, 7));
+  EXPECT_EQ(Invoke(kVmUpdateFw), kTeeSuccess);
+  EXPECT_EQ(block[0], kFirstValue + kRecord + kNumber);
+}
+
 AnswerFault UpdateFault(AnswerFaultKind kind, uint32_t item = 0) {
   AnswerFault fault{};
   fault.kind = kind;
@@ -547,6 +669,8 @@ TEST_F(TrustedApplicationTest, FaultThatOmitsOrCutsAnItem_EndsTheReplyThere) {
       faults.faults = {UpdateFault(kind, item)};
       EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
       ValueCursor reply = Cursor();
+      int32_t mode = 0;
+      EXPECT_FALSE(get_int(reply, &mode)) << "the request is no reply";
       uint32_t size = 0;
       uint32_t items = 0;
       items += get_blob(reply, 8) != nullptr ? 1 : 0;
@@ -603,6 +727,25 @@ TEST_F(TrustedApplicationTest, FaultThatCutsAfterAByte_LeavesThatManyBytesOfTheI
     EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
     EXPECT_EQ(block[0], kFirstValue + kept);
   }
+}
+
+TEST_F(TrustedApplicationTest, FaultThatCutsWithoutAPlace_LeavesHalfOfTheItem) {
+  faults.faults = {UpdateFault(kCutItem, 1)};
+  EXPECT_EQ(SendMode(kVmUpdateFw, 3), kTeeSuccess);
+  EXPECT_EQ(block[0], kFirstValue + 13 / 2);
+}
+
+TEST_F(TrustedApplicationTest, FaultsBeyondTheMost_ChangeNothing) {
+  // Each cuts a later item than the reply has, so that the next one may change it.
+  faults.faults.assign(kFaultsPerCommand - 1, UpdateFault(kCutItem, 9));
+  AnswerFault last = UpdateFault(kReplaceRecord);
+  last.vamCode = 7;
+  faults.faults.push_back(last);
+  AnswerFault tooMany = UpdateFault(kReplaceRecord);
+  tooMany.vamCode = 8;
+  faults.faults.push_back(tooMany);
+  EXPECT_EQ(Update(3).vamCode, 7);
+  EXPECT_THAT(faults.applied, ElementsAre(kFaultsPerCommand - 1));
 }
 
 TEST_F(TrustedApplicationTest, FaultThatCutsAfterTheLastByte_IsNotApplied) {

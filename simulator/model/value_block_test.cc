@@ -88,6 +88,34 @@ TEST_F(ValueBlockTest, ValueThatDoesNotFit_ChangesNothing) {
   EXPECT_EQ(block, full);
 }
 
+TEST_F(ValueBlockTest, ValueThatEndsWithTheBlock_ComesBackWhole) {
+  const std::vector<std::uint8_t> bytes(block.size() - kFirstValue - 5, 0xB1);
+  ValueCursor writer = Cursor();
+  ASSERT_TRUE(put_blob(writer, bytes.data(), static_cast<std::uint32_t>(bytes.size())));
+  ValueCursor reader = Cursor();
+  const std::uint8_t* blob = get_blob(reader, static_cast<std::uint32_t>(bytes.size()));
+  ASSERT_NE(blob, nullptr);
+  EXPECT_EQ(std::vector<std::uint8_t>(blob, blob + bytes.size()), bytes);
+
+  writer = Cursor();
+  writer.size = kFirstValue + 5;
+  ASSERT_TRUE(put_int(writer, 7));
+  reader = Cursor();
+  reader.size = kFirstValue + 5;
+  std::int32_t number = 0;
+  EXPECT_TRUE(get_int(reader, &number));
+  EXPECT_EQ(number, 7);
+}
+
+TEST_F(ValueBlockTest, BlobOfOneByte_ComesBackWhole) {
+  ValueCursor writer = Cursor();
+  ASSERT_TRUE(put_blob(writer, "x", 1));
+  ValueCursor reader = Cursor();
+  const std::uint8_t* blob = get_blob(reader, 1);
+  ASSERT_NE(blob, nullptr);
+  EXPECT_EQ(*blob, 'x');
+}
+
 TEST_F(ValueBlockTest, NullBytes_AreABlobOfLengthZeroOnly) {
   ValueCursor writer = Cursor();
   EXPECT_FALSE(put_blob(writer, nullptr, 1));

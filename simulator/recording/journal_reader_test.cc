@@ -3,7 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <map>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace vam {
 namespace {
@@ -199,6 +204,380 @@ TEST(JournalReaderTest, ParametersOfEachKind_AreRead) {
         std::string(R"({"sharedMemory":0,"size":1,"offset":-1,"after":"00"})")}) {
     EXPECT_EQ(Read(WithInvocation(parameter)).problem, "") << parameter;
   }
+}
+
+/// What a member's value may be, as a member of the schema says it.
+struct Sort {
+  std::vector<const char*> right;
+  std::vector<const char*> wrong;
+  const char* expected;
+};
+
+const Sort& SortOf(const std::string& name, const Json& property) {
+  static const Sort kInt32 = {{"-2147483648", "2147483647"},
+                              {"-2147483649", "2147483648", "0.5", "\"1\"", "null", "true"},
+                              "a 32-bit signed number"};
+  static const Sort kUint32 = {
+      {"0", "4294967295"}, {"-1", "4294967296", "null"}, "a 32-bit number from 0 on"};
+  static const Sort kNumber = {
+      {"0", "9223372036854775807"}, {"-1", "9223372036854775808", "{}"}, "a number from 0 on"};
+  static const Sort kOrder = {
+      {"1", "9223372036854775807"}, {"0", "18446744073709551615", "\"1\""}, "a number from 1 on"};
+  static const Sort kWord = {{"-9223372036854775808", "9223372036854775807"},
+                             {"9223372036854775808", "0.5", "null"},
+                             "a whole number"};
+  static const Sort kTruth = {{"true", "false"}, {"0", "\"true\"", "null"}, "true or false"};
+  static const Sort kText = {{R"("")", R"("\u0000\u00ff")"},
+                             {R"("\u0100")", "1", "null"},
+                             "a text of characters up to U+00FF"};
+  static const Sort kTextOrNull = {
+      {R"("\u00ff")", "null"}, {R"("\u0100")", "1"}, "a text of characters up to U+00FF, or null"};
+  static const Sort kGiven = {
+      {R"("given")", "null"}, {R"("")", R"("taken")", "1"}, "\"given\" or null"};
+  static const Sort kBytes = {{R"("00ff")", "null"},
+                              {R"("0")", R"("00FF")", R"("0g")", "1"},
+                              "small hexadecimal digits in pairs, or null"};
+  static const Sort kCode = {
+      {R"({"number":4294967295})", R"({"number":4294967295,"name":"later"})"},
+      {"0", "null", "[]"},
+      "a number with its name"};
+  static const Sort kParameters = {{"[]", "[{},{},{},{}]"},
+                                   {"{}", "[{},{},{},{},{}]", "null"},
+                                   "a list of at most 4 parameters"};
+  static const std::map<std::string, const Sort*> kSorts = {
+      {"int32", &kInt32}, {"uint32", &kUint32}, {"number", &kNumber},
+      {"time", &kNumber}, {"order", &kOrder},   {"process", &kOrder},
+      {"fault", &kOrder}, {"text", &kText},     {"code", &kCode}};
+  if (name == "params") {
+    return kParameters;
+  }
+  if (name == "bytes") {
+    return kBytes;
+  }
+  if (property.contains("$ref")) {
+    const auto reference = property["$ref"].get<std::string>();
+    return *kSorts.at(reference.substr(reference.rfind('/') + 1));
+  }
+  if (property.contains("enum")) {
+    return kGiven;
+  }
+  if (property.contains("oneOf") || property.contains("pattern")) {
+    return kTextOrNull;
+  }
+  return property["type"] == "boolean" ? kTruth : kWord;
+}
+
+/// The forms of lines that docs/journal.schema.json has.
+Json Forms() {
+  std::ifstream file(VAM_JOURNAL_SCHEMA);
+  Json schema = Json::parse(file);
+  Json forms = Json::object();
+  for (const Json& form : schema["oneOf"]) {
+    const auto reference = form["$ref"].get<std::string>();
+    const std::string name = reference.substr(reference.rfind('/') + 1);
+    forms[name] = schema["$defs"][name];
+  }
+  return forms;
+}
+
+/// Returns a call of a form with every member that can stand together.
+Json Sample(const std::string& call, const Json& form) {
+  static const std::map<std::string, const char*> kValues = {
+      {"path", "\"/dev/zelkshield\""},
+      {"origin", R"({"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"})"},
+      {"command", R"({"number":18,"name":"vm_updateFW"})"},
+      {"length", "2"},
+      {"bytes", "\"00ff\""},
+  };
+  Json line;
+  for (const auto& property : form["properties"].items()) {
+    const std::string& name = property.key();
+    const auto value = kValues.find(name);
+    if (name == "call") {
+      line[name] = call;
+    } else if (value != kValues.end()) {
+      line[name] = Json::parse(value->second);
+    } else if (name == "result" && property.value().value("$ref", "") == "#/$defs/code") {
+      line[name] = Json::parse(R"({"number":0,"name":"TEEC_SUCCESS"})");
+    } else if (name != "errno" && !(call == "open" && name == "result")) {
+      line[name] = Json::parse(SortOf(name, property.value()).right[0]);
+    }
+  }
+  if (call == "ioctl") {
+    line["result"] = 0;
+  }
+  return line;
+}
+
+std::string ProblemOf(const Json& line) { return Read(kHead + line.dump() + "\n").problem; }
+
+std::string ProblemWith(Json line, const std::string& name, const char* value) {
+  line[name] = Json::parse(value);
+  return ProblemOf(line);
+}
+
+TEST(JournalFormsTest, EachCall_WithEveryMember_IsRead) {
+  int calls = 0;
+  const Json forms = Forms();
+  for (const auto& form : forms.items()) {
+    if (form.key() != "head") {
+      EXPECT_EQ(ProblemOf(Sample(form.key(), form.value())), "") << form.key();
+      ++calls;
+    }
+  }
+  EXPECT_EQ(calls, 23);
+}
+
+TEST(JournalFormsTest, EachMember_LeftOut_IsNamedWhereTheFormRequiresIt) {
+  const std::map<std::string, std::string> kTogether = {
+      {"open descriptor", "has no \"result\" where the node was opened"},
+      {"CNolvWsm::GetInt value", "has no \"value\" with this result"},
+      {"CNolvWsm::GetUint value", "has no \"value\" with this result"},
+  };
+  const Json forms = Forms();
+  for (const auto& form : forms.items()) {
+    const std::string& call = form.key();
+    if (call == "head") {
+      continue;
+    }
+    const Json whole = Sample(call, form.value());
+    const auto required = form.value()["required"].get<std::set<std::string>>();
+    for (const auto& member : whole.items()) {
+      const std::string& name = member.key();
+      const bool isOfEach = name == "time" || name == "pid" || name == "tid" || name == "call";
+      const auto together = kTogether.find(call + " " + name);
+      Json line = whole;
+      line.erase(name);
+      EXPECT_EQ(ProblemOf(line), together != kTogether.end() ? "j:2: " + together->second
+                                 : required.count(name) == 0 ? ""
+                                 : isOfEach                  ? "j:2: has no \"" + name + "\""
+                                            : "j:2: " + call + " has no \"" + name + "\"")
+          << call << " " << name;
+    }
+    EXPECT_EQ(ProblemWith(whole, "more", "1"),
+              "j:2: " + call + " has \"more\", which is no part of it");
+  }
+}
+
+TEST(JournalFormsTest, EachMember_OfAnotherSort_IsNamedWithWhatItMustBe) {
+  const Json forms = Forms();
+  for (const auto& form : forms.items()) {
+    const std::string& call = form.key();
+    if (call == "head") {
+      continue;
+    }
+    const Json whole = Sample(call, form.value());
+    for (const auto& property : form.value()["properties"].items()) {
+      const std::string& name = property.key();
+      if (name == "call" || name == "path" || (call == "open" && name == "result")) {
+        continue;
+      }
+      const Sort& sort = SortOf(name, property.value());
+      const std::string problem = "j:2: \"" + name + "\" must be " + sort.expected;
+      for (const char* value : sort.wrong) {
+        EXPECT_EQ(ProblemWith(whole, name, value), problem) << call << " " << value;
+      }
+      for (const char* value : sort.right) {
+        EXPECT_NE(ProblemWith(whole, name, value), problem) << call << " " << value;
+      }
+    }
+  }
+}
+
+TEST(JournalFormsTest, MembersThatCannotStandTogether_AreNamed) {
+  const Json forms = Forms();
+  const auto with = [&forms](const std::string& call,
+                             const std::vector<std::pair<const char*, const char*>>& members,
+                             const std::vector<const char*>& without = {}) {
+    Json line = Sample(call, forms[call]);
+    for (const auto& [name, value] : members) {
+      line[name] = Json::parse(value);
+    }
+    for (const char* name : without) {
+      line.erase(name);
+    }
+    return ProblemOf(line);
+  };
+  constexpr char kError[] = R"({"number":5,"name":"EIO"})";
+  EXPECT_EQ(with("open", {{"result", "-1"}, {"errno", kError}}, {"descriptor"}), "");
+  EXPECT_EQ(with("open", {{"result", "-1"}}), "j:2: has \"result\" where the node was opened");
+  EXPECT_EQ(with("open", {{"errno", kError}}),
+            "j:2: has \"errno\" where the node was opened or not");
+  EXPECT_EQ(with("open", {{"result", "-1"}}, {"descriptor"}),
+            "j:2: has no \"errno\" where the node was opened or not");
+  EXPECT_EQ(with("ioctl", {{"result", "-1"}, {"errno", kError}}, {"flag"}), "");
+  EXPECT_EQ(with("ioctl", {{"result", "-1"}}), "j:2: has no \"errno\" with this result");
+  EXPECT_EQ(with("ioctl", {{"errno", kError}}), "j:2: has \"errno\" with this result");
+  EXPECT_EQ(with("CNolvWsm::GetInt", {{"result", "false"}}), "j:2: has \"value\" with this result");
+  EXPECT_EQ(with("CNolvWsm::GetInt", {{"result", "false"}}, {"value"}), "");
+  EXPECT_EQ(with("CNolvWsm::GetUint", {{"result", "false"}}),
+            "j:2: has \"value\" with this result");
+  for (const char* call : {"CNolvWsm::PutBlob", "CNolvWsm::GetBlob"}) {
+    const std::string digest = R"({"length":3,"sha256":")" + std::string(64, '0') + "\"}";
+    EXPECT_EQ(with(call, {{"bytes", "null"}}), "");
+    EXPECT_EQ(with(call, {{"bytes", digest.c_str()}, {"length", "3"}}), "");
+    const std::string problem = "j:2: \"bytes\" must be as many as \"length\" says";
+    EXPECT_EQ(with(call, {{"bytes", digest.c_str()}}), problem);
+    EXPECT_EQ(with(call, {{"bytes", "\"00\""}}), problem);
+    EXPECT_EQ(with(call, {{"bytes", "\"0000ff\""}}), problem);
+  }
+}
+
+TEST(JournalFormsTest, NumberWithItsName_HasTheNameThatIsKnown) {
+  const Json whole = Sample("TEEC_InvokeCommand", Forms()["TEEC_InvokeCommand"]);
+  struct Code {
+    const char* member;
+    const char* value;
+    const char* problem;
+  };
+  const Code kCodes[] = {
+      {"result", R"({"number":4294906420})", ""},
+      {"result", R"({"number":4294906420,"name":"TEEC_ERROR_OF_LATER"})", ""},
+      {"result", R"({"number":4294906420,"name":1})", "\"name\" must be a text"},
+      {"result", R"({"number":0,"name":1})", "\"name\" must be a text"},
+      {"result", R"({"number":0})", "\"name\" must be \"TEEC_SUCCESS\""},
+      {"result", R"({"name":"TEEC_SUCCESS"})", "\"result\" has no \"number\""},
+      {"result", R"({"number":0,"name":"TEEC_SUCCESS","more":1})",
+       "\"result\" has \"more\", which is no part of it"},
+      {"result", R"({"number":-1})", "\"number\" must be a 32-bit number from 0 on"},
+      {"result", R"({"number":4294967296})", "\"number\" must be a 32-bit number from 0 on"},
+      {"origin", R"({"number":4})", "\"name\" must be \"TEEC_ORIGIN_TRUSTED_APP\""},
+      {"command", R"({"number":18,"name":"vm_getFWInfo"})", "\"name\" must be \"vm_updateFW\""},
+  };
+  for (const Code& code : kCodes) {
+    const std::string problem = code.problem;
+    EXPECT_EQ(ProblemWith(whole, code.member, code.value), problem.empty() ? "" : "j:2: " + problem)
+        << code.value;
+  }
+  Json failed = Sample("open", Forms()["open"]);
+  failed.erase("descriptor");
+  failed["result"] = -1;
+  EXPECT_EQ(ProblemWith(failed, "errno", R"({"number":5})"), "j:2: \"name\" must be \"EIO\"");
+}
+
+TEST(JournalFormsTest, WithheldBytes_AreALengthAndADigest) {
+  Json line = Sample("CNolvWsm::PutBlob", Forms()["CNolvWsm::PutBlob"]);
+  const std::string digest(64, 'f');
+  const auto problem = [&line](const std::string& value) {
+    return ProblemWith(line, "bytes", value.c_str());
+  };
+  EXPECT_EQ(problem(R"({"length":2,"sha256":")" + digest + "\"}"), "");
+  EXPECT_EQ(problem(R"({"sha256":")" + digest + "\"}"), "j:2: \"bytes\" has no \"length\"");
+  EXPECT_EQ(problem(R"({"length":2})"), "j:2: \"bytes\" has no \"sha256\"");
+  EXPECT_EQ(problem(R"({"length":2,"more":1,"sha256":")" + digest + "\"}"),
+            "j:2: \"bytes\" has \"more\", which is no part of it");
+  EXPECT_EQ(problem(R"({"length":-1,"sha256":")" + digest + "\"}"),
+            "j:2: \"length\" must be a 32-bit number from 0 on");
+  for (const std::string& wrong : {digest + "f", digest.substr(1), digest.substr(1) + "F"}) {
+    EXPECT_EQ(problem(R"({"length":2,"sha256":")" + wrong + "\"}"),
+              "j:2: \"sha256\" must be 64 small hexadecimal digits");
+  }
+  EXPECT_EQ(problem(R"({"length":2,"sha256":1})"),
+            "j:2: \"sha256\" must be 64 small hexadecimal digits");
+}
+
+TEST(JournalFormsTest, Parameter_HasTheMembersOfItsSort) {
+  const auto problem = [](const std::string& parameter) {
+    return Read(WithInvocation(parameter)).problem;
+  };
+  for (const char* pair : {"a b", "b a", "newA newB", "newB newA"}) {
+    const std::string names = pair;
+    const std::string one = names.substr(0, names.find(' '));
+    const std::string other = names.substr(names.find(' ') + 1);
+    EXPECT_EQ(problem("{\"" + one + "\":4294967295}"),
+              "j:2: a parameter has \"" + one + "\" without \"" + other + "\"");
+    for (const char* wrong : {"-1", "4294967296", "null"}) {
+      EXPECT_EQ(problem("{\"" + one + "\":" + wrong + ",\"" + other + "\":0}"),
+                "j:2: \"" + one + "\" must be a 32-bit number from 0 on");
+    }
+  }
+  for (const char* size : {"size", "offset", "newSize"}) {
+    const std::string name = size;
+    for (const char* right : {"-9223372036854775808", "9223372036854775807"}) {
+      EXPECT_EQ(
+          problem(R"({"sharedMemory":1,"size":1,")" + name + "\":" + right + "}").find("must"),
+          std::string::npos);
+    }
+    EXPECT_EQ(problem("{\"" + name + "\":9223372036854775808}"),
+              "j:2: \"" + name + "\" must be a whole number");
+  }
+  EXPECT_EQ(problem(R"({"sharedMemory":9223372036854775807})"), "");
+  EXPECT_EQ(problem(R"({"sharedMemory":-1})"), "j:2: \"sharedMemory\" must be a number from 0 on");
+  EXPECT_EQ(problem(R"({"sharedMemory":1,"offset":1})"),
+            "j:2: a parameter has \"offset\" without \"size\"");
+  EXPECT_EQ(problem(R"({"size":1,"offset":1})"),
+            "j:2: a parameter has \"offset\" without \"sharedMemory\"");
+  for (const char* bytes : {"before", "after"}) {
+    EXPECT_EQ(
+        problem(std::string("{\"") + bytes + "\":1}"),
+        std::string("j:2: \"") + bytes + "\" must be small hexadecimal digits in pairs, or null");
+  }
+  EXPECT_EQ(problem("{},1"), "j:2: \"params\" must be a list of objects");
+}
+
+TEST(JournalFormsTest, Head_HasEachMemberOfItsSort) {
+  const Json head = Json::parse(kHead);
+  const auto problem = [](const Json& changed) { return Read(changed.dump() + "\n").problem; };
+  for (const char* name : {"program", "arguments", "build", "keys", "clock"}) {
+    Json changed = head;
+    changed.erase(name);
+    EXPECT_EQ(problem(changed), std::string("j:1: the head has no \"") + name + "\"");
+  }
+  for (const char* name : {"bootId", "bootTime", "realTime"}) {
+    Json changed = head;
+    changed["clock"].erase(name);
+    EXPECT_EQ(problem(changed), std::string("j:1: \"clock\" has no \"") + name + "\"");
+  }
+  const auto with = [&](const std::string& place, const char* value) {
+    Json changed = head;
+    changed[Json::json_pointer(place)] = Json::parse(value);
+    return problem(changed);
+  };
+  EXPECT_EQ(with("/arguments", R"(["a","\u00ff"])"), "");
+  EXPECT_EQ(with("/more", "1"), "j:1: the head has \"more\", which is no part of it");
+  EXPECT_EQ(with("/clock/more", "1"), "j:1: \"clock\" has \"more\", which is no part of it");
+  EXPECT_EQ(with("/program", "1"), "j:1: \"program\" must be a text of characters up to U+00FF");
+  EXPECT_EQ(with("/build", "1"), "j:1: \"build\" must be a text of characters up to U+00FF");
+  EXPECT_EQ(with("/keys", "1"), "j:1: \"keys\" must be true or false");
+  EXPECT_EQ(with("/arguments", R"(["\u0100"])"),
+            "j:1: \"arguments\" must be a list of texts, or null");
+  EXPECT_EQ(with("/arguments", "1"), "j:1: \"arguments\" must be a list of texts, or null");
+  EXPECT_EQ(with("/clock", "1"), "j:1: \"clock\" must be an object");
+  EXPECT_EQ(with("/clock/bootId", "1"),
+            "j:1: \"bootId\" must be a text of characters up to U+00FF");
+  EXPECT_EQ(with("/clock/bootTime", "0.5"), "j:1: \"bootTime\" must be a number from 0 on");
+  EXPECT_EQ(with("/clock/realTime", "-1"), "j:1: \"realTime\" must be a number from 0 on");
+  EXPECT_EQ(with("/format", "0"), "j:1: has format 0, and this program reads format 1");
+  EXPECT_EQ(with("/format", R"("\u00e9")"),
+            "j:1: has format \"\\u00e9\", and this program reads format 1");
+}
+
+TEST(JournalFormsTest, Problem_IsOneLineThatCanBePrinted) {
+  const std::string refused = "\", which is no platform call";
+  EXPECT_EQ(Read(WithCall("\"call\":\"\\u0001\\u001f ~\\u007f\\n\"}")).problem,
+            "j:2: \"call\" is \"?? ~??" + refused);
+  // The text before the name takes 11 characters.
+  const std::string longest(200 - 11 - refused.size(), 'x');
+  EXPECT_EQ(Read(WithCall("\"call\":\"" + longest + "\"}")).problem,
+            "j:2: \"call\" is \"" + longest + refused);
+  EXPECT_EQ(Read(WithCall("\"call\":\"x" + longest + "\"}")).problem,
+            "j:2: \"call\" is \"x" + longest + refused.substr(0, refused.size() - 1) + "...");
+}
+
+TEST(JournalFormsTest, Line_AsDeepAsOneMayBe_IsJudgedByItsMembers) {
+  EXPECT_EQ(Read(WithCall("\"call\":[[[1]]]}")).problem,
+            "j:2: \"call\" must be a text of characters up to U+00FF");
+  EXPECT_EQ(Read(WithCall("\"call\":[[[[1]]]]}")).problem,
+            "j:2: goes deeper than a line of a journal does");
+}
+
+TEST(JournalFormsTest, OnlyALineAfterTheHead_IsCutOff) {
+  const std::string head = kHead;
+  EXPECT_FALSE(Read(head).isCut);
+  EXPECT_FALSE(Read(head.substr(0, head.size() - 1)).isCut) << "there is no head then";
+  EXPECT_TRUE(Read(head + "{").isCut);
+  EXPECT_FALSE(Read(head + "{\n").isCut);
+  EXPECT_TRUE(Read(head.substr(0, head.size() - 1)).head.is_null());
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, WrongJournalTest, ::testing::ValuesIn(kWrong),

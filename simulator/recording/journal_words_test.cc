@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -228,6 +229,276 @@ TEST_F(JournalWordsTest, Call_IsOneLine) {
   EXPECT_EQ(CallInWords(Run().calls[0]),
             "TEEC_InvokeCommand session=1 command=vm_updateFW result=TEEC_ERROR_BUSY "
             "origin=TEEC_ORIGIN_TRUSTED_APP");
+}
+
+std::string PutBlob(const std::string& digits) {
+  return R"("CNolvWsm::PutBlob","marshaller":1,"length":)" + std::to_string(digits.size() / 2) +
+         R"(,"bytes":")" + digits + R"(","result":true)";
+}
+
+std::string GetBlob(const std::string& digits) {
+  return R"("CNolvWsm::GetBlob","marshaller":1,"length":)" + std::to_string(digits.size() / 2) +
+         R"(,"bytes":")" + digits + "\"";
+}
+
+std::string Put(const std::string& kind, const std::string& value, bool done = true) {
+  return "\"CNolvWsm::Put" + kind + R"(","marshaller":1,"value":)" + value + R"(,"result":)" +
+         (done ? "true" : "false");
+}
+
+std::string Get(const std::string& kind, const std::string& value) {
+  return "\"CNolvWsm::Get" + kind + R"(","marshaller":1,"value":)" + value + R"(,"result":true)";
+}
+
+std::string Repeated(const std::string& text, int times) {
+  std::string whole;
+  for (int i = 0; i < times; ++i) {
+    whole += text;
+  }
+  return whole;
+}
+
+TEST_F(JournalWordsTest, Bytes_AreATextWhereAllCanBePrinted) {
+  Connect();
+  for (const std::string& digits : {std::string("207e"), std::string("6100"), std::string(),
+                                    std::string("00"), std::string("610000"), std::string("1f"),
+                                    std::string("7f"), Repeated("80", 64), Repeated("80", 65)}) {
+    Add(PutBlob(digits));
+  }
+  EXPECT_EQ(StepsOf(Run())[0].details[0].text, R"(" ~", "a", "", "", 610000, 1f, 7f, )" +
+                                                   Repeated("80", 64) + ", " + Repeated("80", 64) +
+                                                   "...");
+}
+
+TEST_F(JournalWordsTest, WhatWasSent_IsShownInItsOrder) {
+  Connect();
+  Add(Put("Int", "-1"));
+  Add(Put("Uint", "4294967295"));
+  Add(Put("Uint", "1", false));
+  Add(PutBlob("6162"));
+  Add(R"("CNolvWsm::PutBlob","marshaller":1,"length":9,"bytes":null,"result":false)");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a command that was not invoked\n"
+            "    sent           -1, 4294967295, a value that the marshaller refused, \"ab\", "
+            "a value that the marshaller refused\n"
+            "    returned       TEEC_ERROR_NO_DATA, for the request was not taken\n");
+}
+
+TEST_F(JournalWordsTest, CommandWhoseNumberWasPut_IsNotInvokedThough) {
+  Connect();
+  Add(Put("Int", "7"));
+  Close();
+  Connect();
+  Add(Put("Uint", "7"));
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a command that was not invoked\n    sent           7\n"
+            "\n    0.004000 s  a connection without a command\n    sent           7\n");
+}
+
+TEST_F(JournalWordsTest, Modes_AreToldOfUpdatesAlone) {
+  const auto title = [this](const std::string& command, const std::string& mode) {
+    text.clear();
+    Connect();
+    Add(Put("Int", mode));
+    Add(Put("Int", "3"));
+    Invoke(command, kSuccess);
+    return StepsOf(Run())[0].title;
+  };
+  EXPECT_EQ(title(kUpdate, "3"), "vm_updateFW, mode 3 (update)");
+  EXPECT_EQ(title(kUpdate, "7"), "vm_updateFW, mode 7 (image)");
+  EXPECT_EQ(title(kUpdate, "11"), "vm_updateFW, mode 11 (chip)");
+  EXPECT_EQ(title(kUpdate, "4"), "vm_updateFW, mode 4");
+  const std::string older = R"({"number":30,"name":"vam_updateFW"})";
+  EXPECT_EQ(title(older, "3"), "vam_updateFW, mode 3 (update)");
+  EXPECT_EQ(title(R"({"number":28,"name":"vam_getInfo"})", "3"), "vam_getInfo");
+  text.clear();
+  Connect();
+  Invoke(kUpdate, kSuccess);
+  EXPECT_EQ(StepsOf(Run())[0].title, "vm_updateFW") << "no mode was put";
+}
+
+TEST_F(JournalWordsTest, Record_IsTheFirstOfAnUpdatesReplyAlone) {
+  const auto got = [this](const std::string& command, const std::vector<std::string>& gets) {
+    text.clear();
+    Connect();
+    Invoke(command, kSuccess);
+    for (const std::string& get : gets) {
+      Add(get);
+    }
+    return StepsOf(Run())[0].details[1].text;
+  };
+  EXPECT_EQ(got(kUpdate, {GetBlob("0400000020000000")}),
+            "VAM_RET_STORAGE_ERROR ZELK_BUFFER_NOT_ENOUGH");
+  EXPECT_EQ(got(kUpdate, {GetBlob("04000000e0ffffff")}),
+            "VAM_RET_STORAGE_ERROR -ZELK_BUFFER_NOT_ENOUGH");
+  EXPECT_EQ(got(kUpdate, {GetBlob("0600000005000000")}), "6 5");
+  EXPECT_EQ(got(kUpdate, {GetBlob("fafffffffbffffff")}), "-6 -5");
+  EXPECT_EQ(got(kUpdate, {GetBlob("0000000000000000"), GetBlob("0000000000000000")}),
+            "VAM_RET_SUCCESS ZELK_NO_ERROR, 0000000000000000");
+  EXPECT_EQ(got(kUpdate, {GetBlob("010203040506")}), "010203040506");
+  EXPECT_EQ(got(R"({"number":19,"name":"vm_getFWInfo"})", {GetBlob("0000000000000000")}),
+            "0000000000000000");
+  EXPECT_EQ(got(kUpdate, {R"("CNolvWsm::GetBlob","marshaller":1,"length":8,"bytes":null)",
+                          R"("CNolvWsm::GetUint","marshaller":1,"result":false)"}),
+            "nothing, no number");
+}
+
+TEST_F(JournalWordsTest, ReplyOfNoBytes_LacksAnItem) {
+  const auto returned = [this](const std::string& command, const std::string& get,
+                               const std::string& result = kSuccess) {
+    text.clear();
+    Connect();
+    Invoke(command, result);
+    Add(get);
+    Close();
+    return StepsOf(Run())[0].details.back().text;
+  };
+  EXPECT_EQ(returned(kUpdate, Get("Uint", "0")),
+            "TEEC_ERROR_COMMUNICATION, for the reply lacks an item");
+  EXPECT_EQ(returned(kUpdate, Get("Uint", "1")), "TEEC_SUCCESS");
+  const std::string hack = R"({"number":39,"name":"vam_getHackInfo"})";
+  EXPECT_EQ(returned(hack, Get("Int", "0")), "TEEC_ERROR_NO_DATA, for the reply lacks an item");
+  EXPECT_EQ(returned(hack, Get("Int", "0"), R"({"number":4294901773,"name":"TEEC_ERROR_BUSY"})"),
+            "TEEC_ERROR_BUSY");
+}
+
+TEST_F(JournalWordsTest, SessionThatWasRefused_IsToldWithItsOrigin) {
+  Connect();
+  Add(R"("TEEC_OpenSession","context":1,"destination":null,"connectionMethod":0,)"
+      R"("connectionData":null,"operation":null,)"
+      R"("result":{"number":4294901773,"name":"TEEC_ERROR_BUSY"},)"
+      R"("origin":{"number":3,"name":"TEEC_ORIGIN_TEE"},"fault":2)");
+  Close();
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  a connection without a command\n"
+            "    not connected  TEEC_OpenSession TEEC_ERROR_BUSY from TEEC_ORIGIN_TEE\n"
+            "    changed by     fault 2 of the board\n");
+}
+
+TEST_F(JournalWordsTest, MemoryThatWasNotAllocated_IsTheStepThatFailed) {
+  Connect();
+  Add(R"("TEEC_AllocateSharedMemory","context":1,"size":1,"flags":3,"result":{"number":4294901772,)"
+      R"("name":"TEEC_ERROR_OUT_OF_MEMORY"})");
+  Close();
+  EXPECT_EQ(StepsOf(Run())[0].details[0].text,
+            "TEEC_AllocateSharedMemory TEEC_ERROR_OUT_OF_MEMORY");
+}
+
+TEST_F(JournalWordsTest, Marshaller_EndsAnExchangeWithoutAConnectionAlone) {
+  constexpr char kDestroyed[] = R"("CNolvWsm::~CNolvWsm","marshaller":1)";
+  Connect();
+  Add(kDestroyed);
+  EXPECT_EQ(StepsOf(Run())[0].details.back().label, "ends");
+  Close();
+  Add(kDestroyed);
+  EXPECT_TRUE(StepsOf(Run())[0].details.empty());
+}
+
+TEST_F(JournalWordsTest, TimeOfAnAnswer_IsNeverNegative) {
+  Connect();
+  time = 999999 - 1000000;
+  Invoke(kUpdate, kSuccess);
+  EXPECT_EQ(StepsOf(Run())[0].details[0].text,
+            "TEEC_SUCCESS from TEEC_ORIGIN_TRUSTED_APP, after 0.000000 s");
+  time = 4000000 - 1000000;
+  Invoke(kUpdate, kSuccess);
+  EXPECT_EQ(StepsOf(Run())[0].details[0].text,
+            "TEEC_SUCCESS from TEEC_ORIGIN_TRUSTED_APP, after 0.003000 s");
+}
+
+TEST_F(JournalWordsTest, FaultsOfAnExchange_AreToldOnceEach) {
+  Connect();
+  Add(Put("Int", "7", false) + ",\"fault\":3");
+  Add(Put("Int", "7", false) + ",\"fault\":1");
+  Add(Put("Int", "7", false) + ",\"fault\":3");
+  Close();
+  const RunStep step = StepsOf(Run())[0];
+  ASSERT_EQ(step.details.size(), 4U);
+  EXPECT_EQ(step.details[2].label, "changed by");
+  EXPECT_EQ(step.details[2].text, "fault 1 of the board");
+  EXPECT_EQ(step.details[3].text, "fault 3 of the board");
+}
+
+TEST_F(JournalWordsTest, NodeThatGivesNoFlag_IsSaidToGiveNone) {
+  Add(R"("ioctl","descriptor":1,"request":1,"result":0)");
+  Add(R"("close","descriptor":1,"result":0)");
+  Add(R"("open","path":"/dev/zelkshield","flags":2,"result":-1,"errno":{"number":4095})");
+  EXPECT_EQ(Blocks(),
+            "\n    0.001000 s  the device node\n"
+            "    ioctl          no flag\n    close          done\n"
+            "\n    0.003000 s  the device node\n    open           4095\n");
+}
+
+TEST_F(JournalWordsTest, EachSortOfCall_BeginsABlockOfItsOwn) {
+  Add(R"("open","path":"/dev/zelkshield","flags":2,"descriptor":1)");
+  Connect();
+  Add(R"("close","descriptor":1,"result":0)");
+  Add(R"("vconf_get_str","key":"k","value":"v")");
+  Add(R"("close","descriptor":1,"result":0)");
+  Close();
+  Connect();
+  Connect();
+  std::vector<std::string> titles;
+  std::vector<std::size_t> lines;
+  for (const RunStep& step : StepsOf(Run())) {
+    titles.push_back(step.title);
+    lines.push_back(step.line);
+  }
+  const std::string connection = "a connection without a command";
+  EXPECT_EQ(titles, (std::vector<std::string>{"the device node", connection, "the device node",
+                                              "the setting \"k\"", "the device node", connection,
+                                              connection, connection}));
+  EXPECT_EQ(lines, (std::vector<std::size_t>{2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST_F(JournalWordsTest, CancellationOfNothing_IsSaidToBeOne) {
+  Add(R"("TEEC_RequestCancellation","operation":null)");
+  EXPECT_EQ(Blocks(), "\n    0.001000 s  a cancellation\n    operation      none\n");
+}
+
+TEST_F(JournalWordsTest, Json_IsOneText) {
+  Add(R"("TEEC_RequestCancellation","operation":null)");
+  EXPECT_EQ(RunAsJson(Run()), R"({
+  "head": {
+    "format": 1,
+    "program": "tool",
+    "arguments": null,
+    "build": "vam-board 1.0",
+    "keys": false,
+    "clock": {
+      "bootId": "",
+      "bootTime": 1,
+      "realTime": 1795000000000000000
+    }
+  },
+  "steps": [
+    {
+      "time": 1000000,
+      "pid": 7,
+      "tid": 7,
+      "line": 2,
+      "title": "a cancellation",
+      "details": [
+        {
+          "label": "operation",
+          "text": "none"
+        }
+      ]
+    }
+  ],
+  "problem": null
+}
+)");
+}
+
+TEST_F(JournalWordsTest, Call_OfAnySort_IsInAscii) {
+  Add(R"("vconf_get_str","key":"\u00e9","value":null)");
+  Add(PutBlob("00ff"));
+  EXPECT_EQ(CallInWords(Run().calls[0]), "vconf_get_str key=\"\\u00e9\" value=null");
+  EXPECT_EQ(CallInWords(Run().calls[1]),
+            "CNolvWsm::PutBlob marshaller=1 length=2 bytes=\"00ff\" result=true");
 }
 
 }  // namespace

@@ -9,7 +9,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <ios>
+#include <iterator>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -34,22 +37,50 @@ class BoardEnvironment : public testing::Environment {
     const std::string run = folder.Path() + "/run";
     const std::string state = folder.Path() + "/state";
     ASSERT_TRUE(std::filesystem::create_directory(run));
-    const std::string board = "title = \"Board\"\n[image]\nsystem_version = \"1\"\n[chip]\n";
+    const std::string board =
+        "title = \"Board\"\n[image]\nsystem_version = \"1\"\n[chip]\n"
+        "[[fault]]\ncall = \"TEEC_RegisterSharedMemory\"\noccurrence = 1\n"
+        "result = \"TEEC_ERROR_BUSY\"\n";
     vam::PrepareStateFolder(state, vam::ReadBoardText(board, "board.toml"), folder.Path());
-    vam::Run::Prepare(run, board, "board.toml", state, "");
+    journal = folder.Path() + "/journal";
+    std::ofstream(journal).close();
+    vam::Run::Prepare(run, board, "board.toml", state, journal);
     ASSERT_EQ(setenv(vam::Run::kEnvironmentVariable, run.c_str(), 1), 0);
     ASSERT_EQ(TEEC_InitializeContext(nullptr, &context), TEEC_SUCCESS);
     const TEEC_UUID uuid = VamUuid();
     ASSERT_EQ(
         TEEC_OpenSession(&context, &session, &uuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, nullptr),
         TEEC_SUCCESS);
+    TEEC_SharedMemory memory = {};
+    ASSERT_EQ(TEEC_RegisterSharedMemory(&context, &memory), TEEC_ERROR_BUSY);
+    EXPECT_EQ(Said(), R"({"call":"TEEC_InitializeContext","name":null,)"
+                      R"("result":{"number":0,"name":"TEEC_SUCCESS"},"context":1}
+{"call":"TEEC_OpenSession","context":1,"destination":"58d50001-1105-000f-9799-7f5af3f9c7bb",)"
+                      R"("connectionMethod":0,"connectionData":null,"operation":null,)"
+                      R"("result":{"number":0,"name":"TEEC_SUCCESS"},)"
+                      R"("origin":{"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"},"session":1}
+{"call":"TEEC_RegisterSharedMemory","context":1,"size":0,"flags":0,)"
+                      R"("result":{"number":4294901773,"name":"TEEC_ERROR_BUSY"},"fault":1}
+)");
   }
   void TearDown() override {
     TEEC_CloseSession(&session);
     TEEC_FinalizeContext(&context);
   }
 
+  /// Returns what the journal says that it did not say before, without times and threads.
+  static std::string Said() {
+    static const std::regex kBeginning(R"re("time":\d+,"pid":\d+,"tid":\d+,)re");
+    std::ifstream file(journal);
+    file.seekg(static_cast<std::streamoff>(read));
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    read += text.size();
+    return std::regex_replace(text, kBeginning, "");
+  }
+
  private:
+  static inline std::string journal;
+  static inline std::size_t read = 0;
   const vam::TemporaryFolder folder{"vam-teec-test"};
   // The first ones live as long as the program. A null pointer must not be taken for one of them.
   TEEC_Context context = {};
@@ -383,6 +414,252 @@ TEST_F(TeecTest, DoubleRelease_IsToldOnStandardError) {
       "simulated board: TEEC_CloseSession on a session that is not open\n"
       "simulated board: TEEC_FinalizeContext on a context that is not open\n";
   EXPECT_EQ(testing::internal::GetCapturedStderr(), told + told);
+}
+
+/// The journal's lines on calls, which the trusted application's model answers.
+class TeecJournalTest : public TeecTest {
+ protected:
+  void SetUp() override {
+    TeecTest::SetUp();
+    small.size = kSmall;
+    small.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+    ASSERT_EQ(TEEC_AllocateSharedMemory(&context, &small), TEEC_SUCCESS);
+    std::memset(small.buffer, 0xA5, kSmall);
+    operation = {};
+    BoardEnvironment::Said();
+  }
+  void TearDown() override {
+    TEEC_ReleaseSharedMemory(&small);
+    TeecTest::TearDown();
+  }
+
+  static std::string Line(const std::string& call) { return "{\"call\":\"" + call + "}\n"; }
+  static std::string Numbered(const char* name, std::uint32_t number) {
+    return std::string(",\"") + name + "\":" + std::to_string(number);
+  }
+  static std::string Result(std::uint32_t number, const char* name) {
+    return ",\"result\":{\"number\":" + std::to_string(number) + ",\"name\":\"" + name + "\"}";
+  }
+  static std::string BadParameters() { return Result(0xFFFF0006, "TEEC_ERROR_BAD_PARAMETERS"); }
+  static std::string Success() { return Result(0, "TEEC_SUCCESS"); }
+  static std::string Origin(std::uint32_t number, const std::string& name) {
+    return ",\"origin\":{\"number\":" + std::to_string(number) + ",\"name\":\"TEEC_ORIGIN_" + name +
+           "\"}";
+  }
+
+  /// Invokes a command that the trusted application refuses, and returns the line's parameters.
+  std::string ParametersOf(std::uint32_t types) {
+    operation.paramTypes = types;
+    EXPECT_EQ(TEEC_InvokeCommand(&session, vam::kVamGetInfo, &operation, nullptr),
+              TEEC_ERROR_BAD_PARAMETERS);
+    const std::string said = BoardEnvironment::Said();
+    const std::string start = Line("TEEC_InvokeCommand\"" + Numbered("session", session.number) +
+                                   R"(,"command":{"number":28,"name":"vam_getInfo"})" +
+                                   Numbered("paramTypes", types) + ",\"params\":");
+    const std::string beginning = start.substr(0, start.size() - 2);
+    EXPECT_EQ(said.substr(0, beginning.size()), beginning);
+    const std::size_t end = said.find(",\"result\"");
+    EXPECT_EQ(said.substr(end, BadParameters().size()), BadParameters());
+    return said.substr(beginning.size(), end - beginning.size());
+  }
+
+  static constexpr std::size_t kSmall = 4;
+  TEEC_SharedMemory small = {};
+};
+
+TEST_F(TeecJournalTest, Contexts_AreToldWithTheirNumbers) {
+  TEEC_Context other = {};
+  EXPECT_EQ(TEEC_InitializeContext("other", &other), TEEC_ERROR_ITEM_NOT_FOUND);
+  EXPECT_EQ(TEEC_InitializeContext(nullptr, nullptr), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(BoardEnvironment::Said(),
+            Line("TEEC_InitializeContext\",\"name\":\"other\"" +
+                 Result(0xFFFF0008, "TEEC_ERROR_ITEM_NOT_FOUND")) +
+                Line("TEEC_InitializeContext\",\"name\":null" + BadParameters()));
+  EXPECT_EQ(TEEC_InitializeContext(nullptr, &other), TEEC_SUCCESS);
+  EXPECT_EQ(other.number, context.number + 1);
+  const std::uint32_t number = other.number;
+  TEEC_FinalizeContext(&other);
+  EXPECT_EQ(
+      BoardEnvironment::Said(),
+      Line("TEEC_InitializeContext\",\"name\":null" + Success() + Numbered("context", number)) +
+          Line("TEEC_FinalizeContext\"" + Numbered("context", number)));
+}
+
+TEST_F(TeecJournalTest, WhatNobodyMade_HasNoNumber) {
+  testing::internal::CaptureStderr();
+  TEEC_FinalizeContext(nullptr);
+  TEEC_CloseSession(nullptr);
+  TEEC_ReleaseSharedMemory(nullptr);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(TEEC_AllocateSharedMemory(nullptr, nullptr), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(TEEC_RegisterSharedMemory(nullptr, nullptr), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(TEEC_OpenSession(nullptr, nullptr, nullptr, 7, nullptr, nullptr, nullptr),
+            TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(TEEC_InvokeCommand(nullptr, 99, nullptr, nullptr), TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(BoardEnvironment::Said(),
+            Line(R"(TEEC_FinalizeContext","context":0)") +
+                Line(R"(TEEC_CloseSession","session":0)") +
+                Line(R"(TEEC_ReleaseSharedMemory","sharedMemory":0)") +
+                Line(R"(TEEC_AllocateSharedMemory","context":0)" + BadParameters()) +
+                Line(R"(TEEC_RegisterSharedMemory","context":0)" + BadParameters()) +
+                Line(R"(TEEC_OpenSession","context":0,"destination":null,"connectionMethod":7,)"
+                     R"("connectionData":null,"operation":null)" +
+                     BadParameters() + Origin(1, "API")) +
+                Line(R"(TEEC_InvokeCommand","session":0,"command":{"number":99})" +
+                     BadParameters() + Origin(1, "API")));
+}
+
+TEST_F(TeecJournalTest, SharedMemories_AreToldWithTheirSizeAndFlags) {
+  TEEC_SharedMemory made = {};
+  made.size = TEEC_CONFIG_SHAREDMEM_MAX_SIZE + 1;
+  made.flags = TEEC_MEM_INPUT;
+  EXPECT_EQ(TEEC_AllocateSharedMemory(&context, &made), TEEC_ERROR_OUT_OF_MEMORY);
+  made.size = 5;
+  EXPECT_EQ(TEEC_AllocateSharedMemory(&context, &made), TEEC_SUCCESS);
+  const std::uint32_t allocated = made.number;
+  EXPECT_EQ(allocated, small.number + 1);
+  TEEC_ReleaseSharedMemory(&made);
+  std::uint8_t byte = 0;
+  made = {&byte, 1, TEEC_MEM_OUTPUT, 0};
+  EXPECT_EQ(TEEC_RegisterSharedMemory(&context, &made), TEEC_SUCCESS);
+  EXPECT_EQ(made.number, allocated + 1);
+  TEEC_ReleaseSharedMemory(&made);
+  const std::string in = Numbered("context", context.number);
+  EXPECT_EQ(BoardEnvironment::Said(),
+            Line("TEEC_AllocateSharedMemory\"" + in + R"(,"size":524289,"flags":1)" +
+                 Result(0xFFFF000C, "TEEC_ERROR_OUT_OF_MEMORY")) +
+                Line("TEEC_AllocateSharedMemory\"" + in + R"(,"size":5,"flags":1)" + Success() +
+                     Numbered("sharedMemory", allocated)) +
+                Line("TEEC_ReleaseSharedMemory\"" + Numbered("sharedMemory", allocated)) +
+                Line("TEEC_RegisterSharedMemory\"" + in + R"(,"size":1,"flags":2)" + Success() +
+                     Numbered("sharedMemory", allocated + 1)) +
+                Line("TEEC_ReleaseSharedMemory\"" + Numbered("sharedMemory", allocated + 1)));
+}
+
+TEST_F(TeecJournalTest, Sessions_AreToldWithWhatTheyWereAskedFor) {
+  TEEC_UUID uuid = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 255}};
+  TEEC_Session other = {};
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_VALUE_INPUT, TEEC_NONE, TEEC_NONE, TEEC_NONE);
+  operation.params[0].value = {8, 9};
+  EXPECT_EQ(TEEC_OpenSession(&context, &other, &uuid, TEEC_LOGIN_USER, "data", &operation, nullptr),
+            TEEC_ERROR_BAD_PARAMETERS);
+  EXPECT_EQ(TEEC_OpenSession(&context, &other, &uuid, 0, nullptr, nullptr, nullptr),
+            TEEC_ERROR_ITEM_NOT_FOUND);
+  const std::string asked = "TEEC_OpenSession\"" + Numbered("context", context.number) +
+                            R"(,"destination":"00000001-0002-0003-0405-060708090aff")";
+  EXPECT_EQ(BoardEnvironment::Said(),
+            Line(asked +
+                 R"(,"connectionMethod":1,"connectionData":"given","operation":"given",)"
+                 R"("paramTypes":1,"params":[{"a":8,"b":9}])" +
+                 BadParameters() + Origin(1, "API")) +
+                Line(asked + R"(,"connectionMethod":0,"connectionData":null,"operation":null)" +
+                     Result(0xFFFF0008, "TEEC_ERROR_ITEM_NOT_FOUND") + Origin(3, "TEE")));
+  EXPECT_EQ(OpenSession(other), TEEC_SUCCESS);
+  EXPECT_EQ(other.number, session.number + 1);
+  const std::uint32_t number = other.number;
+  BoardEnvironment::Said();
+  TEEC_CloseSession(&other);
+  EXPECT_EQ(BoardEnvironment::Said(), Line("TEEC_CloseSession\"" + Numbered("session", number)));
+}
+
+TEST_F(TeecJournalTest, Cancellations_AreToldWithWhetherThereIsAnOperation) {
+  TEEC_RequestCancellation(nullptr);
+  TEEC_RequestCancellation(&operation);
+  EXPECT_EQ(BoardEnvironment::Said(), Line(R"(TEEC_RequestCancellation","operation":null)") +
+                                          Line(R"(TEEC_RequestCancellation","operation":"given")"));
+}
+
+TEST_F(TeecJournalTest, Values_AreToldInTheirDirections) {
+  operation.params[0].value = {1, 2};
+  operation.params[1].value = {3, 4};
+  operation.params[2].value = {5, 0xFFFFFFFF};
+  EXPECT_EQ(ParametersOf(
+                TEEC_PARAM_TYPES(TEEC_VALUE_INPUT, TEEC_VALUE_OUTPUT, TEEC_VALUE_INOUT, TEEC_NONE)),
+            R"([{"a":1,"b":2},{"newA":3,"newB":4},)"
+            R"({"a":5,"b":4294967295,"newA":5,"newB":4294967295}])");
+}
+
+TEST_F(TeecJournalTest, Parameters_AreToldUpToTheLastOne) {
+  operation.params[3].value = {1, 2};
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_NONE, TEEC_NONE, TEEC_NONE, TEEC_VALUE_INPUT)),
+            R"([{},{},{},{"a":1,"b":2}])");
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_NONE, TEEC_NONE, TEEC_NONE, TEEC_NONE)), "[]");
+  EXPECT_EQ(ParametersOf(0x10000), "[]") << "there are four at most";
+}
+
+TEST_F(TeecJournalTest, TemporaryMemories_AreToldWithTheirBytes) {
+  std::uint8_t bytes[] = {0x00, 0xFF};
+  for (TEEC_Parameter& parameter : operation.params) {
+    parameter.tmpref = {bytes, sizeof bytes};
+  }
+  operation.params[3].tmpref = {nullptr, 0};
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_TEMP_INPUT, TEEC_MEMREF_TEMP_OUTPUT,
+                                          TEEC_MEMREF_TEMP_INOUT, TEEC_MEMREF_TEMP_INOUT)),
+            R"([{"size":2,"before":"00ff"},{"size":2,"after":"00ff"},)"
+            R"({"size":2,"before":"00ff","after":"00ff"},{"size":0,"before":null,"after":null}])");
+  operation.params[0].tmpref = {bytes, 0};
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_TEMP_INOUT, TEEC_NONE, TEEC_NONE, TEEC_NONE)),
+            R"([{"size":0,"before":"","after":""}])");
+}
+
+TEST_F(TeecJournalTest, PartsOfAMemory_AreToldWithTheirPlace) {
+  operation.params[0].memref = {&small, 2, 1};
+  operation.params[1].memref = {&small, 1, 3};
+  operation.params[2].memref = {&small, 4, 0};
+  const std::string in = R"("sharedMemory":)" + std::to_string(small.number);
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_PARTIAL_INPUT, TEEC_MEMREF_PARTIAL_OUTPUT,
+                                          TEEC_MEMREF_PARTIAL_INOUT, TEEC_NONE)),
+            "[{" + in + R"(,"size":2,"offset":1,"before":"a5a5"},{)" + in +
+                R"(,"size":1,"offset":3,"after":"a5"},{)" + in +
+                R"(,"size":4,"offset":0,"before":"a5a5a5a5","after":"a5a5a5a5"}])");
+  // Parts that the memory does not have.
+  operation.params[0].memref = {&small, 1, 4};
+  operation.params[1].memref = {&small, 0, 5};
+  operation.params[2].memref = {nullptr, 1, 2};
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_PARTIAL_INPUT, TEEC_MEMREF_PARTIAL_OUTPUT,
+                                          TEEC_MEMREF_PARTIAL_INPUT, TEEC_NONE)),
+            "[{" + in + R"(,"size":1,"offset":4,"before":null},{)" + in +
+                R"(,"size":0,"offset":5,"after":null},)"
+                R"({"sharedMemory":0,"size":1,"offset":2,"before":null}])");
+  // The end of the memory is a part of no bytes.
+  operation.params[0].memref = {&small, 0, 4};
+  EXPECT_EQ(
+      ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_PARTIAL_INOUT, TEEC_NONE, TEEC_NONE, TEEC_NONE)),
+      "[{" + in + R"(,"size":0,"offset":4,"before":"","after":""}])");
+}
+
+TEST_F(TeecJournalTest, WholeMemories_AreToldInTheDirectionsOfTheirFlags) {
+  TEEC_SharedMemory memories[2] = {};
+  for (TEEC_SharedMemory& each : memories) {
+    each.size = 1;
+    each.flags = &each == memories ? TEEC_MEM_INPUT : TEEC_MEM_OUTPUT;
+    ASSERT_EQ(TEEC_AllocateSharedMemory(&context, &each), TEEC_SUCCESS);
+    *static_cast<std::uint8_t*>(each.buffer) = 0xB6;
+  }
+  BoardEnvironment::Said();
+  operation.params[0].memref.parent = &memories[0];
+  operation.params[1].memref.parent = &memories[1];
+  operation.params[2].memref.parent = nullptr;
+  EXPECT_EQ(ParametersOf(TEEC_PARAM_TYPES(TEEC_MEMREF_WHOLE, TEEC_MEMREF_WHOLE, TEEC_MEMREF_WHOLE,
+                                          TEEC_NONE)),
+            R"([{"sharedMemory":)" + std::to_string(memories[0].number) +
+                R"(,"before":"b6"},{"sharedMemory":)" + std::to_string(memories[1].number) +
+                R"(,"after":"b6"},{"sharedMemory":0}])");
+  for (TEEC_SharedMemory& each : memories) {
+    TEEC_ReleaseSharedMemory(&each);
+  }
+}
+
+TEST_F(TeecJournalTest, MemoryOfACommandOnKeys_IsWithheld) {
+  operation.paramTypes =
+      TEEC_PARAM_TYPES(TEEC_MEMREF_PARTIAL_INOUT, TEEC_NONE, TEEC_NONE, TEEC_NONE);
+  operation.params[0].memref = {&small, 1, 0};
+  EXPECT_EQ(TEEC_InvokeCommand(&session, vam::kVamAkProvision, &operation, nullptr),
+            TEEC_ERROR_BAD_PARAMETERS);
+  const std::string said = BoardEnvironment::Said();
+  EXPECT_NE(said.find(R"("before":{"length":1,"sha256":")"), std::string::npos) << said;
+  EXPECT_NE(said.find(R"("after":{"length":1,"sha256":")"), std::string::npos) << said;
+  EXPECT_EQ(said.find("\"a5\""), std::string::npos);
 }
 
 TEST(TeecHeader, ResultConstants_AreTheTableOfCodes) {

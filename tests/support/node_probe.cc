@@ -11,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -242,6 +243,36 @@ std::string Duplicated() {
     text += "; " + Use(descriptor);
   }
   return text;
+}
+
+/// Duplicates by the other calls, one of them onto the descriptor itself, and gives the place of a
+/// duplicate to another file.
+std::string DuplicatedOtherwise() {
+  const int first = open(path.c_str(), O_RDWR);
+  errno = kErrorBefore;
+  const int second = dup3(first, 310, O_CLOEXEC);
+  const int third = fcntl(first, F_DUPFD, 210);
+  dup2(first, first);
+  const int file = open("/dev/null", O_RDWR);
+  dup2(file, second);
+  errno = kErrorBefore;
+  std::string text = Use(second) + "; " + Use(third) + "; ";
+  // Nothing is duplicated, and what is there stays.
+  dup2(9999, first);
+  errno = kErrorBefore;
+  text += Use(first) + "; ";
+  return text + Close(file);
+}
+
+/// Has another file of the node's file system in the place of a descriptor that close() was not
+/// asked to end.
+std::string ClosedByTheKernel() {
+  const int node = open(path.c_str(), O_RDWR);
+  syscall(SYS_close, node);
+  const char* folder = getenv("TMPDIR");
+  const int other = open(folder == nullptr ? "/" : folder, O_RDONLY | O_DIRECTORY);
+  errno = kErrorBefore;
+  return (other == node ? "" : "another descriptor, ") + Use(other);
 }
 
 std::string InChild() {
@@ -522,6 +553,8 @@ const Step kMoreSteps[] = {
     {"bad-pointers", &BadPointers},
     {"other-request", &OtherRequest},
     {"duplicated", &Duplicated},
+    {"duplicated-otherwise", &DuplicatedOtherwise},
+    {"closed-by-the-kernel", &ClosedByTheKernel},
     {"in-child", &InChild},
     {"in-executed-program", &InExecutedProgram},
     {"closed-at-execution", &ClosedAtExecution},

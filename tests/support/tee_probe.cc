@@ -139,6 +139,33 @@ void BadMemory() {
   std::printf("\n");
 }
 
+/// Gives each call nothing where it takes a pointer.
+void NullArguments() {
+  TEEC_Context context = {};
+  TEEC_InitializeContext("other", &context);
+  TEEC_InitializeContext(nullptr, nullptr);
+  TEEC_OpenSession(nullptr, nullptr, nullptr, TEEC_LOGIN_USER, nullptr, nullptr, nullptr);
+  TEEC_AllocateSharedMemory(nullptr, nullptr);
+  TEEC_RegisterSharedMemory(nullptr, nullptr);
+  TEEC_InvokeCommand(nullptr, kGetInfo, nullptr, nullptr);
+  TEEC_RequestCancellation(nullptr);
+  TEEC_ReleaseSharedMemory(nullptr);
+  TEEC_CloseSession(nullptr);
+  TEEC_FinalizeContext(nullptr);
+}
+
+/// Nothing before a value, and types that the standard does not have.
+void OddParameters() {
+  Connection connection;
+  TEEC_Operation operation = {};
+  operation.paramTypes = TEEC_PARAM_TYPES(TEEC_NONE, TEEC_VALUE_INPUT, 4, 11);
+  operation.params[1].value = {1, 2};
+  connection.Invoke(kGetInfo, operation);
+  operation.paramTypes = 0x10000;
+  connection.Invoke(kGetInfo, operation);
+  std::printf("\n");
+}
+
 void Threads() {
   constexpr int kThreads = 2;
   std::vector<std::thread> threads;
@@ -213,6 +240,8 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"values", &Values},
       {"session-with-parameters", &SessionWithParameters},
       {"bad-memory", &BadMemory},
+      {"null-arguments", &NullArguments},
+      {"odd-parameters", &OddParameters},
       {"threads", &Threads},
       {"fork", &Fork},
       {"killed", &Killed},
