@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -199,6 +200,43 @@ made-by-creat: file 645, 0:0, size 0
 made-by-creat64: file 646, 0:0, size 0
 made-by-fopen: file 666, 0:0, size 0
 )");
+}
+
+TEST_F(DeviceNodeTest, PathThatNoKernelTakes_IsTooLong) {
+  // The folder's part takes 4096 bytes and more, as much as there is room for with its end.
+  for (const int more : {0, 1, 100}) {
+    std::string path = "/dev//";
+    for (int i = 0; i < 2045 + more; ++i) {
+      path += "./";
+    }
+    EXPECT_EQ(Run("update-needed", {VAM_NODE_PROBE, path + "zelkshield", "open"}).standardOutput,
+              "open: errno " + std::to_string(ENAMETOOLONG) + "\n");
+  }
+}
+
+TEST_F(DeviceNodeTest, RealPath_IntoABuffer_IsTheBoards) {
+  EXPECT_EQ(
+      Run("update-needed", {VAM_NODE_PROBE, "/dev/../dev/zelkshield", "realpath-into-a-buffer"})
+          .standardOutput,
+      "realpath-into-a-buffer: /dev/zelkshield\n");
+  EXPECT_EQ(Run("update-needed", {VAM_NODE_PROBE, "/dev/./null", "realpath-into-a-buffer"})
+                .standardOutput,
+            "realpath-into-a-buffer: /dev/null\n");
+}
+
+TEST_F(DeviceNodeTest, WhatIsWrittenToTheNode_DoesNotShow) {
+  EXPECT_EQ(Probe({"written"}), "written: size 0 0, blocks 0 0\n");
+}
+
+TEST_F(DeviceNodeTest, FileWithoutAName_HasItsMode) {
+  EXPECT_EQ(Probe({"nameless"}), "nameless: 640\n");
+}
+
+TEST_F(DeviceNodeTest, StreamThatCannotBeReopened_IsClosedAllTheSame) {
+  const std::string board =
+      Write("faults.toml", "[[fault]]\ncall = \"open\"\nresult = \"EINTR\"\n");
+  EXPECT_EQ(Probe({"reopened-in-vain"}, board), "reopened-in-vain: EINTR, closed\n");
+  EXPECT_EQ(Probe({"reopened-in-vain"}, "no-device-node"), "reopened-in-vain: ENOENT, closed\n");
 }
 
 TEST_F(DeviceNodeTest, MissingNode_CannotBeMade) {

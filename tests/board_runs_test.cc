@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/board_run.h"
+#include "tests/support/journal_calls.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -274,6 +275,38 @@ TEST_F(BoardLauncherTest, ServesTheSettingsAndTheSystemInformation) {
             "serial number: SN-7\nother setting: none\nmodel: 0 Model\nrevision: -1\n");
   EXPECT_EQ(Capture({VAM_SERVICES_PROBE}).standardOutput,
             "serial number: none\nother setting: none\nmodel: -1\nrevision: -1\n");
+}
+
+TEST_F(BoardLauncherTest, FaultsOfTheServices_AreAnsweredAndTold) {
+  const std::string board =
+      Write("services.toml",
+            "[settings]\n\"db/comss/serialnumber\" = \"SN-7\"\n\"db/other\" = \"x\"\n"
+            "[system_information]\nmodel_name = \"Model\"\nboard_revision = \"R\"\n"
+            "[[fault]]\ncall = \"vconf_get_str\"\noccurrence = 1\n"
+            "[[fault]]\ncall = \"system_info_get_value_string\"\noccurrence = 1\nresult = -7\n");
+  const Output output =
+      Capture(OnBoard(board, {VAM_SERVICES_PROBE}, "", Path("journal")), BoardEnvironment());
+  EXPECT_EQ(output.standardOutput,
+            "serial number: none\nother setting: x\nmodel: -7\nrevision: 0 R\n");
+  EXPECT_EQ(output.standardError, "");
+  EXPECT_EQ(CallsIn(ReadFile(Path("journal")).value()),
+            R"({"call":"vconf_get_str","key":"db/comss/serialnumber","value":null,"fault":1}
+{"call":"vconf_get_str","key":"db/other","value":"x"}
+{"call":"system_info_get_value_string","key":0,"result":-7,"fault":2}
+{"call":"system_info_get_value_string","key":1,"result":0,"value":"R"}
+)");
+  EXPECT_EQ(Capture(OnBoard("no-vam", {VAM_SERVICES_PROBE}), BoardEnvironment()).standardOutput,
+            "serial number: none\nother setting: none\nmodel: -1\nrevision: -1\n");
+}
+
+TEST_F(BoardLauncherTest, WhatAProgramDoesNotGiveBack_IsToldAtItsEnd) {
+  const Output output =
+      Capture(OnBoard("update-needed", {VAM_TEE_PROBE, "kept"}), BoardEnvironment());
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardError,
+            "simulated board: 1 context not given back at the end of the process\n"
+            "simulated board: 2 session not given back at the end of the process\n"
+            "simulated board: 3 shared memory not given back at the end of the process\n");
 }
 
 TEST_F(BoardLauncherTest, ImageProgramMakesAndShowsImages) {

@@ -101,7 +101,7 @@ TEST_F(BoardStatusFilesTest, EachCallOnThePath_ReachesTheBoardsFile) {
   const Output output = Run("no-vam", {VAM_STATUS_PROBE, Path("state")}, Path("state"));
   EXPECT_EQ(output.status, 0);
   EXPECT_EQ(output.standardError, "");
-  EXPECT_EQ(std::count(output.standardOutput.begin(), output.standardOutput.end(), '\n'), 40);
+  EXPECT_EQ(std::count(output.standardOutput.begin(), output.standardOutput.end(), '\n'), 41);
   EXPECT_EQ(output.standardOutput.find(": no\n"), std::string::npos) << output.standardOutput;
   ExpectMachinesUntouched();
 }

@@ -173,6 +173,78 @@ TEST_F(BoardSurroundingsTest, Memory_ThatIsRefused_EndsTheToolWithoutAVerdict) {
   EXPECT_EQ(FailFile(), "none");
 }
 
+TEST_F(BoardSurroundingsTest, Memory_IsRefusedByWhicheverFunctionAsks) {
+  if (VAM_IS_SANITIZED) {
+    GTEST_SKIP() << "not run: the sanitizer asks nobody";
+  }
+  const std::vector<std::string> functions = {"malloc", "calloc", "realloc", "aligned_alloc",
+                                              "posix_memalign"};
+  for (std::size_t refused = 1; refused <= functions.size() + 1; ++refused) {
+    const Output output =
+        Run("", "[[fault]]\nmemory_fails_at_request = " + std::to_string(refused) + "\n",
+            {VAM_MEMORY_PROBE});
+    std::string expected;
+    for (std::size_t i = 1; i <= functions.size(); ++i) {
+      expected.append(functions[i - 1]).append(i == refused ? ": refused\n" : ": granted\n");
+    }
+    EXPECT_EQ(output.standardOutput, expected);
+    EXPECT_EQ(output.standardError,
+              refused <= functions.size()
+                  ? ""
+                  : "vam-board: fault 1 (no memory at request 6) never fired\n");
+  }
+  // Each of several faults.
+  EXPECT_EQ(Run("",
+                "[[fault]]\nmemory_fails_at_request = 4\n"
+                "[[fault]]\nmemory_fails_at_request = 2\n",
+                {VAM_MEMORY_PROBE})
+                .standardOutput,
+            "malloc: granted\ncalloc: refused\nrealloc: granted\naligned_alloc: refused\n"
+            "posix_memalign: granted\n");
+}
+
+TEST_F(BoardSurroundingsTest, StatusFile_ThatIsOnlyRead_IsNotRefused) {
+  EXPECT_EQ(Run(kDiffering, "").status, 0);
+  const Output output = Run(kDiffering, "[[fault]]\nstatus_file = \"both\"\nresult = \"EROFS\"\n",
+                            {"/bin/cat", "/tmp/VAM_FAIL"});
+  EXPECT_EQ(output.status, 0);
+  EXPECT_EQ(output.standardOutput, kSystemDiffers);
+  EXPECT_EQ(output.standardError, "vam-board: fault 1 (both EROFS) never fired\n");
+}
+
+TEST_F(BoardSurroundingsTest, PiecesOfOneWrite_AreWrittenAsFarAsThereIsRoom) {
+  struct Room {
+    const char* room;
+    const char* answers;
+    const char* written;
+  };
+  // Writes of "", of "ab" and "cd" and "ef" at once, and of "gh".
+  const Room kRooms[] = {{"100", "0 6 2\n", "abcdefgh"}, {"6", "0 6 ENOSPC\n", "abcdef"},
+                         {"5", "0 5 ENOSPC\n", "abcde"}, {"4", "0 4 ENOSPC\n", "abcd"},
+                         {"1", "0 1 ENOSPC\n", "a"},     {"0", "0 ENOSPC ENOSPC\n", ""}};
+  for (const Room& room : kRooms) {
+    SCOPED_TRACE(room.room);
+    fs::remove_all(state);
+    const Output output = Run("", std::string("[[fault]]\nstatus_room = ") + room.room + "\n",
+                              {VAM_STATUS_PROBE, "--pieces"});
+    EXPECT_EQ(output.standardOutput, room.answers);
+    EXPECT_EQ(OkFile(), room.written);
+  }
+}
+
+TEST_F(BoardSurroundingsTest, Signal_AfterALineOfPieces_EndsTheProgramThere) {
+  EXPECT_EQ(
+      Run("", "[[fault]]\nsignal = \"SIGTERM\"\nafter_lines = 1\n", {VAM_STATUS_PROBE, "--pieces"})
+          .status,
+      128 + 15);
+  // What goes to another descriptor is no line.
+  EXPECT_THAT(
+      Run("", "[[fault]]\nsignal = \"SIGTERM\"\nafter_lines = 1\n", {"/bin/cat", "/nowhere"})
+          .standardError,
+      EndsWith("No such file or directory\n"
+               "vam-board: fault 1 (SIGTERM after line 1) never fired\n"));
+}
+
 TEST_F(BoardSurroundingsTest, Memory_OfTheStandIns_IsNotCounted) {
   // The tool asks some twenty times, and the stand-ins more than a hundred times.
   const Output later = Run(kVerifying, "[[fault]]\nmemory_fails_at_request = 100\n");

@@ -1,16 +1,20 @@
 #include "simulator/run/board_status.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <stdexcept>
 #include <string>
 
+#include "simulator/board/board.h"
 #include "simulator/files/temporary_folder.h"
 
 namespace vam {
@@ -88,6 +92,104 @@ TEST_F(BoardStatusTest, Changes_NameTheFileThatStayedAsItWas) {
             "    new\n");
 }
 
+/// Gives a file the time of its last change.
+void SetTime(const std::string& path, time_t seconds, long nanoseconds) {
+  const timespec times[] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+TEST_F(BoardStatusTest, Changes_AreSeenByFileSizeOrTime) {
+  constexpr char kOld[] = "Status files:\n  /tmp/VAM_OK, as it was before this run\n    old\n";
+  Append("VAM_OK", "old\n");
+  SetTime(Path("VAM_OK"), 1000, 5);
+  const BoardStatus before(folder.Path());
+  EXPECT_EQ(before.DescribeChanges(), kOld);
+  // Another file of the same size and time.
+  Append("other", "old\n");
+  SetTime(Path("other"), 1000, 5);
+  std::filesystem::rename(Path("VAM_OK"), Path("kept"));
+  std::filesystem::rename(Path("other"), Path("VAM_OK"));
+  EXPECT_EQ(before.DescribeChanges(), "Status files:\n  /tmp/VAM_OK\n    old\n");
+  std::filesystem::rename(Path("kept"), Path("VAM_OK"));
+  EXPECT_EQ(before.DescribeChanges(), kOld);
+  // The same file at another time, and of another size.
+  SetTime(Path("VAM_OK"), 1000, 6);
+  EXPECT_EQ(before.DescribeChanges(), "Status files:\n  /tmp/VAM_OK\n    old\n");
+  Append("VAM_OK", "new\n");
+  SetTime(Path("VAM_OK"), 1000, 5);
+  EXPECT_EQ(before.DescribeChanges(), "Status files:\n  /tmp/VAM_OK\n    old\n    new\n");
+}
+
+TEST_F(BoardStatusTest, TwelveLines_AreAllShown) {
+  std::string lines;
+  for (int i = 1; i <= 12; ++i) {
+    Append("VAM_OK", std::to_string(i) + "\n");
+    lines += "    " + std::to_string(i) + "\n";
+  }
+  EXPECT_EQ(Described(), "Status files:\n  /tmp/VAM_OK\n" + lines);
+  Append("VAM_OK", "13\n");
+  EXPECT_EQ(Described(), "Status files:\n  /tmp/VAM_OK\n    (older lines are left out)\n" +
+                             lines.substr(lines.find("    2\n")) + "    13\n");
+}
+
+/// Leads a run to `folder` with these faults. Returns why it cannot be.
+std::string Refusal(const std::string& runFolder, const std::string& folder,
+                    const std::string& faults) {
+  try {
+    LeadToStatusFiles(runFolder, folder, ReadBoardText(faults, "board.toml").faults);
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+TEST_F(BoardStatusTest, FilesOfOtherShapes_AreMadeBeforeTheRun) {
+  Append("VAM_OK", "old\n");
+  const TemporaryFolder run("board-status-test");
+  EXPECT_EQ(Refusal(run.Path(), folder.Path(),
+                    "[[fault]]\nstatus_file = \"VAM_FAIL\"\nis = \"folder\"\n"
+                    "[[fault]]\nstatus_file = \"VAM_OK\"\nis = \"link\"\n"),
+            "none");
+  EXPECT_TRUE(std::filesystem::is_directory(Path("VAM_FAIL")));
+  struct stat status = {};
+  ASSERT_EQ(stat(Path("VAM_FAIL").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0700U);
+  EXPECT_EQ(std::filesystem::read_symlink(Path("VAM_OK")), Path("VAM_OK.linked"));
+  std::ifstream linked(Path("VAM_OK.linked"));
+  std::string line;
+  EXPECT_TRUE(std::getline(linked, line));
+  EXPECT_EQ(line, "old");
+  // What is no plain file stays as it is.
+  std::filesystem::remove(run.Path() + "/tmp");
+  EXPECT_EQ(
+      Refusal(run.Path(), folder.Path(), "[[fault]]\nstatus_file = \"both\"\nis = \"folder\"\n"),
+      "none");
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("VAM_OK")));
+}
+
+TEST_F(BoardStatusTest, RefusedStatusFile_IsNotMade) {
+  const TemporaryFolder run("board-status-test");
+  EXPECT_EQ(Refusal(run.Path(), folder.Path(),
+                    "[[fault]]\nstatus_file = \"both\"\nresult = \"EROFS\"\n"
+                    "[[fault]]\nconsole = \"full\"\n"),
+            "none");
+  EXPECT_EQ(Described(), "Status files: none\n");
+}
+
+TEST_F(BoardStatusTest, PathThatCannotBeUsed_IsNamed) {
+  const TemporaryFolder run("board-status-test");
+  ASSERT_EQ(Refusal(run.Path(), folder.Path(), ""), "none");
+  EXPECT_EQ(Refusal(run.Path(), folder.Path(), ""), run.Path() + "/tmp: File exists");
+  std::filesystem::remove(run.Path() + "/tmp");
+  EXPECT_EQ(
+      Refusal(run.Path(), "/nowhere", "[[fault]]\nstatus_file = \"VAM_OK\"\nis = \"folder\"\n"),
+      "/nowhere/VAM_OK: No such file or directory");
+  std::filesystem::remove(run.Path() + "/tmp");
+  EXPECT_EQ(
+      Refusal(run.Path(), "/nowhere", "[[fault]]\nstatus_file = \"VAM_FAIL\"\nis = \"link\"\n"),
+      "/nowhere/VAM_FAIL: No such file or directory");
+}
+
 TEST_F(BoardStatusTest, RunFolder_LeadsToTheStatusFiles) {
   const TemporaryFolder run("board-status-test");
   LeadToStatusFiles(run.Path(), folder.Path());
@@ -95,7 +197,13 @@ TEST_F(BoardStatusTest, RunFolder_LeadsToTheStatusFiles) {
 }
 
 TEST_F(BoardStatusTest, RunFolder_TooLongAPath_IsRefused) {
-  EXPECT_THROW(LeadToStatusFiles(std::string(3900, 'x'), folder.Path()), std::runtime_error);
+  // Below it there must be room for a name of any length and for the node's path.
+  constexpr std::size_t kLongest = 4096 - 255 - sizeof "/dev/zelkshield";
+  const std::string tooLong(kLongest + 1, 'x');
+  EXPECT_EQ(Refusal(tooLong, folder.Path(), ""),
+            tooLong + ": the path is too long; set TMPDIR to a shorter one");
+  const std::string longest(kLongest, 'x');
+  EXPECT_EQ(Refusal(longest, folder.Path(), ""), longest + "/tmp: File name too long");
 }
 
 }  // namespace

@@ -93,6 +93,14 @@ TEST_F(PreparedProgramTest, WhatGetsNoPreloadedLibrary_IsNotReady) {
   EXPECT_FALSE(ReadWholeFile(folder.Path() + "/ran"));
 }
 
+TEST_F(PreparedProgramTest, ProgramThatDoesNotWait_IsNotReady) {
+  // Nothing is preloaded from there, so that the program runs and ends.
+  PreparedProgram program({"/bin/true"}, folder.Path());
+  EXPECT_FALSE(program.IsReady());
+  EXPECT_EQ(program.Start("/run-folder", STDOUT_FILENO), -1);
+  EXPECT_TRUE(DescendantsOf(getpid()).empty());
+}
+
 TEST_F(PreparedProgramTest, ProgramThatWasKilled_IsNotReadyAtItsNextStart) {
   PreparedProgram program({"/bin/true"}, VAM_STAND_INS);
   ASSERT_TRUE(program.IsReady());

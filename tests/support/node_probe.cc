@@ -275,6 +275,43 @@ std::string ClosedByTheKernel() {
   return (other == node ? "" : "another descriptor, ") + Use(other);
 }
 
+/// Reopens a stream as the path where that fails: the stream is closed all the same.
+std::string ReopenedInVain() {
+  static FILE* stream = nullptr;
+  stream = fopen("/dev/null", "r");
+  const int descriptor = fileno(stream);
+  const bool failed = freopen(path.c_str(), "r+", stream) == nullptr;
+  const std::string error = ErrorName();
+  return (failed ? error : "reopened") +
+         (fcntl(descriptor, F_GETFD) < 0 ? ", closed" : ", still open");
+}
+
+/// What the path looks like once something was written into it.
+std::string Written() {
+  const Opened opened;
+  if (pwrite(opened.descriptor, "bytes", 5, 0) < 0) {
+    return ErrorName();
+  }
+  struct stat status = {};
+  struct statx more = {};
+  stat(path.c_str(), &status);
+  statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS, &more);
+  return "size " + std::to_string(status.st_size) + " " + std::to_string(more.stx_size) +
+         ", blocks " + std::to_string(status.st_blocks) + " " + std::to_string(more.stx_blocks);
+}
+
+/// A file without a name, of the mode that it is given.
+std::string Nameless() {
+  umask(0);
+  const int descriptor = open("/tmp", O_TMPFILE | O_RDWR, 0640);
+  struct stat status = {};
+  fstat(descriptor, &status);
+  close(descriptor);
+  char text[16];
+  snprintf(text, sizeof text, "%03o", unsigned{status.st_mode & 0777U});
+  return text;
+}
+
 std::string InChild() {
   const Opened opened;
   const pid_t child = fork();
@@ -555,6 +592,14 @@ const Step kMoreSteps[] = {
     {"duplicated", &Duplicated},
     {"duplicated-otherwise", &DuplicatedOtherwise},
     {"closed-by-the-kernel", &ClosedByTheKernel},
+    {"reopened-in-vain", &ReopenedInVain},
+    {"written", &Written},
+    {"nameless", &Nameless},
+    {"realpath-into-a-buffer",
+     [] {
+       const char* resolved = realpath(path.c_str(), buffer);
+       return resolved == nullptr ? ErrorName() : std::string(buffer);
+     }},
     {"in-child", &InChild},
     {"in-executed-program", &InExecutedProgram},
     {"closed-at-execution", &ClosedAtExecution},

@@ -1,16 +1,20 @@
 // status_probe FOLDER: does to a status file what a C program can do to a file by its path, and
 // prints for each call whether it had its effect in FOLDER, where the board keeps the file.
+// status_probe --pieces: writes pieces to the other one.
 
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <utime.h>
 
+#include <cerrno>
 #include <string>
 
 namespace {
@@ -94,6 +98,12 @@ const Step kSteps[] = {
        free(resolved);
        return same;
      }},
+    {"realpath of a link", false,
+     [] {
+       char resolved[PATH_MAX];
+       return symlink("/dev/null", Own(kName).c_str()) == 0 &&
+              realpath(kPath, resolved) != nullptr && strcmp(resolved, "/dev/null") == 0;
+     }},
     {"truncate", true, [] { return truncate(kPath, 0) == 0 && IsEmpty(); }},
     {"truncate64", true, [] { return truncate64(kPath, 0) == 0 && IsEmpty(); }},
     {"chmod", true, [] { return chmod(kPath, 0641) == 0 && HasMode(0641); }},
@@ -141,9 +151,31 @@ const Step kSteps[] = {
     {"dots and slashes", true, [] { return access("//tmp/./../tmp//VAM_FAIL", R_OK) == 0; }},
 };
 
+std::string Answer(ssize_t written) {
+  return written >= 0 ? std::to_string(written) : errno == ENOSPC ? "ENOSPC" : "another error";
+}
+
+/// Writes pieces to VAM_OK: none, three at once and one more. Says what each write answered, in
+/// pieces too.
+int WritePieces() {
+  const int file = open("/tmp/VAM_OK", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  char bytes[] = "abcdefgh";
+  const iovec pieces[] = {{bytes, 2}, {bytes + 2, 2}, {bytes + 4, 2}};
+  std::string text = Answer(write(file, bytes, 0)) + " ";
+  text += Answer(writev(file, pieces, 3)) + " ";
+  text += Answer(write(file, bytes + 6, 2));
+  close(file);
+  char newline[] = "\n";
+  const iovec answers[] = {{text.data(), text.size()}, {newline, 1}};
+  return writev(STDOUT_FILENO, answers, 2) > 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && strcmp(argv[1], "--pieces") == 0) {
+    return WritePieces();
+  }
   if (argc != 2) {
     fputs("status_probe: name the folder\n", stderr);
     return 2;

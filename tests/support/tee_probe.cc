@@ -154,6 +154,22 @@ void NullArguments() {
   TEEC_FinalizeContext(nullptr);
 }
 
+/// Gives nothing back.
+void Kept() {
+  static TEEC_Context context = {};
+  static TEEC_Session sessions[2] = {};
+  static TEEC_SharedMemory memories[3] = {};
+  TEEC_InitializeContext(nullptr, &context);
+  for (TEEC_Session& session : sessions) {
+    TEEC_OpenSession(&context, &session, &kUuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, nullptr);
+  }
+  for (TEEC_SharedMemory& memory : memories) {
+    memory.size = 1;
+    memory.flags = TEEC_MEM_INPUT;
+    TEEC_AllocateSharedMemory(&context, &memory);
+  }
+}
+
 /// Nothing before a value, and types that the standard does not have.
 void OddParameters() {
   Connection connection;
@@ -241,6 +257,7 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"session-with-parameters", &SessionWithParameters},
       {"bad-memory", &BadMemory},
       {"null-arguments", &NullArguments},
+      {"kept", &Kept},
       {"odd-parameters", &OddParameters},
       {"threads", &Threads},
       {"fork", &Fork},
