@@ -32,8 +32,8 @@ LiveNumbers openings;
 
 /// The file that the node was at its last opening.
 struct NodeFile {
-  std::atomic<dev_t> device{0};
-  std::atomic<ino_t> inode{0};
+  std::atomic<dev_t> device{};
+  std::atomic<ino_t> inode{};
 };
 NodeFile node;
 

@@ -137,6 +137,9 @@ TEST_F(BoardExploreTest, ProgramOfAUsersOwn_IsHeldToTheRulesForAll) {
   WriteFile(program, "#!/bin/sh\n'" + UpdateTool() + "' >/dev/null\nexit 0\n");
   ASSERT_EQ(chmod(program.c_str(), 0755), 0);
   EXPECT_EQ(Explore({"--sample", "20", "--seed", "1"}, program).status, 0);
+  // Nor has it to mend a chip.
+  WriteFile(program, "#!/bin/sh\nexit 0\n");
+  EXPECT_EQ(Explore({"--sample", "10", "--seed", "1"}, program).status, 0);
   WriteFile(program, "#!/bin/sh\n'" + UpdateTool() + "' >/dev/null || touch stranger\nexit 0\n");
   const Output output = Explore({"--sample", "20", "--seed", "1"}, program);
   EXPECT_EQ(output.status, 1);

@@ -77,13 +77,13 @@ std::vector<Calls> ExchangesOf(const RecordedRun& run) {
 /// Reads a reply's items in their order; what did not come ends the reading.
 class ReplyReader {
  public:
-  explicit ReplyReader(const Calls& exchange) : calls(exchange) {}
+  explicit ReplyReader(const Calls& exchange) : next(exchange.begin()), end(exchange.end()) {}
 
   /// Returns whether the request was put and the command succeeded; the code tells why not.
   bool Succeeded(std::int64_t& code) {
     bool invoked = false;
-    for (; at < calls.size() && !invoked; ++at) {
-      const JournalCall& call = *calls[at];
+    for (; next != end && !invoked; ++next) {
+      const JournalCall& call = **next;
       if (call.call == PlatformCall::kPutInt && !call.members.at("result").get<bool>()) {
         code = kNoData;
         return false;
@@ -115,8 +115,8 @@ class ReplyReader {
 
  private:
   const JournalCall* Next(PlatformCall kind) {
-    while (at < calls.size()) {
-      const JournalCall* call = calls[at++];
+    while (next != end) {
+      const JournalCall* call = *next++;
       if (call->call == kind) {
         return call;
       }
@@ -124,8 +124,8 @@ class ReplyReader {
     return nullptr;
   }
 
-  const Calls& calls;
-  std::size_t at = 0;
+  Calls::const_iterator next;
+  Calls::const_iterator end;
 };
 
 UpdateAnswer UpdateAnswerOf(const Calls& exchange) {

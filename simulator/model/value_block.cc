@@ -26,24 +26,24 @@ uint32_t load_number(const uint8_t* bytes) {
   return value;
 }
 
-/// Returns where `count` bytes can be put, or null when they do not fit.
+/// Returns where `count` bytes can be put, or null when they do not fit. REQUIRES: no sum of the
+/// position and `count` wraps around.
 uint8_t* room_for(const ValueCursor& cursor, size_t count) {
-  if (cursor.block == nullptr || cursor.position > cursor.size ||
-      count > cursor.size - cursor.position) {
+  if (cursor.block == nullptr || cursor.position + count > cursor.size) {
     return nullptr;
   }
   return cursor.block + cursor.position;
 }
 
-/// Returns the next value of `count` bytes when it is in use and carries `tag`, or null.
+/// Returns the next value of `count` bytes when it is in use and carries `tag`, or null. REQUIRES:
+/// as above.
 uint8_t* next_value(const ValueCursor& cursor, uint8_t tag, size_t count) {
   if (cursor.block == nullptr || cursor.size < kFirstValue) {
     return nullptr;
   }
   const size_t used = load_number(cursor.block);
   const size_t end = used < cursor.size ? used : cursor.size;
-  if (cursor.position > end || count > end - cursor.position ||
-      cursor.block[cursor.position] != tag) {
+  if (cursor.position + count > end || cursor.block[cursor.position] != tag) {
     return nullptr;
   }
   return cursor.block + cursor.position;
