@@ -210,7 +210,7 @@ case $test in
     boot service 5
     ;;
   setup)
-    boot setup 169
+    boot setup 172
     # The trusted application traces each command that it takes, and its result.
     grep -m 3 -o 'command [0-9]*: 0x[0-9A-F]*' "$folder/secure-world.log" >"$folder/trace"
     diff - "$folder/trace" <<'TRACE' || failed "the trusted application traced other commands"

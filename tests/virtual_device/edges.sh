@@ -56,7 +56,7 @@ vam-device-board occupy >/tmp/occupied &
 occupier=$!
 occupied() { [ -s /tmp/occupied ] || ended "$occupier"; }
 await occupied
-check "no-secure-memory: occupied" test -s /tmp/occupied
+check "no-secure-memory: occupied" grep -qx occupied /tmp/occupied
 check_run no-secure-memory arm64 no-secure-memory
 kill "$occupier"
 wait "$occupier"

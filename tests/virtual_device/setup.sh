@@ -344,11 +344,14 @@ check "a large chip: described" said 0 \
   "Chip: its memory is damaged; it needs a recovery and an update" vam-device-board chip
 
 # An image of two whole pieces, and one of more than two.
-for size in 15836 20000; do
+for size in 15848 20000; do
   sed "/^\[image\]/a payload_size = $size" "$board" >/tmp/large.toml
   check "an image with parts of $size bytes" said 0 "" vam-device-board load /tmp/large.toml
   start_node /tmp/large.toml
   check_run "large-$size" arm64 update-needed
+  [ $size != 15848 ] || check "calls for two pieces" records \
+    "InitializeContext OpenSession $(yes InvokeCommand | head -n 6 | xargs) CloseSession FinalizeContext" \
+    0 load /tmp/large.toml
 done
 stop_node
 
@@ -366,6 +369,16 @@ vamctl ak-provision --yes --hex 00 >/tmp/said 2>&1
 check "full storage" grep -q '^result: 0xFFFF0000 ' /tmp/said
 mount -o remount,size=50% "$storage"
 check "the chip is as before" said 0 "$(cat /tmp/chip)" vam-device-board chip
+
+# An object that was changed outside the secure world reads as empty. The first blocks of its file tell
+# where the others are.
+command_probe 0x80000000 value:2,0 >/dev/null
+command_probe 0x80000001 value:2,0 input:/tmp/large >/dev/null
+file=$storage/$(ls -S "$storage" | head -n 1)
+dd if=/dev/zero of="$file" bs=4096 seek=6 count=$(($(stat -c %s "$file") / 4096 - 6)) conv=notrunc \
+  2>/dev/null
+check "a changed object" answers "0x00000000 4 0:" 0x80000002 value:2,30000 output:16
+check "a changed object is gone" answers "0xFFFF0008 4" 0x80000001 value:2,0 input:/tmp/5
 
 # Stops.
 vam-device-board stop 1 panic

@@ -123,7 +123,7 @@ int Perform(int argc, char** argv) {
   app.require_subcommand(1);
   std::string boardFile;
   bool keepChip = false;
-  std::uint32_t writes = 0;
+  std::uint32_t writes{};
   vam::StopKind stopKind = vam::kPanic;
 
   const auto onBoard = [&](CLI::App* command) {

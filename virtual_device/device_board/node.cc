@@ -54,7 +54,8 @@ void ServeNode(const ProbeSection& probe) {
   operations.open = Open;
   operations.ioctl = Control;
 
-  std::string program = "vam-device-board";
+  // libfuse does not look at it.
+  std::string program;
   std::string foreground = "-f";
   std::string oneThread = "-s";
   char* arguments[] = {program.data(), foreground.data(), oneThread.data()};

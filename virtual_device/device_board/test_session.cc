@@ -29,6 +29,12 @@ TEEC_TempMemoryReference InputReference(const void* bytes, std::size_t size) {
   return {const_cast<void*>(bytes), size};
 }
 
+TEEC_Value ValueOf(StoredObject object) {
+  TEEC_Value value{};
+  value.a = object;
+  return value;
+}
+
 }  // namespace
 
 TestSession::TestSession() {
@@ -39,7 +45,7 @@ TestSession::TestSession() {
   if (result != TEEC_SUCCESS) {
     throw Refused("the TEE context", result, TEEC_ORIGIN_API);
   }
-  std::uint32_t origin = 0;
+  std::uint32_t origin{};
   result =
       TEEC_OpenSession(&context, &session, &uuid, TEEC_LOGIN_PUBLIC, nullptr, nullptr, &origin);
   if (result != TEEC_SUCCESS) {
@@ -54,7 +60,7 @@ TestSession::~TestSession() {
 }
 
 void TestSession::Replace(StoredObject object, const std::vector<std::uint8_t>& bytes) {
-  const TEEC_Value value{object, 0};
+  const TEEC_Value value = ValueOf(object);
   Invoke(kBeginObject, &value, TEEC_NONE, nullptr);
   for (std::size_t offset = 0; offset < bytes.size(); offset += kPieceSize) {
     auto piece = InputReference(bytes.data() + offset, std::min(kPieceSize, bytes.size() - offset));
@@ -77,7 +83,7 @@ std::vector<std::uint8_t> TestSession::Read(StoredObject object) {
 }
 
 void TestSession::Remove(StoredObject object) {
-  const TEEC_Value value{object, 0};
+  const TEEC_Value value = ValueOf(object);
   Invoke(kRemoveObject, &value, TEEC_NONE, nullptr);
 }
 
@@ -113,7 +119,7 @@ void TestSession::Invoke(TestCommand command, const TEEC_Value* value, std::uint
   if (memory != nullptr) {
     operation.params[1].tmpref = *memory;
   }
-  std::uint32_t origin = 0;
+  std::uint32_t origin{};
   const TEEC_Result result = TEEC_InvokeCommand(&session, command, &operation, &origin);
   if (result != TEEC_SUCCESS) {
     throw Refused("a test command", result, origin);

@@ -17,7 +17,7 @@ namespace {
 class ObjectChipMemoryStore final : public ChipMemoryStore {
  public:
   bool Load(void* bytes, uint32_t size) override {
-    const OpenObject object(kChipMemory, TEE_DATA_FLAG_ACCESS_READ);
+    OpenObject object(kChipMemory, TEE_DATA_FLAG_ACCESS_READ);
     return object.Size() == size && object.Read(0, bytes, size) == size;
   }
 
@@ -42,7 +42,7 @@ class ObjectImageSource final : public ImageSource {
   }
 
  private:
-  const OpenObject object{kFirmwareImage, TEE_DATA_FLAG_ACCESS_READ};
+  OpenObject object{kFirmwareImage, TEE_DATA_FLAG_ACCESS_READ};
 };
 
 /// Ends the trusted application where the TEE's own digest fails, which only a lack of memory makes

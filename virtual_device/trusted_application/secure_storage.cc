@@ -21,13 +21,18 @@ uint32_t OpenObject::Size() const {
   return static_cast<uint32_t>(information.dataSize);
 }
 
-size_t OpenObject::Read(uint32_t offset, void* bytes, size_t count) const {
+size_t OpenObject::Read(uint32_t offset, void* bytes, size_t count) {
   if (!IsOpen() ||
       TEE_SeekObjectData(handle, static_cast<intmax_t>(offset), TEE_DATA_SEEK_SET) != TEE_SUCCESS) {
     return 0;
   }
   size_t read = 0;
-  return TEE_ReadObjectData(handle, bytes, count, &read) == TEE_SUCCESS ? read : 0;
+  const TEE_Result result = TEE_ReadObjectData(handle, bytes, count, &read);
+  if (result == TEE_ERROR_CORRUPT_OBJECT) {
+    // The storage has removed the object, and closed its handle.
+    handle = TEE_HANDLE_NULL;
+  }
+  return result == TEE_SUCCESS ? read : 0;
 }
 
 TEE_Result OpenObject::Append(const void* bytes, size_t count) {

@@ -22,8 +22,9 @@ class OpenObject {
   bool IsOpen() const { return handle != TEE_HANDLE_NULL; }
   /// Returns the object's size in bytes; 0 when it is not open.
   uint32_t Size() const;
-  /// Reads at most `count` bytes from `offset` on. Returns how many; 0 also for a failure.
-  size_t Read(uint32_t offset, void* bytes, size_t count) const;
+  /// Reads at most `count` bytes from `offset` on. Returns how many; 0 also for a failure. An
+  /// object that was changed outside the secure world is gone after it.
+  size_t Read(uint32_t offset, void* bytes, size_t count);
   /// Appends `count` bytes. Returns TEE_ERROR_ITEM_NOT_FOUND when the object is not open, else the
   /// result of the storage.
   TEE_Result Append(const void* bytes, size_t count);
