@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# scripts/mutants, in a project of one source and one test: what becomes of each change, the page that it
-# prints of them, a copy that is worked on instead of the checkout, and what it refuses.
+# scripts/mutants, in a project of one source and one test, and of a device that is none: what becomes of each
+# change, the page that it prints of them, a copy that is worked on instead of the checkout, and what it refuses.
 # Usage: mutants_test.sh SOURCE BUILD COMPILER
 set -euo pipefail
 source=$1 build=$2 compiler=$3
@@ -107,6 +107,75 @@ for i in 1 2; do
 done
 [ "$(wc -l <"$work/sample1")" = 2 ] && diff "$work/sample1" "$work/sample2"
 grep -qF -- '--sample 2 --seed 5' "$work/page1.md"
+
+# The device's code is built as its preparation does, and its own tests notice.
+mkdir -p virtual_device/light
+cat >virtual_device/light/light.cc <<'CODE'
+#include "virtual_device/light/color.h"
+int main(int count, char**) { return count > 1 ? kRed : kGreen; }
+CODE
+cat >virtual_device/light/color.h <<'CODE'
+constexpr int kRed = 1;
+constexpr int kGreen = 0;
+constexpr int kBlue = 2;
+constexpr unsigned char kDark = {255};
+CODE
+cat >virtual_device/Makefile <<'MAKE'
+all:
+	mkdir -p build/virtual-device/opt
+	echo made >>build/virtual-device/log
+	$(CXX) -O2 -I. -o build/virtual-device/opt/light virtual_device/light/light.cc
+	echo made >&3
+MAKE
+cat >virtual_device/try <<'SCRIPT'
+#!/bin/sh
+cd "$(dirname "$0")/.."
+echo "$1" >>build/virtual-device/log
+case $1 in
+  edges) build/virtual-device/opt/light ;;
+  setup) ! build/virtual-device/opt/light red ;;
+esac
+SCRIPT
+chmod +x virtual_device/try
+cat >>CMakeLists.txt <<'CMAKE'
+add_test(NAME virtual_device_prepared COMMAND sh -c "make -f virtual_device/Makefile all 3>&1"
+         WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+set_tests_properties(virtual_device_prepared PROPERTIES LABELS slow FIXTURES_SETUP virtual_device)
+foreach(test IN ITEMS boards-arm64 edges power-cut setup)
+  add_test(NAME virtual_device_${test} COMMAND ${PROJECT_SOURCE_DIR}/virtual_device/try ${test})
+  set_tests_properties(virtual_device_${test} PROPERTIES LABELS slow TIMEOUT 86400
+                                                         FIXTURES_REQUIRED virtual_device)
+endforeach()
+CMAKE
+git add CMakeLists.txt virtual_device
+status=0
+"$mutants" virtual_device/light >"$work/device.md" 2>"$work/said" || status=$?
+[ "$status" = 1 ] || failed "exit status $status with a change of the device that lived"
+grep -F 'virtual_device/light ' "$work/said" | sed 's/^[^:]*: //' >"$work/fates"
+diff - "$work/fates" <<'FATES'
+virtual_device/light/color.h:1: '1' -> '2': lived
+virtual_device/light/color.h:2: '0' -> '1': noticed
+virtual_device/light/color.h:3: '2' -> '3': the same
+virtual_device/light/color.h:4: '255' -> '256': no code
+virtual_device/light/light.cc:2: '>' -> '>=': noticed
+virtual_device/light/light.cc:2: '1' -> '2': noticed
+FATES
+grep -qxF '| virtual_device/light | 6 | 6 | 1 | 1 | 3 | 1 | 75.0 % |' "$work/device.md" ||
+  failed "$(cat "$work/device.md")"
+log=build/mutants/source/build/virtual-device/log
+[ "$(head -n 1 "$log")" = made ] || failed "the device is not made first"
+[ "$(sed -n '2,5p' "$log" | sort | xargs)" = "boards-arm64 edges power-cut setup" ] ||
+  failed "not all tests of the device are run on the unchanged code"
+# Once for the unchanged code, and once for each change.
+[ "$(grep -c made "$log")" = 7 ] || failed "the device is made otherwise: $(xargs <"$log")"
+git -C build/mutants/source ls-files | grep '^build/' && failed "what the device is made of is under git"
+git diff --quiet || failed "the checkout is changed"
+
+# A device whose tests fail is not tried.
+sed -i 's/edges)/edges) exit 1;/' virtual_device/try
+refuses 1 "tests on the virtual device fail on the unchanged code: virtual_device_edges" virtual_device
+git checkout --quiet virtual_device/try
+git rm -r --quiet --force virtual_device
 
 # A page with another number is refused.
 { printf 'Before.\n\n' && cat docs/page.md; } >"$work/whole.md"
