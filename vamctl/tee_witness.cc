@@ -43,7 +43,7 @@ FailedStep FirstFailedStep() {
 }  // namespace vam
 
 // The linker's option --wrap leads a call of NAME to __wrap_NAME, and one of __real_NAME to NAME.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 
 TEEC_Result __real_TEEC_InitializeContext(const char* name, TEEC_Context* context);
@@ -80,4 +80,4 @@ TEEC_Result __wrap_TEEC_InvokeCommand(TEEC_Session* session, std::uint32_t comma
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

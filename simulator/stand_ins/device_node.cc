@@ -966,7 +966,7 @@ int futimesat(int folder, const char* path, const struct timeval times[2]) noexc
 }
 
 // What every program calls before its main: where a prepared one waits.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 int __libc_start_main(int (*program)(int, char**, char**), int count, char** arguments,
                       void (*begin)(), void (*end)(), void (*endOfLinker)(), void* stack) {
   using Start =
@@ -977,11 +977,11 @@ int __libc_start_main(int (*program)(int, char**, char**), int count, char** arg
   Start* start = Symbol{"__libc_start_main"};
   return start(program, count, arguments, begin, end, endOfLinker, stack);
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 // What programs call that were built with _FORTIFY_SOURCE, and, after them, what programs call that
 // were built before version 2.33 of the C library.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 int __open_2(const char* path, int flags) {
   return OpenAt(AT_FDCWD, path, flags,
                 [=](const char* place) { return Next().openChecked(place, flags); });
@@ -1057,7 +1057,7 @@ int __xmknod(int /*version*/, const char* path, mode_t mode, dev_t* device) noex
 int __xmknodat(int /*version*/, int folder, const char* path, mode_t mode, dev_t* device) noexcept {
   return Next().mknodat(folder, Place(folder, path).OnMachine(), mode, *device);
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 }  // extern "C"
 #pragma GCC visibility pop

@@ -32,7 +32,7 @@
 
 extern "C" {
 // The C library does not declare all of these without FORTIFY.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(bugprone-reserved-identifier)
 // NOLINTBEGIN(readability-redundant-declaration): headers differ in which of them they declare
 int __open_2(const char*, int);
 int __open64_2(const char*, int);
@@ -42,7 +42,7 @@ ssize_t __readlink_chk(const char*, char*, size_t, size_t);
 ssize_t __readlinkat_chk(int, const char*, char*, size_t, size_t);
 char* __realpath_chk(const char*, char*, size_t);
 // NOLINTEND(readability-redundant-declaration)
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace {

@@ -114,6 +114,6 @@ TEE_Result TA_InvokeCommandEntryPoint(void* /*session*/, uint32_t command, uint3
 }
 
 /// The compiler names this function in every abstract class; nothing calls it.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the compiler's name
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the compiler's name
 void __cxa_pure_virtual() { TEE_Panic(TEE_ERROR_BAD_STATE); }
 }
