@@ -10,10 +10,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 namespace vam {
@@ -24,14 +22,13 @@ constexpr char kOwnFile[] = "/proc/self/exe";
 
 /// Returns the first `size` bytes from `place` of a file, or as many as it has.
 std::string BytesAt(const std::string& path, std::uint64_t place, std::size_t size) {
-  // It may be a FIFO, which nobody writes to.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(fdopen(descriptor, "r"), fclose);
-  if (file == nullptr || fseeko(file.get(), static_cast<off_t>(place), SEEK_SET) != 0) {
-    return "";
-  }
   std::string bytes(size, '\0');
-  bytes.resize(std::fread(bytes.data(), sizeof bytes[0], size, file.get()));
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const ssize_t length = file < 0 ? 0 : pread(file, bytes.data(), size, static_cast<off_t>(place));
+  if (file >= 0) {
+    close(file);
+  }
+  bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
   return bytes;
 }
 
