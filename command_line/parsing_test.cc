@@ -112,6 +112,8 @@ TEST_F(ParsingTest, WrongUsage_SaysWhatWasWrongAndWhatToDo) {
       {{"measure", "--count", "1", "--count", "2", "wall"},
        "--count is there more than once; give it once; see probe measure --help"},
       {{"measure", "--quickly=no", "wall"}, "--quickly takes no value; see probe measure --help"},
+      {{"--quickly", "measure"},
+       "'--quickly' comes after the command: probe measure --quickly; see probe measure --help"},
       {{"-"}, "'-' is no command of probe; see probe --help"},
       {{"measure", "wall", "-"},
        "'-' is one word too many for probe measure; see probe measure --help"},
@@ -133,6 +135,7 @@ TEST_F(ParsingTest, WrongUsage_SaysWhatWasWrongAndWhatToDo) {
 }
 
 TEST_F(ParsingTest, EmptyValue_IsNotTakenFromTheNextWord) {
+  EXPECT_EQ(Refusal({"--output="}), "--output needs a value; see probe --help");
   EXPECT_EQ(Refusal({"measure", "--count=", "5", "wall"}),
             "--count needs a value; see probe --help");
 }

@@ -134,11 +134,9 @@ class Draft {
     if (fstat(file.Number(), &made) != 0) {
       return false;
     }
-    if ((made.st_uid != old.st_uid || made.st_gid != old.st_gid) &&
-        fchown(file.Number(), old.st_uid, old.st_gid) != 0) {
-      // Only root gives files away; a group of the user's own can still be kept.
-      static_cast<void>(fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) == 0);
-    }
+    // Only root gives files away; a group of the user's own can be kept all the same.
+    static_cast<void>(fchown(file.Number(), made.st_uid, old.st_gid) == 0);
+    static_cast<void>(fchown(file.Number(), old.st_uid, old.st_gid) == 0);
     return fchmod(file.Number(), old.st_mode & 07777) == 0;
   }
   bool Write(const void* bytes, std::size_t size, Keeping keeping) {
@@ -162,11 +160,14 @@ class Draft {
       }
       char digits[kDraftDigits + 1];
       std::snprintf(digits, sizeof digits, "%08x", number);
-      path = place.folder + place.DraftStart() + digits + kDraftEnding;
+      const std::string name = place.folder + place.DraftStart() + digits + kDraftEnding;
       const int made =
-          open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-      if (made >= 0 || errno != EEXIST) {
-        path = made >= 0 ? path : "";
+          open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+      if (made >= 0) {
+        path = name;
+        return made;
+      }
+      if (errno != EEXIST) {
         return made;
       }
     }
@@ -207,7 +208,6 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::uint64_t 
     return std::nullopt;
   }
   std::string bytes;
-  bytes.reserve(static_cast<std::size_t>(found.st_size));
   char piece[65536];
   for (;;) {
     const ssize_t count = read(file.Number(), piece, sizeof piece);

@@ -506,6 +506,22 @@ TEST_F(WholeFileTest, FifoWithASlowReader_GetsEveryByte) {
   close(reader);
 }
 
+TEST_F(WholeFileTest, ProgramWithoutStandardInput_ReadsAndReplacesFilesToo) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const bool replaced = ReplaceFile(Path("file"), "bytes", 5);
+  const bool replacedAgain = ReplaceFile(Path("file"), "other", 5);
+  const std::optional<std::string> read = ReadWholeFile(Path("file"));
+  EXPECT_LT(fcntl(STDIN_FILENO, F_GETFD), 0) << "it is closed again";
+  if (input >= 0) {
+    dup2(input, STDIN_FILENO);
+    close(input);
+  }
+  EXPECT_TRUE(replaced && replacedAgain);
+  EXPECT_EQ(read, "other");
+  EXPECT_EQ(Files(), 1);
+}
+
 class SameFileTest : public WholeFileTest {
  protected:
   bool AreSame(const std::string& one, const std::string& other) const {
