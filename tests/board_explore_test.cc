@@ -262,8 +262,8 @@ TEST_F(BoardExploreTest, KeptBoard_BeginsWithWhatItIsAndHowToRepeatIt) {
       rule = std::regex_replace(rule, std::regex("\n"), "\\x0a");
       beginning += "# broke: " + rule + "\n";
     }
-    beginning += "# Repeat it: vam-board run --verdict --board " + path + " -- " + program +
-                 " an argument\n";
+    beginning.append("# Repeat it: vam-board run --verdict --board ").append(path);
+    beginning.append(" -- ").append(program).append(" an argument\n");
     EXPECT_EQ(ReadFile(path).value_or("").substr(0, beginning.size()), beginning);
   }
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(kept), {}), number);
