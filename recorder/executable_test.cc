@@ -231,13 +231,13 @@ TEST_F(ExecutableTest, ScriptOfScripts_IsFollowedAsFarAsByTheKernel) {
 }
 
 TEST_F(ExecutableTest, ProgramWithTheRightsOfAnother_IsNotRecorded) {
-  if (getuid() != 0) {
-    GTEST_SKIP() << "only root gives files to others";
-  }
   constexpr char kOfAnother[] = "runs with the rights of another user or group";
   Program program;
   program.Add(PT_INTERP);
   const std::string file = Write("program", program.Bytes());
+  if (chown(file.c_str(), 4711, 4711) != 0) {
+    GTEST_SKIP() << "files cannot be given to other users";
+  }
   const auto judged = [&](uid_t user, gid_t group, mode_t mode) {
     EXPECT_EQ(chown(file.c_str(), user, group), 0);
     EXPECT_EQ(chmod(file.c_str(), mode), 0);

@@ -44,7 +44,9 @@ void WithNotes(const std::string& notes, Use use) {
 
 /// Writes at `place` of the file `notes`.
 void Note(const std::string& notes, const void* bytes, std::size_t size, off_t place) {
-  WithNotes(notes, [=](int file) { static_cast<void>(pwrite(file, bytes, size, place) > 0); });
+  WithNotes(notes, [=](int file) {
+    [[maybe_unused]] const ssize_t written = pwrite(file, bytes, size, place);
+  });
 }
 
 /// Returns where the opening of `descriptor` is noted.
@@ -89,7 +91,8 @@ std::string PathOfNotes(int descriptor) {
 
 RunNotes ReadNotes(int descriptor) {
   Notes notes = {};
-  static_cast<void>(pread(descriptor, &notes, offsetof(Notes, openings), 0) > 0);
+  [[maybe_unused]] const ssize_t size =
+      pread(descriptor, &notes, offsetof(Notes, openings), offsetof(Notes, loaded));
   return {notes.loaded != '\0', notes.trouble};
 }
 
@@ -108,7 +111,8 @@ void NoteOpening(const std::string& notes, int descriptor, std::uint32_t opening
 std::uint32_t NotedOpening(const std::string& notes, int descriptor) {
   std::uint32_t opening = 0;
   WithNotes(notes, [&opening, descriptor](int file) {
-    static_cast<void>(pread(file, &opening, sizeof opening, PlaceOfOpening(descriptor)) > 0);
+    [[maybe_unused]] const ssize_t size =
+        pread(file, &opening, sizeof opening, PlaceOfOpening(descriptor));
   });
   return opening;
 }

@@ -105,7 +105,7 @@ void ProgramConsole::PassOn() {
   const auto skipped = std::min<long long>(filling, count);
   filling -= skipped;
   const auto rest = static_cast<std::size_t>(count - skipped);
-  static_cast<void>(write(STDOUT_FILENO, bytes + skipped, rest) == 0);
+  [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, bytes + skipped, rest);
 }
 
 }  // namespace vam

@@ -86,7 +86,9 @@ struct SharedByRun {
 
 namespace {
 
-static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share the counters");
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
+                  std::atomic<bool>::is_always_lock_free,
+              "processes share the counters");
 
 SharedByRun* MapShared(const std::string& runFolder, std::size_t size) {
   return static_cast<SharedByRun*>(MapRunFile(runFolder + kSharedFile, size));
@@ -236,7 +238,7 @@ const Fault* Run::FireCallFault(PlatformCall call) {
     }
   }
   if (first != nullptr) {
-    CounterOf(*first).fired.fetch_add(1);
+    CounterOf(*first).fired = true;
   }
   return first;
 }
@@ -250,13 +252,13 @@ const Fault* Run::SelectAnswerFault(std::size_t index, std::uint32_t command, bo
   return matches && Count(fault, answer.occurrence) ? &fault : nullptr;
 }
 
-void Run::AnswerFaultApplied(const Fault& fault) { CounterOf(fault).fired.fetch_add(1); }
+void Run::AnswerFaultApplied(const Fault& fault) { CounterOf(fault).fired = true; }
 
 void Run::ChipMemoryWritten() {
   const std::uint32_t writes = shared->chipWrites.fetch_add(1) + 1;
   for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kPowerCut && fault.writes == writes) {
-      CounterOf(fault).fired.fetch_add(1);
+      CounterOf(fault).fired = true;
       CutPower(folder);
     }
   }
@@ -267,7 +269,7 @@ std::uint32_t Run::ChipWrites() const { return shared->chipWrites.load(); }
 void Run::SendSignals(std::uint32_t Fault::*place, std::uint32_t count) {
   for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kSignal && fault.*place == count) {
-      CounterOf(fault).fired.fetch_add(1);
+      CounterOf(fault).fired = true;
       SendSignal(fault.signal);
     }
   }
@@ -283,7 +285,7 @@ int Run::StatusFileOpened(bool isOkFile) {
   for (const Fault& fault : description.faults) {
     if (fault.kind == Fault::Kind::kStatusFile && !fault.IsThereFromTheStart() &&
         (isOkFile ? fault.changesOkFile : fault.changesFailFile)) {
-      CounterOf(fault).fired.fetch_add(1);
+      CounterOf(fault).fired = true;
       return fault.errorNumber;
     }
   }
@@ -296,7 +298,7 @@ std::size_t Run::TakeStatusRoom(std::size_t size) {
   for (const Fault& fault : description.faults) {
     const std::size_t left = fault.room < taken ? 0 : fault.room - taken;
     if (fault.kind == Fault::Kind::kStatusRoom && left < size) {
-      CounterOf(fault).fired.fetch_add(1);
+      CounterOf(fault).fired = true;
       allowed = std::min(allowed, left);
     }
   }
@@ -320,7 +322,7 @@ std::vector<const Fault*> Run::FaultsThatNeverFired() const {
     const bool fired =
         fault.IsThereFromTheStart() ||
         (fault.kind == Fault::Kind::kMemory ? MemoryRequestsIn(folder) >= fault.request
-                                            : CounterOf(fault).fired.load() != 0);
+                                            : CounterOf(fault).fired.load());
     if (!fired) {
       faults.push_back(&fault);
     }

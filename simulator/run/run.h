@@ -22,11 +22,11 @@
 
 namespace vam {
 
-/// How many calls came that a fault may change, and how often it fired. All processes of a run
+/// How many calls came that a fault may change, and whether it has fired. All processes of a run
 /// share it.
 struct FaultCounter {
   std::atomic<std::uint32_t> calls;
-  std::atomic<std::uint32_t> fired;
+  std::atomic<bool> fired;
 };
 
 /// What all processes of a run share, followed by a FaultCounter for each fault.
