@@ -168,12 +168,13 @@ log=build/mutants/source/build/virtual-device/log
   failed "not all tests of the device are run on the unchanged code"
 # Once for the unchanged code, and once for each change.
 [ "$(grep -c made "$log")" = 7 ] || failed "the device is made otherwise: $(xargs <"$log")"
-git -C build/mutants/source ls-files | grep '^build/' && failed "what the device is made of is under git"
 git diff --quiet || failed "the checkout is changed"
 
 # A device whose tests fail is not tried.
 sed -i 's/edges)/edges) exit 1;/' virtual_device/try
 refuses 1 "tests on the virtual device fail on the unchanged code: virtual_device_edges" virtual_device
+[ "$(grep -c made "$log")" = 8 ] || failed "what the device is made of did not stay"
+[ -z "$(git -C build/mutants/source ls-files build)" ] || failed "what the device is made of is under git"
 git checkout --quiet virtual_device/try
 git rm -r --quiet --force virtual_device
 
