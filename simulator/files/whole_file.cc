@@ -134,7 +134,7 @@ class Draft {
     if (fstat(file.Number(), &made) != 0) {
       return false;
     }
-    // Only root gives files away; a group of the user's own can be kept all the same.
+    // Only root gives files away; a group of the user's own can still be kept.
     static_cast<void>(fchown(file.Number(), made.st_uid, old.st_gid) == 0);
     static_cast<void>(fchown(file.Number(), old.st_uid, old.st_gid) == 0);
     return fchmod(file.Number(), old.st_mode & 07777) == 0;
