@@ -50,7 +50,7 @@ std::uint32_t NumberIn(const std::string& text) {
 /// Returns what stands before the first `separator`, and lets `text` start after it.
 std::string TakeUntil(char separator, std::string& text) {
   const std::size_t end = text.find(separator);
-  const std::string taken = text.substr(0, end);
+  std::string taken = text.substr(0, end);
   text = end == std::string::npos ? "" : text.substr(end + 1);
   return taken;
 }
