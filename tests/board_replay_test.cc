@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -355,6 +357,27 @@ TEST_F(BoardReplayTest, StateFolder_IsTheRecordings) {
   const std::string state = PrivateTmp::Folder() + "/state";
   EXPECT_EQ(Replay({UpdateTool()}, {"--state", state}).status, 0);
   EXPECT_EQ(ReadFile(state + "/board.record"), "vam-board state, format 1\n" + Recording() + "\n");
+}
+
+TEST_F(BoardReplayTest, JournalThatIsTheRecording_IsRefused) {
+  (void)Record({UpdateTool()});
+  const std::optional<std::string> before = ReadFile(Recording());
+  const Output refused = Capture(
+      {BoardLauncher(), "replay", "--journal", Recording(), Recording(), "--", UpdateTool()},
+      BoardEnvironment());
+  EXPECT_EQ(refused.status, 125);
+  EXPECT_EQ(refused.standardError,
+            "vam-board: " + Recording() +
+                ": is the recording of this run; give another file with --journal\n");
+  EXPECT_EQ(ReadFile(Recording()), before);
+}
+
+TEST_F(BoardReplayTest, FolderOfAKilledRun_IsRemoved) {
+  (void)Record({UpdateTool()});
+  const std::string folder = PrivateTmp::Folder() + "/vam-board-abcdef";
+  std::filesystem::create_directory(folder);
+  EXPECT_EQ(Replay({UpdateTool()}).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 }  // namespace

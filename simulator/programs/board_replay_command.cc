@@ -96,7 +96,7 @@ int ReplayRecording(const ReplayOptions& options) {
   const bool isKept = !options.state.empty();
   const std::string stateFolder =
       isKept ? fs::absolute(options.state).string() : Run::OwnStateFolder(folder.Path());
-  RefuseToOverwrite({options.recording, "", FindProgram(options.command[0]),
+  RefuseToOverwrite({"", options.recording, "", FindProgram(options.command[0]),
                      isKept ? stateFolder : "", options.journal});
   std::optional<StateClaim> claim;
   if (isKept) {

@@ -43,7 +43,7 @@ int RunProgram(const RunOptions& options) {
   const bool isKept = !options.state.empty();
   const std::string stateFolder =
       isKept ? fs::absolute(options.state).string() : Run::OwnStateFolder(folder.Path());
-  RefuseToOverwrite({file.path, ImageFileOf(description, file.Folder()),
+  RefuseToOverwrite({file.path, "", ImageFileOf(description, file.Folder()),
                      FindProgram(options.command[0]), isKept ? stateFolder : "", options.journal});
   std::optional<StateClaim> claim;
   if (isKept) {

@@ -32,6 +32,7 @@ void RefuseIfAmong(const std::vector<NamedFile>& others, const std::string& outp
 
 void RefuseToOverwrite(const RunFiles& files) {
   std::vector<NamedFile> others = {{files.board, "the board file"},
+                                   {files.recording, "the recording"},
                                    {files.image, "the board's image"},
                                    {files.program, "the program"}};
   if (!files.state.empty()) {

@@ -10,6 +10,8 @@ namespace vam {
 /// Paths of a run's files; empty: it has no such file.
 struct RunFiles {
   std::string board;
+  /// What is replayed in the place of a board file.
+  std::string recording;
   /// An image file that the board file names.
   std::string image;
   std::string program;

@@ -387,8 +387,9 @@ void CheckTogether(PlatformCall call, const Json& members) {
         FailOn("path", "that of the node");
       }
       const bool failed = !members.contains("descriptor");
-      CheckPresence(members, "result", failed, "where the node was opened");
-      CheckPresence(members, "errno", failed, "where the node was opened or not");
+      const char* where = failed ? "where the node was not opened" : "where the node was opened";
+      CheckPresence(members, "result", failed, where);
+      CheckPresence(members, "errno", failed, where);
       break;
     }
     case PlatformCall::kIoctl: {

@@ -329,10 +329,13 @@ TEST(JournalFormsTest, EachCall_WithEveryMember_IsRead) {
 }
 
 TEST(JournalFormsTest, EachMember_LeftOut_IsNamedWhereTheFormRequiresIt) {
-  const std::map<std::string, std::string> kTogether = {
-      {"open descriptor", "has no \"result\" where the node was opened"},
-      {"CNolvWsm::GetInt value", "has no \"value\" with this result"},
-      {"CNolvWsm::GetUint value", "has no \"value\" with this result"},
+  const std::map<std::pair<std::string, std::string>, std::string> kTogether = {
+      {{"open", "descriptor"}, "has no \"result\" where the node was not opened"},
+      {{"CNolvWsm::GetInt", "value"}, "has no \"value\" with this result"},
+      {{"CNolvWsm::GetUint", "value"}, "has no \"value\" with this result"},
+  };
+  const auto hasNo = [](const std::string& call, const std::string& member) {
+    return "j:2: " + call + " has no \"" + member + "\"";
   };
   const Json forms = Forms();
   for (const auto& form : forms.items()) {
@@ -345,13 +348,13 @@ TEST(JournalFormsTest, EachMember_LeftOut_IsNamedWhereTheFormRequiresIt) {
     for (const auto& member : whole.items()) {
       const std::string& name = member.key();
       const bool isOfEach = name == "time" || name == "pid" || name == "tid" || name == "call";
-      const auto together = kTogether.find(call + " " + name);
+      const auto together = kTogether.find({call, name});
       Json line = whole;
       line.erase(name);
       EXPECT_EQ(ProblemOf(line), together != kTogether.end() ? "j:2: " + together->second
                                  : required.count(name) == 0 ? ""
                                  : isOfEach                  ? "j:2: has no \"" + name + "\""
-                                            : "j:2: " + call + " has no \"" + name + "\"")
+                                                             : hasNo(call, name))
           << call << " " << name;
     }
     EXPECT_EQ(ProblemWith(whole, "more", "1"),
@@ -401,10 +404,9 @@ TEST(JournalFormsTest, MembersThatCannotStandTogether_AreNamed) {
   constexpr char kError[] = R"({"number":5,"name":"EIO"})";
   EXPECT_EQ(with("open", {{"result", "-1"}, {"errno", kError}}, {"descriptor"}), "");
   EXPECT_EQ(with("open", {{"result", "-1"}}), "j:2: has \"result\" where the node was opened");
-  EXPECT_EQ(with("open", {{"errno", kError}}),
-            "j:2: has \"errno\" where the node was opened or not");
+  EXPECT_EQ(with("open", {{"errno", kError}}), "j:2: has \"errno\" where the node was opened");
   EXPECT_EQ(with("open", {{"result", "-1"}}, {"descriptor"}),
-            "j:2: has no \"errno\" where the node was opened or not");
+            "j:2: has no \"errno\" where the node was not opened");
   EXPECT_EQ(with("ioctl", {{"result", "-1"}, {"errno", kError}}, {"flag"}), "");
   EXPECT_EQ(with("ioctl", {{"result", "-1"}}), "j:2: has no \"errno\" with this result");
   EXPECT_EQ(with("ioctl", {{"errno", kError}}), "j:2: has \"errno\" with this result");
@@ -480,14 +482,20 @@ TEST(JournalFormsTest, Parameter_HasTheMembersOfItsSort) {
   const auto problem = [](const std::string& parameter) {
     return Read(WithInvocation(parameter)).problem;
   };
+  const auto without = [](const std::string& one, const std::string& other) {
+    return "j:2: a parameter has \"" + one + "\" without \"" + other + "\"";
+  };
+  const auto values = [](const std::string& one, const std::string& wrong,
+                         const std::string& other) {
+    return "{\"" + one + "\":" + wrong + ",\"" + other + "\":0}";
+  };
   for (const char* pair : {"a b", "b a", "newA newB", "newB newA"}) {
     const std::string names = pair;
     const std::string one = names.substr(0, names.find(' '));
     const std::string other = names.substr(names.find(' ') + 1);
-    EXPECT_EQ(problem("{\"" + one + "\":4294967295}"),
-              "j:2: a parameter has \"" + one + "\" without \"" + other + "\"");
+    EXPECT_EQ(problem("{\"" + one + "\":4294967295}"), without(one, other));
     for (const char* wrong : {"-1", "4294967296", "null"}) {
-      EXPECT_EQ(problem("{\"" + one + "\":" + wrong + ",\"" + other + "\":0}"),
+      EXPECT_EQ(problem(values(one, wrong, other)),
                 "j:2: \"" + one + "\" must be a 32-bit number from 0 on");
     }
   }
