@@ -114,6 +114,8 @@ TEST_F(ParsingTest, WrongUsage_SaysWhatWasWrongAndWhatToDo) {
       {{"measure", "--quickly=no", "wall"}, "--quickly takes no value; see probe measure --help"},
       {{"--quickly", "measure"},
        "'--quickly' comes after the command: probe measure --quickly; see probe measure --help"},
+      {{"measure", "wall", "floor", "-x"},
+       "'-x' is no option of probe measure; see probe measure --help"},
       {{"-"}, "'-' is no command of probe; see probe --help"},
       {{"measure", "wall", "-"},
        "'-' is one word too many for probe measure; see probe measure --help"},
