@@ -24,11 +24,13 @@ constexpr char kOwnFile[] = "/proc/self/exe";
 std::string BytesAt(const std::string& path, std::uint64_t place, std::size_t size) {
   std::string bytes(size, '\0');
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  const ssize_t length = file < 0 ? 0 : pread(file, bytes.data(), size, static_cast<off_t>(place));
-  if (file >= 0) {
-    close(file);
+  // Both refuse what was not opened.
+  const ssize_t length = pread(file, bytes.data(), size, static_cast<off_t>(place));
+  close(file);
+  if (length == -1) {
+    return "";
   }
-  bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  bytes.resize(static_cast<std::size_t>(length));
   return bytes;
 }
 
