@@ -452,11 +452,11 @@ TEST_F(WholeFileTest, NewFileWithoutAUmask_IsEverybodysToReadAndWrite) {
   EXPECT_EQ(StatusOf("file").st_mode & 07777, 0666U);
 }
 
-TEST_F(WholeFileTest, SpecialModeBits_AreKept) {
+TEST_F(WholeFileTest, StickyBit_IsKept) {
   WriteText("file", "old");
-  ASSERT_EQ(chmod(Path("file").c_str(), 06755), 0);
+  ASSERT_EQ(chmod(Path("file").c_str(), 01755), 0);
   ASSERT_TRUE(ReplaceFile(Path("file"), "new", 3));
-  EXPECT_EQ(StatusOf("file").st_mode & 07777, 06755U);
+  EXPECT_EQ(StatusOf("file").st_mode & 07777, 01755U);
 }
 
 /// Makes links called `name` and a number, each to the one before it; the first leads to "target".
