@@ -157,7 +157,7 @@ TEST_F(TemporaryFolderTest, FileSystemWithoutLocks_HasFoldersToo) {
   EXPECT_TRUE(fs::is_directory(TemporaryFolder("child").Path()));
 }
 
-/// Folders that killed processes left behind, in a folder of the test's own.
+/// The test's own folder, for the folders that a killed process did not remove.
 class LeftOverFoldersTest : public TemporaryFolderTest {
  protected:
   LeftOverFoldersTest() { setenv("TMPDIR", parent.Path().c_str(), 1); }

@@ -110,8 +110,11 @@ TEST_F(WholeFileTest, Mode_IsKept) {
 TEST_F(WholeFileTest, NewFile_HasTheModeThatTheUmaskLeaves) {
   const mode_t before = umask(027);
   EXPECT_TRUE(ReplaceFile(Path("file"), "", 0));
+  umask(0);
+  EXPECT_TRUE(ReplaceFile(Path("everybodys"), "", 0));
   umask(before);
   EXPECT_EQ(StatusOf("file").st_mode & 07777, 0640U);
+  EXPECT_EQ(StatusOf("everybodys").st_mode & 07777, 0666U);
 }
 
 TEST_F(WholeFileTest, Owner_IsKept) {
@@ -443,13 +446,6 @@ TEST_F(WholeFileTest, OwnerAndGroup_AreEachKept) {
   ASSERT_EQ(chown(Path("file").c_str(), own.st_uid, 34), 0);
   ASSERT_TRUE(ReplaceFile(Path("file"), "new", 3));
   EXPECT_EQ(StatusOf("file").st_gid, 34U);
-}
-
-TEST_F(WholeFileTest, NewFileWithoutAUmask_IsEverybodysToReadAndWrite) {
-  const mode_t before = umask(0);
-  EXPECT_TRUE(ReplaceFile(Path("file"), "", 0));
-  umask(before);
-  EXPECT_EQ(StatusOf("file").st_mode & 07777, 0666U);
 }
 
 TEST_F(WholeFileTest, StickyBit_IsKept) {

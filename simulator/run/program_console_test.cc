@@ -24,7 +24,8 @@ std::vector<Fault> Faults(const std::vector<std::string>& consoles) {
   return ReadBoardText(board, "board.toml").faults;
 }
 
-/// Writes a byte as a program on the console does. Returns what comes of it.
+/// Writes a byte as a program on the console does. Returns "written" or the
+/// text of the error.
 std::string Written(const ProgramConsole& console) {
   std::signal(SIGPIPE, SIG_IGN);
   const bool done = write(console.StandardOutput(), "x", 1) == 1;

@@ -275,7 +275,7 @@ std::string ClosedByTheKernel() {
   return (other == node ? "" : "another descriptor, ") + Use(other);
 }
 
-/// Reopens a stream as the path where that fails: the stream is closed all the same.
+/// Reopens a stream as a path that cannot be opened, which closes the stream.
 std::string ReopenedInVain() {
   static FILE* stream = nullptr;
   stream = fopen("/dev/null", "r");
