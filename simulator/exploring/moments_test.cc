@@ -18,6 +18,7 @@
 #include "report/tee_codes.h"
 #include "simulator/board/board.h"
 #include "simulator/exploring/recorded_update_test.h"
+#include "simulator/recording/recorded_calls_test.h"
 
 namespace vam {
 namespace {
@@ -82,13 +83,7 @@ std::string Joined(std::initializer_list<std::string_view> parts) {
 
 /// Returns the moments of a run with these calls, each as a line; its faults have "|" for newlines.
 std::string MomentsOfCalls(const std::string& calls, const MomentCounts& counts = {}) {
-  const RecordedRun run = ReadJournal(
-      R"({"format":1,"program":"p","arguments":null,"build":"vam-board 1.0","keys":false,)"
-      R"("clock":{"bootId":"","bootTime":1,"realTime":2}})"
-      "\n" +
-          calls,
-      "journal");
-  EXPECT_EQ(run.problem, "");
+  const RecordedRun run = ReadCalls(calls);
   std::string lines;
   for (const Moment& moment : MomentsOf(run, counts)) {
     // What every run has.

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "simulator/board/board.h"
-#include "simulator/recording/journal_reader.h"
+#include "simulator/recording/recorded_calls_test.h"
 
 namespace vam {
 namespace {
@@ -38,16 +38,7 @@ class BoardOfRunTest : public ::testing::Test {
         R"("origin":{"number":4,"name":"TEEC_ORIGIN_TRUSTED_APP"})");
   }
 
-  std::string Text() const {
-    const RecordedRun run = ReadJournal(
-        R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
-        R"("clock":{"bootId":"","bootTime":1,"realTime":2}})"
-        "\n" +
-            text,
-        "journal");
-    EXPECT_EQ(run.problem, "");
-    return BoardOfRun(run);
-  }
+  std::string Text() const { return BoardOfRun(ReadCalls(text)); }
 
   /// Every board that comes of a run is one.
   Board Read() const { return ReadBoardText(Text(), "board.toml"); }

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "simulator/recording/journal_reader.h"
+#include "simulator/recording/recorded_calls_test.h"
 #include "simulator/run/recorded_call.h"
 
 namespace vam {
@@ -18,14 +18,7 @@ std::string Call(int process, int thread, const std::string& rest) {
 
 /// Returns the calls that are replayed of a journal, as a run's folder keeps them.
 std::string Replayed(const std::string& calls, std::uint32_t first = 1) {
-  const RecordedRun run = ReadJournal(
-      R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
-      R"("clock":{"bootId":"","bootTime":1,"realTime":2}})"
-      "\n" +
-          calls,
-      "journal");
-  EXPECT_EQ(run.problem, "");
-  return TextOfRecordedThreads(CallsToReplay(run, first));
+  return TextOfRecordedThreads(CallsToReplay(ReadCalls(calls), first));
 }
 
 /// The fields of a line are apart by tabulators.

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "simulator/recording/journal_reader.h"
+#include "simulator/recording/recorded_calls_test.h"
 
 namespace vam {
 namespace {
@@ -14,19 +14,8 @@ std::string Call(int time, int thread, const std::string& rest) {
          ",\"tid\":" + std::to_string(thread) + ",\"call\":" + rest + "}\n";
 }
 
-RecordedRun Run(const std::string& calls) {
-  RecordedRun run = ReadJournal(
-      R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
-      R"("clock":{"bootId":"","bootTime":1,"realTime":2}})"
-      "\n" +
-          calls,
-      "journal");
-  EXPECT_EQ(run.problem, "");
-  return run;
-}
-
 std::string Part(const std::string& one, const std::string& other) {
-  return WhereRunsPart(Run(one), "a", Run(other), "b");
+  return WhereRunsPart(ReadCalls(one), "a", ReadCalls(other), "b");
 }
 
 constexpr char kReset[] = R"("CNolvWsm::PrepareReset","marshaller":1,"mode":1)";
