@@ -16,7 +16,10 @@
 namespace vam {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
+using ::testing::Not;
 using ::testing::StartsWith;
 using Words = std::vector<std::string>;
 
@@ -110,6 +113,7 @@ TEST(HelpTest, EachCommand_SaysWhatItIsForAndWhatItTakes) {
     EXPECT_EQ(output.status, 0);
     EXPECT_EQ(output.standardError, "");
     const Words lines = LinesOf(output.standardOutput);
+    EXPECT_THAT(lines, Each(Not(EndsWith(" "))));
     ASSERT_GE(lines.size(), 4U);
     EXPECT_NE(lines[0], "");
     EXPECT_THAT(lines[1], StartsWith("Usage: " + Joined(row.command) + " "));
