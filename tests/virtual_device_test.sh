@@ -3,7 +3,8 @@
 # of checks decides: the marker, which a job writes last, must name exactly the expected number and
 # no failure.
 # Usage: virtual_device_test.sh SOURCE BUILD TEST
-# TEST is boards-arm64, boards-armhf, edges, power-cut, power-cuts, recordings, service or setup.
+# TEST is boards-ARCHITECTURE, edges, power-cut, power-cuts, recordings-ARCHITECTURE, service, setup or
+# squatters; ARCHITECTURE is arm64 or armhf.
 set -euo pipefail
 cd "$1"
 build=$2 test=$3
@@ -87,9 +88,9 @@ print(len(os.listdir(folder)))
 PYTHON
 }
 
-# compare RECORDING BOARD : the device's calls are those of the simulated board.
+# compare BOARD : the device's calls are those of the simulated board.
 compare() {
-  "$build/bin/vam-board" run --board "simulator/boards/$2.toml" --journal "$folder/simulated" -- \
+  "$build/bin/vam-board" run --board "simulator/boards/$1.toml" --journal "$folder/simulated" -- \
     "$build/sbin/vam-update" >/dev/null 2>&1 || true
   "$build/bin/vam-board" journal diff "$folder/simulated" "$folder/recordings/$1" ||
     failed "$1: other calls than on the simulated board"
@@ -104,6 +105,13 @@ replay() {
     "$build/sbin/vam-update" >"$folder/console" 2>"$folder/errors" || status=$?
   scripts/outcome "$folder/console" "$status" "$replayed/VAM_OK" "$replayed/VAM_FAIL" |
     diff "$folder/outcome/$1.txt" - || failed "$1: replayed with another outcome: $(cat "$folder/errors")"
+}
+
+# What the boots with systemd have besides their job.
+prepare_systemd() {
+  cp "$tests/virtual_device/service_table" "$folder/table"
+  cp "$tests/virtual_device/before_service.sh" "$folder/before-systemd"
+  mkdir "$folder/secure-storage"
 }
 
 case $test in
@@ -167,16 +175,15 @@ case $test in
     # The cuts after the writes meet both.
     [ "$(sort -u "$folder/tally" | wc -l)" = 2 ] || failed "no cut interrupted an update, or every one did"
     ;;
-  recordings)
-    # Each build of the tool; the run without a supplicant; the two that panic.
-    order_boards 2 2
+  recordings-*)
+    echo "${test#recordings-}" >"$folder/architecture"
+    # The boards; the run without a supplicant; the two that panic.
+    order_boards 1 1
     boot recordings $((checks + 3))
     [ "$(validate)" = $((checks + 3)) ] || failed "a recording is missing or not of the form"
     while read -r board; do
-      for architecture in arm64 armhf; do
-        compare "$board-$architecture" "$board"
-        replay "$board-$architecture"
-      done
+      compare "$board"
+      replay "$board"
     done <"$folder/order"
     replay panic-arm64
     replay panic-armhf
@@ -193,21 +200,24 @@ case $test in
       failed "no-supplicant: replayed otherwise: $status $(cat "$folder/errors")"
     ;;
   service)
-    cp "$tests/virtual_device/service_table" "$folder/table"
-    cp "$tests/virtual_device/before_service.sh" "$folder/before-systemd"
-    mkdir "$folder/secure-storage"
+    prepare_systemd
     truncate --size 8M "$folder/disk"
     PATH=$PATH:/usr/sbin mkfs.ext4 -q "$folder/disk"
     echo poor >"$folder/boot"
     boot service 7
     echo whole >"$folder/boot"
-    boot service 73
+    boot service 43
     echo old_clock >"$folder/boot"
     virtual_device/boot "$folder" --cut-at "the power is cut here" ||
       failed "the power was not cut"
     passed old_clock 6
     echo after_cut >"$folder/boot"
     boot service 5
+    ;;
+  squatters)
+    prepare_systemd
+    echo squatters >"$folder/boot"
+    boot service 30
     ;;
   setup)
     boot setup 172

@@ -2,6 +2,7 @@
 # the secure world's storage that the last one left:
 #   poor       has neither a node nor a TEE driver
 #   whole      has both, and a supplicant that takes its time to start
+#   squatters  is like it
 #   old_clock  the same in the year 2023, with the other form of the supplicant's unit, and with a
 #              disk at /tmp that has a verdict of yesterday
 #   after_cut  is the next boot on that disk, and finds the last record in /run
@@ -36,7 +37,7 @@ use_disk() {
 
 case $boot in
   poor) rm "$units/multi-user.target.wants/board-node.service" ;;
-  whole)
+  whole | squatters)
     wait_for_nodes
     enable_supplicant tee-supplicant.service /lib/systemd/system/tee-supplicant.service
     ;;

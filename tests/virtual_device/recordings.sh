@@ -1,6 +1,7 @@
 # Records the tool in front of the real libteec and secure world: without a supplicant until the tool is
-# ended, then both builds on every board that a real secure world can be, and a panic. /share/order
-# names the boards, the poorest secure world first. The recordings go to /share/recordings.
+# ended, then the build that /share/architecture names on every board that a real secure world can be,
+# and both builds in a panic. /share/order names the boards, the poorest secure world first. The
+# recordings go to /share/recordings.
 . /bin/device.sh
 
 mkdir /share/recordings
@@ -31,6 +32,7 @@ waiting() {
   stop_node
 }
 
+boards_architecture=$(cat /share/architecture)
 waited=
 while read -r board; do
   # A driver that was loaded stays: the boards without one come first.
@@ -38,12 +40,9 @@ while read -r board; do
     waiting
     waited=yes
   fi
-  for architecture in arm64 armhf; do
-    set_up_board "/share/boards/$board.toml"
-    record "$architecture" "$board-$architecture"
-    check "$board-$architecture" same_file "/share/expected/$board.txt" \
-      "/share/outcome/$board-$architecture.txt"
-  done
+  set_up_board "/share/boards/$board.toml"
+  record "$boards_architecture" "$board"
+  check "$board" same_file "/share/expected/$board.txt" "/share/outcome/$board.txt"
 done </share/order
 
 for architecture in arm64 armhf; do
