@@ -18,7 +18,7 @@ namespace {
 /// or O_TRUNC.
 void WriteEntry(const char* path, int mode, const std::string& entry) {
   const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0666);
-  if (descriptor < 0) {
+  if (descriptor == -1) {
     return;
   }
   std::size_t written = 0;

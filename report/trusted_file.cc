@@ -12,7 +12,7 @@
 namespace vam {
 
 Descriptor::~Descriptor() {
-  if (number >= 0) {
+  if (IsOpen()) {
     close(number);
   }
 }

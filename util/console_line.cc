@@ -40,7 +40,7 @@ void PrintLine(std::initializer_list<std::string_view> pieces) {
   std::size_t written = 0;
   while (written < line.size()) {
     const ssize_t count = write(STDOUT_FILENO, line.data() + written, line.size() - written);
-    if (count >= 0) {
+    if (count != -1) {
       written += static_cast<std::size_t>(count);
     } else if (errno == EAGAIN) {
       // Another holder of the same terminal or pipe may have made it non-blocking.

@@ -29,7 +29,7 @@ class SigpipeHeldBack {
   ~SigpipeHeldBack() {
     constexpr timespec kNow{0, 0};
     if (!wasPending) {
-      while (sigtimedwait(&pipe, nullptr, &kNow) < 0 && errno == EINTR) {
+      while (sigtimedwait(&pipe, nullptr, &kNow) == -1 && errno == EINTR) {
       }
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -51,7 +51,7 @@ void HoldClosedStandardStreams() {
   do {
     descriptor = open("/dev/null", O_PATH | O_CLOEXEC);
   } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-  if (descriptor >= 0) {
+  if (descriptor != -1) {
     close(descriptor);
   }
 }
@@ -63,7 +63,7 @@ int WriteToStandardOutput(std::string_view text) {
   }
   while (!text.empty()) {
     const ssize_t count = write(STDOUT_FILENO, text.data(), text.size());
-    if (count >= 0) {
+    if (count != -1) {
       text.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EAGAIN) {
       // Another holder of the same terminal or pipe may have made it non-blocking.

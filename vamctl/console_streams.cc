@@ -15,7 +15,7 @@ namespace vam {
 
 StandardOutputMoved::StandardOutputMoved(int descriptor)
     : standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-  if (standardOutput < 0 || dup2(descriptor, STDOUT_FILENO) < 0) {
+  if (standardOutput == -1 || dup2(descriptor, STDOUT_FILENO) == -1) {
     throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
   }
 }

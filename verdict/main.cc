@@ -12,7 +12,6 @@
 #include "report/status_messages.h"
 #include "report/texts.h"
 #include "report/trusted_file.h"
-#include "util/standard_output.h"
 #include "util/standard_streams.h"
 #include "verdict/command_line.h"
 #include "verdict/judgement.h"
@@ -73,7 +72,7 @@ void Tell(const vam::Request& request, Priority priority, const char* text) {
 
 /// Prints `text` and returns `status`; kOutputLost when it could not be written.
 int Print(const vam::Request& request, const std::string& text, int status) {
-  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) {
+  if (std::fputs(text.c_str(), stdout) != EOF && std::fflush(stdout) == 0) {
     return status;
   }
   Tell(request, Priority::kError,
@@ -165,7 +164,6 @@ int main(int /*argc*/, char** argv) {
     vam::FillStandardStreams();
     return Run(request);
   }
-  vam::HoldClosedStandardStreams();
   std::signal(SIGPIPE, SIG_IGN);
   switch (request.what) {
     case vam::Request::What::kHelp:
