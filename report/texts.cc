@@ -45,7 +45,7 @@ std::string Formatted(const char* format, ...) {
   char* allocated = nullptr;
   const int length = vasprintf(&allocated, format, arguments);
   va_end(arguments);
-  if (length == -1) {
+  if (length < 0) {
     return format;
   }
   std::string text = allocated;

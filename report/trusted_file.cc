@@ -12,7 +12,7 @@
 namespace vam {
 
 Descriptor::~Descriptor() {
-  if (IsOpen()) {
+  if (number >= 0) {
     close(number);
   }
 }

@@ -23,7 +23,7 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
-  [[nodiscard]] bool IsOpen() const { return number != -1; }
+  [[nodiscard]] bool IsOpen() const { return number >= 0; }
   [[nodiscard]] int Number() const { return number; }
 
  private:

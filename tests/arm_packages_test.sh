@@ -134,7 +134,7 @@ emulated bash -euc '
   mount -t tmpfs none "$1/tmp"
   mount -t tmpfs none "$1/dev"
   for node in null zero urandom; do touch "$1/dev/$node"; mount --bind "/dev/$node" "$1/dev/$node"; done
-  PATH=/usr/sbin:/usr/bin:/sbin:/bin exec chroot "$1" bash /mnt/session' bash "$work/root" \
+  PATH=/usr/sbin:/usr/bin:/sbin:/bin exec env -u TMPDIR chroot "$1" bash /mnt/session' bash "$work/root" \
   >"$work/console" 2>&1 || { cat "$work/console" "$work/root/mnt/log" && exit 1; }
 for each in 0.0.1 "$version"; do
   printf '%s\n' "libvam-dev $each $architecture" "vam-update $each $architecture"

@@ -71,7 +71,7 @@ SESSION
   mount -t devpts -o ptmxmode=0666 none "$1/dev/pts"
   ln -s pts/ptmx "$1/dev/ptmx"
   for node in null zero urandom; do touch "$1/dev/$node"; mount --bind "/dev/$node" "$1/dev/$node"; done
-  PATH=/usr/sbin:/usr/bin:/sbin:/bin exec chroot "$1" bash /mnt/session' bash "$work/root" \
+  PATH=/usr/sbin:/usr/bin:/sbin:/bin exec env -u TMPDIR chroot "$1" bash /mnt/session' bash "$work/root" \
   >"$work/console" 2>&1 || { cat "$work/console" "$work/root/mnt/log" && exit 1; }
 
 diff "$work/console" - <<'TEXT'

@@ -28,7 +28,7 @@ bool WriteAll(int descriptor, const std::string& text) {
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = write(descriptor, text.data() + written, text.size() - written);
-    if (count == -1) {
+    if (count < 0) {
       return false;
     }
     written += static_cast<std::size_t>(count);

@@ -24,7 +24,7 @@ constexpr std::uint32_t kEvents =
 /// Watches `path` or, where it does not exist, the nearest folder above that does. Returns which;
 /// empty when it cannot, with the reason in errno.
 std::string WatchNearest(const Descriptor& events, std::string path) {
-  while (inotify_add_watch(events.Number(), path.c_str(), kEvents) == -1) {
+  while (inotify_add_watch(events.Number(), path.c_str(), kEvents) < 0) {
     const bool maySoonBeThere = errno == ENOENT || errno == EACCES;
     const char* slash = std::strrchr(path.c_str(), '/');
     if (!maySoonBeThere || path == "/" || path == ".") {
