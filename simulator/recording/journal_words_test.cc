@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/recording/journal_reader.h"
+#include "simulator/recording/recorded_calls_test.h"
 
 namespace vam {
 namespace {
@@ -34,16 +34,7 @@ class JournalWordsTest : public ::testing::Test {
 
   void Close(int process = 7) { Add(R"("TEEC_FinalizeContext","context":1)", process); }
 
-  RecordedRun Run() const {
-    RecordedRun run = ReadJournal(
-        R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
-        R"("clock":{"bootId":"","bootTime":1,"realTime":1795000000000000000}})"
-        "\n" +
-            text,
-        "journal");
-    EXPECT_EQ(run.problem, "");
-    return run;
-  }
+  RecordedRun Run() const { return ReadCalls(text); }
 
   /// The blocks without the line on the run.
   std::string Blocks() const {

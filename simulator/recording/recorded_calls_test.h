@@ -13,7 +13,7 @@ namespace vam {
 inline RecordedRun ReadCalls(const std::string& calls) {
   RecordedRun run = ReadJournal(
       R"({"format":1,"program":"tool","arguments":null,"build":"vam-board 1.0","keys":false,)"
-      R"("clock":{"bootId":"","bootTime":1,"realTime":2}})"
+      R"("clock":{"bootId":"","bootTime":1,"realTime":1795000000000000000}})"
       "\n" +
           calls,
       "journal");
