@@ -108,6 +108,14 @@ done
 [ "$(wc -l <"$work/sample1")" = 2 ] && diff "$work/sample1" "$work/sample2"
 grep -qF -- '--sample 2 --seed 5' "$work/page1.md"
 
+# What was noticed is not tried again if so asked: with a test of other things, more is noticed and nothing less.
+sed -i 's/Sum(2, 3) != 5 .*;/!IsPositive(1) || IsPositive(0);/' room/sum_test.cc
+"$mutants" --resume room >"$work/resumed.md" 2>"$work/said" || true
+grep -qxF '| room | 11 | 11 | 1 | 1 | 8 | 1 | 88.9 % |' "$work/resumed.md" || failed "$(cat "$work/resumed.md")"
+"$mutants" room >"$work/again.md" 2>"$work/said" || true
+grep -qF "'+' -> '-': lived" "$work/said" || failed "a change that was noticed before is not tried again"
+git checkout --quiet room/sum_test.cc
+
 # The device's code is built as its preparation does, and its own tests notice.
 mkdir -p virtual_device/light
 cat >virtual_device/light/light.cc <<'CODE'
