@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -156,6 +157,19 @@ TEST_F(LastRunTest, Folder_BehindALinkOfRoot_IsTrusted) {
   const std::string link = PrivateTmp::Folder() + "/link";
   ASSERT_EQ(symlink(above.c_str(), link.c_str()), 0);
   EXPECT_EQ(ReadLastRun(link + "/folder").state, LastRun::State::kEnded);
+}
+
+TEST_F(LastRunTest, Folder_ThatTheReaderMayNotEnter_IsAProblem) {
+  ASSERT_EQ(chmod(folder.c_str(), 0700), 0);
+  const pid_t reader = fork();
+  if (reader == 0) {
+    const bool isSomebody = setuid(kSomebody) == 0;
+    ExpectProblem("the folder cannot be seen");
+    _exit(isSomebody && !HasFailure() ? 0 : 1);
+  }
+  int end = 0;
+  ASSERT_EQ(waitpid(reader, &end, 0), reader);
+  EXPECT_EQ(end, 0);
 }
 
 TEST_F(LastRunTest, Folder_ThatIsAFile_IsAProblem) {

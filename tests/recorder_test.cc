@@ -463,6 +463,13 @@ TEST_F(RecorderTest, LibraryOfAPlugIn_IsRecordedToo) {
   EXPECT_THAT(Recording(), HasSubstr("TEEC_FinalizeContext"));
 }
 
+TEST_F(RecorderTest, FunctionThatNoLibraryOfTheProgramHas_EndsItWithItsName) {
+  const Output output = Capture(Recorded({VAM_PLUG_IN_HOST}), Environment());
+  EXPECT_EQ(output.status, 127);
+  EXPECT_EQ(output.standardOutput, "");
+  EXPECT_EQ(output.standardError, "vam-record: no library has TEEC_InitializeContext\n");
+}
+
 TEST_F(RecorderTest, ExceptionOfTheVendor_PassesThrough) {
   const Output output =
       Capture(OnBoard("update-needed", {"/bin/sh", "-c", kPreloading, VAM_THROWING_MARSHALLER,

@@ -731,7 +731,12 @@ TEST_F(VerdictTest, Recorder_KilledDuringARun_LeavesNoVerdict) {
 TEST_F(VerdictTest, Runs_AtTheSameTime_GoOneByOne) {
   Background first(RecorderOf("while ! test -e /mnt/go; do sleep 0.01; done"));
   Recorder();
-  Background second({VerdictProgram(), "run", "--", "touch", "/mnt/second"});
+  Background second(
+      {"sh", "-c", "exec \"$0\" run -- touch /mnt/second 2>/mnt/said", VerdictProgram()});
+  while (ReadFile("/mnt/said").value_or("").empty()) {
+    usleep(5000);
+  }
+  EXPECT_EQ(ReadFile("/mnt/said"), "vam-verdict: another run is under way; waiting for its end\n");
   usleep(200000);
   EXPECT_FALSE(std::filesystem::exists("/mnt/second"));
   Write("/mnt/go", "");
@@ -785,6 +790,16 @@ TEST_F(VerdictTest, Wait_ForARunThatComes_SleepsUntilItsEnd) {
     EXPECT_EQ(RecordOnBoard("update-needed").status, 0);
     EXPECT_EQ(waiting.Wait(), 0);
   }
+}
+
+TEST_F(VerdictTest, Wait_ForARecordInAFile_SaysWhyItCannot) {
+  Write("/mnt/file", "");
+  const Output output = Ask({"--wait", "600", "--folder", "/mnt/file"});
+  EXPECT_EQ(output.status, 4);
+  EXPECT_EQ(output.standardError,
+            "vam-verdict: cannot wait: Not a directory\n"
+            "vam-verdict: /mnt/file/verdict.json: Not a directory\n");
+  EXPECT_EQ(Ask({"--quiet", "--wait", "600", "--folder", "/mnt/file"}).standardError, "");
 }
 
 TEST_F(VerdictTest, Wait_WithoutARun_EndsWithNoVerdict) {
