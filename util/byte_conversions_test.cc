@@ -98,6 +98,7 @@ const Merge kMerges[] = {
      2,
      0,
      {1, 2, kGuard, kGuard, kGuard, kGuard}},
+    {"two arrays, one byte in all", {{}, {1}}, 1, 0, {1, kGuard, kGuard, kGuard, kGuard, kGuard}},
     {"two arrays, both empty", {{}, {}}, 0, 0, Bytes(6, kGuard)},
     {"two arrays, no room", {{1}, {}}, 0, -1, Bytes(6, kGuard)},
     {"three arrays, the middle one empty", {{1, 2}, {}, {3, 4, 5}}, 5, 0, {1, 2, 3, 4, 5, kGuard}},
