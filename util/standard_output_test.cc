@@ -60,11 +60,13 @@ TEST(StandardOutputTest, Write_ReaderGone_ReturnsTheReasonAndLeavesNoSignal) {
 }
 
 [[noreturn]] void WriteWithoutStreams() {
+  const int lowestFree = dup(STDERR_FILENO);
+  close(lowestFree);
   close(STDIN_FILENO);
   close(STDOUT_FILENO);
   HoldClosedStandardStreams();
   char byte = 0;
-  const bool isHeld = open("/dev/null", O_RDWR) > STDERR_FILENO;
+  const bool isHeld = open("/dev/null", O_RDWR) == lowestFree;
   const bool isUseless = WriteToStandardOutput("text") == EBADF &&
                          read(STDIN_FILENO, &byte, 1) == -1 && errno == EBADF;
   _exit(isHeld && isUseless ? 0 : 1);
