@@ -10,6 +10,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "journal/journal.h"
@@ -18,6 +19,9 @@
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<JournalLine>);
+static_assert(!std::is_copy_assignable_v<JournalLine>);
 
 void Fail(const std::string& cause) { ADD_FAILURE() << "not written: " << cause; }
 

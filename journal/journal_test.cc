@@ -19,6 +19,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <type_traits>
 
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -26,6 +27,9 @@
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<Journal>);
+static_assert(!std::is_copy_assignable_v<Journal>);
 
 class JournalTest : public ::testing::Test {
  protected:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -22,6 +23,19 @@ TEST(TeeCodeTest, IsNumberAndName) {
 TEST(TeeCodeTest, IsNumberAloneWithoutAName) {
   EXPECT_EQ(TeeCodeAsText(0xabc), "0x00000ABC");
   EXPECT_EQ(TeeCodeAsJson(0xabc).dump(), R"({"code":2748,"name":null})");
+}
+
+TEST(TeeOriginTest, IsNumberAndTheStandardsName) {
+  const char* const names[] = {"null",
+                               R"("TEEC_ORIGIN_API")",
+                               R"("TEEC_ORIGIN_COMMS")",
+                               R"("TEEC_ORIGIN_TEE")",
+                               R"("TEEC_ORIGIN_TRUSTED_APP")",
+                               "null"};
+  for (std::uint32_t origin = 0; origin < std::size(names); ++origin) {
+    EXPECT_EQ(TeeOriginAsJson(origin).dump(),
+              R"({"code":)" + std::to_string(origin) + R"(,"name":)" + names[origin] + "}");
+  }
 }
 
 struct RecordRow {

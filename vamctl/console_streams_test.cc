@@ -8,9 +8,13 @@
 #include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<StandardOutputMoved>);
+static_assert(!std::is_copy_assignable_v<StandardOutputMoved>);
 
 std::string Contents(int descriptor) {
   char buffer[100];

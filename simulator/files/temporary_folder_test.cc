@@ -13,6 +13,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "tests/support/planned_calls.h"
 
@@ -26,6 +27,9 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using ::testing::ThrowsMessage;
+
+static_assert(!std::is_copy_constructible_v<TemporaryFolder>);
+static_assert(!std::is_copy_assignable_v<TemporaryFolder>);
 
 std::ptrdiff_t OpenDescriptors() {
   return std::distance(fs::directory_iterator("/proc/self/fd"), {});

@@ -9,11 +9,15 @@
 #include <csignal>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "simulator/files/temporary_folder.h"
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<PowerLine>);
+static_assert(!std::is_copy_assignable_v<PowerLine>);
 
 class PowerLineTest : public ::testing::Test {
  protected:

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <fstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "simulator/files/temporary_folder.h"
@@ -21,6 +22,9 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+static_assert(!std::is_copy_constructible_v<PreparedProgram>);
+static_assert(!std::is_copy_assignable_v<PreparedProgram>);
 
 class PreparedProgramTest : public ::testing::Test {
  protected:

@@ -9,12 +9,16 @@
 #include <csignal>
 #include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "simulator/board/board.h"
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<ProgramConsole>);
+static_assert(!std::is_copy_assignable_v<ProgramConsole>);
 
 std::vector<Fault> Faults(const std::vector<std::string>& consoles) {
   std::string board;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "simulator/board/platform_calls.h"
@@ -13,6 +14,9 @@
 
 namespace vam {
 namespace {
+
+static_assert(!std::is_copy_constructible_v<Replay>);
+static_assert(!std::is_copy_assignable_v<Replay>);
 
 /// A recording of one thread that asks for settings, each of which has the number of its call as
 /// its value.

@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "simulator/board/board.h"
@@ -26,6 +27,9 @@ namespace vam {
 namespace {
 
 using ::testing::ElementsAre;
+
+static_assert(!std::is_copy_constructible_v<Run>);
+static_assert(!std::is_copy_assignable_v<Run>);
 
 constexpr char kBoard[] = R"(title = "Faults"
 [[fault]]

@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <type_traits>
 
 #include "simulator/files/temporary_folder.h"
 #include "simulator/state/state_folder.h"
@@ -28,6 +29,9 @@ namespace vam {
 namespace {
 
 using ::testing::ThrowsMessage;
+
+static_assert(!std::is_copy_constructible_v<ChipLock>);
+static_assert(!std::is_copy_assignable_v<ChipLock>);
 
 class ChipLockTest : public testing::Test {
  protected:

@@ -15,6 +15,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "simulator/files/temporary_folder.h"
@@ -27,6 +28,9 @@ namespace vam {
 namespace {
 
 using ::testing::ThrowsMessage;
+
+static_assert(!std::is_copy_constructible_v<FirmwareImageFile>);
+static_assert(!std::is_copy_assignable_v<FirmwareImageFile>);
 
 /// Returns the 32-bit little-endian number at `offset`.
 std::uint32_t NumberAt(const std::string& bytes, std::size_t offset) {
@@ -127,7 +131,9 @@ TEST_F(FirmwareImageFileTest, Bytes_AreReadOnlyWhereTheFileHasThem) {
   EXPECT_TRUE(file.Read(2, bytes, 2));
   EXPECT_EQ(bytes[0], 12);
   EXPECT_EQ(bytes[1], 13);
+  errno = EIO;
   EXPECT_FALSE(file.Read(3, bytes, 2));
+  EXPECT_EQ(file.Obstacle(), "") << "the file ended, and nothing failed";
   EXPECT_TRUE(file.Read(4, bytes, 0));
 }
 

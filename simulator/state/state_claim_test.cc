@@ -16,6 +16,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "simulator/files/temporary_folder.h"
 #include "simulator/files/whole_file.h"
@@ -29,6 +30,9 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using ::testing::ThrowsMessage;
+
+static_assert(!std::is_copy_constructible_v<StateClaim>);
+static_assert(!std::is_copy_assignable_v<StateClaim>);
 
 class StateClaimTest : public testing::Test {
  protected:
