@@ -147,12 +147,15 @@ TEST_F(TemporaryFolderTest, FolderThatIsGoneBeforeItIsLocked_IsMadeAnew) {
 TEST_F(TemporaryFolderTest, InterruptedLock_IsTakenAfterAll) {
   const TemporaryFolder parent("parent");
   setenv("TMPDIR", parent.Path().c_str(), 1);
-  PlannedCalls plans;
-  plans.Fail("flock", EINTR);
-  plans.Fail("flock", EINTR);
-  const TemporaryFolder folder("child");
+  std::optional<TemporaryFolder> folder;
+  {
+    PlannedCalls plans;
+    plans.Fail("flock", EINTR);
+    plans.Fail("flock", EINTR);
+    folder.emplace("child");
+  }
   RemoveLeftOverFolders("child");
-  EXPECT_TRUE(fs::exists(folder.Path()));
+  EXPECT_TRUE(fs::exists(folder->Path()));
 }
 
 TEST_F(TemporaryFolderTest, FileSystemWithoutLocks_HasFoldersToo) {
