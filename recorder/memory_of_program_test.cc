@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -9,8 +10,41 @@
 #include <cstring>
 #include <string>
 
+namespace {
+
+bool isForbidden = false;
+
+}  // namespace
+
+// The linker leads the program's calls of syscall() here, and __real_syscall to the C library's.
+extern "C" {
+long RealSyscall(long number, ...) __asm__("__real_syscall");
+long WrappedSyscall(long number, long process, const void* local, long localCount,
+                    const void* remote, long remoteCount, long flags) __asm__("__wrap_syscall");
+long WrappedSyscall(long number, long process, const void* local, long localCount,
+                    const void* remote, long remoteCount, long flags) {
+  if (isForbidden && number == SYS_process_vm_readv) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return RealSyscall(number, process, local, localCount, remote, remoteCount, flags);
+}
+}
+
 namespace vam {
 namespace {
+
+TEST(MemoryOfProgramTest, KernelThatForbidsTheCall_IsDoneWithout) {
+  isForbidden = true;
+  errno = ENOTTY;
+  std::int32_t number = 0;
+  const std::int32_t seven = 7;
+  EXPECT_TRUE(CopyFromProgram(&number, &seven, sizeof number));
+  EXPECT_EQ(number, 7);
+  EXPECT_FALSE(CopyFromProgram(&number, nullptr, sizeof number));
+  EXPECT_EQ(errno, ENOTTY);
+  isForbidden = false;
+}
 
 TEST(MemoryOfProgramTest, Bytes_AreCopied) {
   const std::string bytes(200000, 'x');

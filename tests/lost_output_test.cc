@@ -80,6 +80,7 @@ std::vector<Row> Rows() {
       {{Vamctl(), "update-fw", "--help"}, 1},
       {{Vamctl(), "--version"}, 1},
       {{Vamctl(), "verdict", "--json"}, 5},
+      {{Vamctl(), "get-inof", "--json"}, 2},
       {OnBoard("up-to-date", {Vamctl(), "get-info"}), 1},
       {OnBoard("up-to-date", {Vamctl(), "get-info", "--json"}), 1},
       {{VerdictProgram(), "--help"}, 5},

@@ -183,6 +183,16 @@ TEST_F(RecorderTest, EveryKindOfCall_IsRecordedAsTheBoardDoes) {
   }
 }
 
+TEST_F(RecorderTest, OpeningThatFails_IsRecordedWithItsError) {
+  const Words program = {VAM_NODE_PROBE, "/dev/zelkshield", "open"};
+  const Output plain = Capture(OnBoard("no-device-node", program), BoardEnvironment());
+  EXPECT_EQ(RecordOnBoard("no-device-node", program).standardOutput, plain.standardOutput);
+  EXPECT_EQ(CallsIn(Recording()), R"({"call":"open","path":"/dev/zelkshield","flags":2,)"
+                                  R"("result":-1,"errno":{"number":2,"name":"ENOENT"}})"
+                                  "\n");
+  EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
+}
+
 TEST_F(RecorderTest, OtherFileThanTheNode_IsNotRecorded) {
   const std::string same = PrivateTmp::Folder() + "/zelkshield";
   WriteFile(same, "");

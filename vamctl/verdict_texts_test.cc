@@ -1,13 +1,17 @@
 #include "vamctl/verdict_texts.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "report/run_record.h"
 #include "report/status_reader.h"
 
 namespace vam {
 namespace {
+
+using ::testing::EndsWith;
 
 TEST(VerdictTexts, EveryOutcome_IsSaid) {
   Verdict verdict;
@@ -31,6 +35,20 @@ TEST(VerdictTexts, EveryOutcome_IsSaid) {
             "problem: one\nproblem: two");
   EXPECT_EQ(VerdictAsJson(verdict),
             R"({"verdict":"unclear","version":"1.1\\x1b","entries":[],"problems":["one","two"]})");
+}
+
+TEST(VerdictTexts, ProblemsOfARecord_AreSaidAfterWhatWasMoved) {
+  RunRecord record;
+  record.outcome = RunOutcome::kNotVerified;
+  record.problems = {"first\x1b", "second"};
+  record.moved = {{"/tmp/VAM_OK", "/tmp/VAM_OK.foreign", "a pipe of user 7"}};
+  EXPECT_THAT(VerdictAsText(record),
+              EndsWith("\nproblem: /tmp/VAM_OK was a pipe of user 7; moved to /tmp/VAM_OK.foreign\n"
+                       "problem: first\\x1b\n"
+                       "problem: second"));
+  EXPECT_THAT(VerdictAsJson(record),
+              EndsWith(R"("problems":["/tmp/VAM_OK was a pipe of user 7; moved to )"
+                       R"(/tmp/VAM_OK.foreign","first\\x1b","second"]})"));
 }
 
 TEST(VerdictTexts, Entries_AreSaidWithTheirCodes) {

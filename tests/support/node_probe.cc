@@ -251,7 +251,7 @@ std::string DuplicatedOtherwise() {
   const int first = open(path.c_str(), O_RDWR);
   errno = kErrorBefore;
   const int second = dup3(first, 310, O_CLOEXEC);
-  const int third = fcntl(first, F_DUPFD, 210);
+  const int third = fcntl64(first, F_DUPFD, 210);
   dup2(first, first);
   const int file = open("/dev/null", O_RDWR);
   dup2(file, second);
