@@ -6,7 +6,6 @@
 #include <initializer_list>
 #include <string>
 #include <type_traits>
-#include <utility>
 
 #include "simulator/board/platform_calls.h"
 #include "simulator/files/temporary_folder.h"
@@ -22,17 +21,21 @@ static_assert(!std::is_copy_assignable_v<Replay>);
 /// its value.
 class ReplayTest : public ::testing::Test {
  protected:
+  static RecordedCall CallOf(std::uint32_t number, const char* key) {
+    RecordedCall call;
+    call.number = number;
+    call.call = PlatformCall::kVconfGetStr;
+    call.words = std::string("vconf_get_str key=") + key;
+    call.members["key"] = BytesValue(key);
+    return call;
+  }
+
   void Record(std::uint32_t beginning, std::initializer_list<const char*> keys) {
     RecordedThread thread;
     thread.isMain = true;
     thread.beginning = beginning;
     for (const char* key : keys) {
-      RecordedCall call;
-      call.number = static_cast<std::uint32_t>(thread.calls.size() + 1);
-      call.call = PlatformCall::kVconfGetStr;
-      call.words = std::string("vconf_get_str key=") + key;
-      call.members["key"] = BytesValue(key);
-      thread.calls.push_back(std::move(call));
+      thread.calls.push_back(CallOf(static_cast<std::uint32_t>(thread.calls.size() + 1), key));
     }
     Replay::Prepare(folder.Path(), {thread});
   }
@@ -110,6 +113,47 @@ TEST_F(ReplayTest, ProgramThatEndsInItsBeginning_LeavesTheRest) {
   EXPECT_EQ(Ask({"a"}),
             "1 the program ended before call 2 of the recording\n"
             "  recorded: vconf_get_str key=b");
+}
+
+TEST_F(ReplayTest, ThreadsThatEndEarly_LeaveTheFirstCallOfAll) {
+  RecordedThread main;
+  main.isMain = true;
+  main.calls = {CallOf(1, "a"), CallOf(3, "c")};
+  RecordedThread earlier;
+  earlier.calls = {CallOf(2, "b"), CallOf(5, "e")};
+  RecordedThread later;
+  later.calls = {CallOf(4, "d")};
+  for (const RecordedThreads& threads :
+       {RecordedThreads{main, earlier, later}, {later, earlier, main}}) {
+    Replay::Prepare(folder.Path(), threads);
+    EXPECT_EQ(Ask({"a"}),
+              "1 the program ended before call 2 of the recording\n"
+              "  recorded: vconf_get_str key=b");
+  }
+}
+
+TEST_F(ReplayTest, ThreadThatWasNotRecorded_EndsTheRecording) {
+  RecordedThread other;
+  other.calls = {CallOf(1, "a")};
+  Replay::Prepare(folder.Path(), {other});
+  EXPECT_EQ(Ask({"a"}),
+            "the recording ends before the first call of this thread\n"
+            "  came:     vconf_get_str key=\"a\"");
+}
+
+TEST_F(ReplayTest, WhatACallMayBeAskedWithout_CountsWhereItWasRecorded) {
+  for (const char* member : {"size", "flags", "paramTypes"}) {
+    SCOPED_TRACE(member);
+    RecordedCall recorded = CallOf(1, "a");
+    recorded.members[member] = NumberValue(7);
+    Question question(PlatformCall::kVconfGetStr);
+    question.Text("key", "a");
+    EXPECT_FALSE(question.IsAskedIn(recorded));
+    EXPECT_TRUE(question.IsAskedIn(CallOf(1, "a")));
+    question.Number(member, 7);
+    EXPECT_TRUE(question.IsAskedIn(recorded));
+    EXPECT_FALSE(question.IsAskedIn(CallOf(1, "a")));
+  }
 }
 
 TEST_F(ReplayTest, ThreadOfABeginningAlone_LeavesNothing) {
