@@ -1,5 +1,5 @@
-// The helps of vam-board and vam-image: each says what the command does, and names its arguments
-// and options, each with its type and what it is for.
+// The helps of vam-board, vam-image and vamctl: each says what the command does, and names its
+// arguments and options, each with its type and what it is for.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,9 +31,15 @@ struct HelpRow {
   Words command;
   /// What the help lists, as it is written there before its description.
   Words entries;
+  /// How many lines say what the command is for.
+  std::size_t purpose = 1;
 };
 
 const char kHelp[] = "-h,--help";
+const char kRecord[] = "RECORD FILE Excludes: --hex";
+const char kDigits[] = "--hex DIGITS Excludes: RECORD";
+const char kMode[] = "MODE image|update|chip|NUMBER REQUIRED";
+const char kCount[] = "--count NUMBER=10";
 
 const HelpRow kRows[] = {
     {{"vam-board"},
@@ -61,6 +67,28 @@ const HelpRow kRows[] = {
       "--runs-system-version TEXT", "--runs-app-version TEXT", "--system-part FILE",
       "--app-part FILE", "-o,--output FILE REQUIRED"}},
     {{"vam-image", "show"}, {"FILE FILE REQUIRED", kHelp}},
+    {{"vamctl"},
+     {kHelp, "--version", "get-info", "get-app-info", "self-test-all", "get-public-key-status",
+      "ak-provision-rpmb", "remove-ak-keys", "force-recovery", "force-recovery-sp", "ak-provision",
+      "check-vam-ak", "get-hack-info", "update-fw", "older-update-fw", "get-fw-info",
+      "older-get-fw-info", "verdict"},
+     2},
+    {{"vamctl", "get-info"}, {kHelp, "--json"}},
+    {{"vamctl", "get-app-info"}, {kHelp, "--json"}},
+    {{"vamctl", "self-test-all"}, {kHelp, "--json"}},
+    {{"vamctl", "get-public-key-status"}, {kHelp, "--json"}},
+    {{"vamctl", "ak-provision-rpmb"}, {kHelp, "--json", "--yes"}},
+    {{"vamctl", "remove-ak-keys"}, {kHelp, "--json", "--yes"}},
+    {{"vamctl", "force-recovery"}, {kHelp, "--json", "--yes"}},
+    {{"vamctl", "force-recovery-sp"}, {kHelp, "--json", "--yes"}},
+    {{"vamctl", "ak-provision"}, {kRecord, kHelp, "--json", "--yes", kDigits}},
+    {{"vamctl", "check-vam-ak"}, {kRecord, kHelp, "--json", kDigits}},
+    {{"vamctl", "get-hack-info"}, {kHelp, "--json", "--size NUMBER REQUIRED"}},
+    {{"vamctl", "update-fw"}, {kMode, kHelp, "--json", "--yes"}},
+    {{"vamctl", "older-update-fw"}, {kMode, kHelp, "--json", "--yes"}},
+    {{"vamctl", "get-fw-info"}, {kHelp, "--json", kCount}},
+    {{"vamctl", "older-get-fw-info"}, {kHelp, "--json", kCount}},
+    {{"vamctl", "verdict"}, {kHelp, "--json"}},
 };
 
 std::string Joined(const Words& words) {
@@ -114,16 +142,18 @@ TEST(HelpTest, EachCommand_SaysWhatItIsForAndWhatItTakes) {
     EXPECT_EQ(output.standardError, "");
     const Words lines = LinesOf(output.standardOutput);
     EXPECT_THAT(lines, Each(Not(EndsWith(" "))));
-    ASSERT_GE(lines.size(), 4U);
-    EXPECT_NE(lines[0], "");
-    EXPECT_THAT(lines[1], StartsWith("Usage: " + Joined(row.command) + " "));
+    ASSERT_GE(lines.size(), row.purpose + 3);
+    for (std::size_t i = 0; i < row.purpose; ++i) {
+      EXPECT_NE(lines[i], "");
+    }
+    EXPECT_THAT(lines[row.purpose], StartsWith("Usage: " + Joined(row.command) + " "));
     EXPECT_THAT(EntriesOf(lines), ElementsAreArray(row.entries));
   }
 }
 
 TEST(HelpTest, Version_IsTheProgramsNameAndItsRelease) {
   const std::filesystem::path programs = std::filesystem::path(BoardLauncher()).parent_path();
-  for (const char* program : {"vam-board", "vam-image"}) {
+  for (const char* program : {"vam-board", "vam-image", "vamctl"}) {
     EXPECT_EQ(Capture({programs / program, "--version"}).standardOutput,
               std::string(program) + " " + VAM_VERSION + "\n");
   }
