@@ -532,9 +532,29 @@ TEST_F(VerdictTest, Usage_ThatIsWrong_IsSaid) {
   const std::string word(1000, 'x');
   EXPECT_EQ(Ask({word}).standardError,
             "vam-verdict: '" + word + "' is no command; see vam-verdict --help\n");
+}
+
+TEST_F(VerdictTest, HelpAndVersion_ArePrinted) {
   const Output help = Ask({"--help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_TRUE(Has(help.standardOutput, "/run/vam-update"));
+  EXPECT_EQ(help.standardError, "");
+  EXPECT_EQ(help.standardOutput,
+            R"(Usage: vam-verdict [OPTION...]
+       vam-verdict run [OPTION...] -- PROGRAM [ARGUMENT...]
+
+Says how this boot's last run of the update tool ended. Status: 0 verified, 1 not
+verified, 2 wrong usage, 3 no run has ended, 4 the record cannot be trusted, 5 the
+answer could not be written.
+  --json          print the record
+  --quiet         print nothing
+  --wait SECONDS  wait so long for a run to end
+  --folder DIR    the record's folder, else /run/vam-update
+  --help, --version
+
+run runs PROGRAM and records its end. Status: the program's, or 128 and its signal.
+  --folder DIR    as above
+  --journal       start each own line with its priority
+)");
   EXPECT_EQ(Ask({"--version"}).standardOutput, "vam-verdict " VAM_VERSION "\n");
 }
 
