@@ -32,7 +32,7 @@ void AddOptions(CLI::App* command, bool isRun) {
 
 int main(int argc, char** argv) {
   try {
-    CLI::App program("Says how the last run of the update tool ended.", "vam-verdict");
+    CLI::App program("", "vam-verdict");
     program.set_help_flag();
     AddOptions(&program, false);
     CLI::App* run = program.add_subcommand("run", "Run a program and record how it ended");

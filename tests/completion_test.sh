@@ -14,6 +14,14 @@ diff <("$build/bin/vam-verdict" --help | grep -oE -- '--[a-z]+' | sort -u) \
   <(sed -n '/_options() {/,/^}/p' "$build/share/bash-completion/completions/vam-verdict" |
     grep -oE -- '--[a-z]+' | sort -u)
 
+# zsh shows what each option and command is for.
+for script in "$build"/share/zsh/vendor-completions/_vam*; do
+  if grep -nE "\[\]|^ *'[a-z-]+:'" "$script"; then
+    echo "$script: without a description"
+    exit 1
+  fi
+done
+
 PATH=$build/bin:$PATH python3 - "$build/share" "$work" <<'PYTHON'
 import os
 import pty
