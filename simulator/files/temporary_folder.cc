@@ -44,7 +44,8 @@ int OpenFolder(const std::string& path) {
 /// Returns whether TemporaryFolder gives folders such names.
 bool HasOurForm(const std::string& name, const std::string& prefix) {
   const std::string start = prefix + "-";
-  return name.size() == start.size() + std::strlen(kRandomPart) && name.rfind(start, 0) == 0 &&
+  return name.size() == start.size() + std::strlen(kRandomPart) &&
+         name.compare(0, start.size(), start) == 0 &&
          std::all_of(name.begin() + static_cast<std::ptrdiff_t>(start.size()), name.end(),
                      [](unsigned char character) { return std::isalnum(character) != 0; });
 }

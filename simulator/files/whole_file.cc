@@ -130,12 +130,9 @@ class Draft {
   /// Each returns false with errno set.
   bool IsMade() const { return file.IsOpen(); }
   bool TakeModeOf(const struct stat& old) const {
-    struct stat made;
-    if (fstat(file.Number(), &made) != 0) {
-      return false;
-    }
+    constexpr auto kSameOwner = static_cast<uid_t>(-1);
     // Only root gives files away; a group of the user's own can still be kept.
-    static_cast<void>(fchown(file.Number(), made.st_uid, old.st_gid) == 0);
+    static_cast<void>(fchown(file.Number(), kSameOwner, old.st_gid) == 0);
     static_cast<void>(fchown(file.Number(), old.st_uid, old.st_gid) == 0);
     return fchmod(file.Number(), old.st_mode & 07777) == 0;
   }
@@ -259,9 +256,12 @@ bool IsSameFile(const std::string& one, const std::string& other) {
   if (firstExists && secondExists) {
     return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
   }
+  if (firstExists != secondExists) {
+    return false;
+  }
   const std::optional<std::string> onePlace = FollowLinks(one);
   const std::optional<std::string> otherPlace = FollowLinks(other);
-  if (firstExists || secondExists || !onePlace || !otherPlace) {
+  if (!onePlace || !otherPlace) {
     return false;
   }
   const Place a(*onePlace);
