@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "tests/support/private_tmp.h"
@@ -51,8 +52,10 @@ TEST_F(RecordFolderTest, Folder_ThatIsMissing_IsMadeWithItsModes) {
   EXPECT_EQ(StatusOf(kFolder).st_mode & 07777U, 0755U);
   EXPECT_EQ(StatusOf(kRecord).st_mode & 07777U, 0644U);
   EXPECT_EQ(StatusOf("/mnt/verdict/lock").st_mode & 07777U, 0600U);
+  ASSERT_EQ(unlink("/mnt/verdict/lock"), 0);
   EXPECT_EQ(Kept(), "");
   EXPECT_EQ(StatusOf(kRecord).st_mode & 07777U, 0644U);
+  EXPECT_EQ(StatusOf("/mnt/verdict/lock").st_mode & 07777U, 0600U);
   umask(umaskBefore);
   EXPECT_EQ(ReadFile(kRecord), "text");
 }
@@ -61,6 +64,28 @@ TEST_F(RecordFolderTest, Folder_ThatIsThere_KeepsItsMode) {
   ASSERT_EQ(mkdir(kFolder, 0750), 0);
   EXPECT_EQ(Kept(), "");
   EXPECT_EQ(StatusOf(kFolder).st_mode & 07777U, 0750U);
+}
+
+TEST_F(RecordFolderTest, LockThatIsALink_IsNotFollowed) {
+  ASSERT_EQ(mkdir(kFolder, 0755), 0);
+  ASSERT_EQ(symlink("/mnt/made", "/mnt/verdict/lock"), 0);
+  EXPECT_EQ(Kept(), "");
+  EXPECT_FALSE(std::filesystem::exists("/mnt/made"));
+}
+
+TEST_F(RecordFolderTest, Program_InheritsNoDescriptor) {
+  RecordFolder folder(kFolder);
+  folder.Begin();
+  int held = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string file = std::filesystem::read_symlink(entry, error).string();
+    if (file.rfind(kFolder, 0) == 0) {
+      ++held;
+      EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC) << file;
+    }
+  }
+  EXPECT_EQ(held, 2) << "the folder and its lock";
 }
 
 TEST_F(RecordFolderTest, RecordOfTheRunBefore_IsGoneFromTheBeginning) {
