@@ -559,6 +559,7 @@ TEST_F(SameFileTest, PathsThatWouldMakeOneFile_AreTheSame) {
 TEST_F(SameFileTest, NamesInTheWorkingFolder_AreComparedThere) {
   std::filesystem::current_path(folder.Path());
   EXPECT_TRUE(IsSameFile("new", "./new"));
+  EXPECT_TRUE(IsSameFile("./new", "new"));
   EXPECT_TRUE(IsSameFile("new", Path("new")));
   EXPECT_FALSE(IsSameFile("new", "newer"));
   WriteText("new.12345678.new", "");
