@@ -753,7 +753,8 @@ TEST_F(VerdictTest, Runs_AtTheSameTime_GoOneByOne) {
   Recorder();
   Background second(
       {"sh", "-c", "exec \"$0\" run -- touch /mnt/second 2>/mnt/said", VerdictProgram()});
-  while (ReadFile("/mnt/said").value_or("").empty()) {
+  // At most a minute.
+  for (int i = 0; i < 12000 && ReadFile("/mnt/said").value_or("").empty(); ++i) {
     usleep(5000);
   }
   EXPECT_EQ(ReadFile("/mnt/said"), "vam-verdict: another run is under way; waiting for its end\n");
