@@ -17,8 +17,7 @@ namespace {
 static_assert(!std::is_copy_constructible_v<Replay>);
 static_assert(!std::is_copy_assignable_v<Replay>);
 
-/// A recording of one thread that asks for settings, each of which has the number of its call as
-/// its value.
+/// Recordings that ask for settings, each of which has the number of its call as its value.
 class ReplayTest : public ::testing::Test {
  protected:
   static RecordedCall CallOf(std::uint32_t number, const char* key) {
