@@ -114,8 +114,11 @@ std::string FindExecutable(const char* name) {
     if (isExecutable(file)) {
       return file;
     }
-    // A file that cannot be executed tells more than that there is no other.
-    error = errno == EACCES ? EACCES : error;
+    // A file that cannot be executed tells more than that there is no other. A folder that the
+    // caller may not search tells nothing.
+    if (errno == EACCES && faccessat(AT_FDCWD, file.c_str(), F_OK, AT_EACCESS) == 0) {
+      error = EACCES;
+    }
     if (folder[length] == '\0') {
       break;
     }

@@ -93,6 +93,22 @@ TEST_F(ExecutableTest, OtherName_IsSearchedInPath) {
   EXPECT_EQ(Find("none"), kMissing) << "what is no folder of PATH holds nothing";
 }
 
+TEST_F(ExecutableTest, FolderThatCannotBeSearched_HoldsNothing) {
+  const std::string program = Write("private/program", "");
+  const std::string locked = folder + "/private";
+  ASSERT_EQ(chmod(locked.c_str(), 0), 0);
+  setenv("PATH", (locked + ":" + folder).c_str(), 1);
+  // Root searches everything, so nobody tries.
+  const uid_t user = geteuid();
+  ASSERT_TRUE(user != 0 || seteuid(65534) == 0);
+  const std::string missing = Find("program");
+  const std::string forbidden = Find(program);
+  ASSERT_TRUE(user != 0 || seteuid(user) == 0);
+  ASSERT_EQ(chmod(locked.c_str(), 0700), 0);
+  EXPECT_EQ(missing, kMissing);
+  EXPECT_EQ(forbidden, kForbidden) << "a path says what is wrong with it";
+}
+
 TEST_F(ExecutableTest, EmptyFolderOfPath_IsTheWorkingFolder) {
   Write("program", "");
   fs::current_path(folder);
