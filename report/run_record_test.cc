@@ -95,6 +95,15 @@ TEST(RunRecordTest, Json_OfEverything_KeepsItsOrder) {
   EXPECT_EQ(RunRecordAsJson(Full()), kFullJson);
 }
 
+TEST(RunRecordTest, NewRecord_SaysThatNothingWasSeen) {
+  EXPECT_EQ(RunRecordAsJson(RunRecord()),
+            R"({"format":1,"boot_id":"","start":{"boot_time_ms":0,"wall_clock_ms":0},)"
+            R"("end":{"boot_time_ms":0,"wall_clock_ms":0},)"
+            R"("program":{"status":-1,"signal":null},"outcome":"interrupted","version":null,)"
+            R"("entries":[],"moved":[],"problems":[]})"
+            "\n");
+}
+
 TEST(RunRecordTest, Read_Everything_ComesBack) {
   RunRecord record;
   ASSERT_TRUE(ReadRunRecord(kFullJson, record));

@@ -24,6 +24,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::Eq;
+using ::testing::IsEmpty;
 using ::testing::Optional;
 
 constexpr char kOkFile[] = "/tmp/VAM_OK";
@@ -152,6 +153,7 @@ TEST_F(StatusFiles, Files_NotToBeOpened_LoseTheEntrySilently) {
   WriteToVamOkFile("lost", false);
   WriteToErrorFile("lost", 1);
   WriteToErrorFile("lost", 1, VamResult{2, 3});
+  EXPECT_THAT(writes, IsEmpty());
   EXPECT_EQ(rmdir(kOkFile), 0);
   EXPECT_EQ(rmdir(kErrorFile), 0);
 }
