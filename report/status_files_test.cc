@@ -2,9 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -233,11 +231,7 @@ TEST_F(StatusFiles, FileExists_AnyPath_IsWhetherAStatSucceeds) {
 /// Ends the process with 0 when the file does not exist for somebody who may not search every
 /// folder, as root may.
 [[noreturn]] void LookWithoutPrivileges(const std::string& path) {
-  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-  if (syscall(SYS_capset, &header, none) != 0) {
-    _exit(2);
-  }
+  vam::GiveUpPrivileges();
   _exit(fileExists(path) ? 1 : 0);
 }
 

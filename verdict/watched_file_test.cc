@@ -101,6 +101,15 @@ TEST_F(WatchedFileTest, FileWithOtherPermissions_IsNotTaken) {
   EXPECT_EQ(WrittenBy([] { chmod(kFile, 0600); }), std::nullopt);
 }
 
+TEST_F(WatchedFileTest, FolderThatMayNotBeRead_IsSearched) {
+  ASSERT_EQ(chmod("/tmp", 0311), 0);
+  const auto watchWithoutPrivileges = [this] {
+    GiveUpPrivileges();
+    _exit(WrittenBy([] { Write(kFile, "text"); }) == "text" ? 0 : 1);
+  };
+  EXPECT_EXIT(watchWithoutPrivileges(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(WatchedFileTest, Added_IsWhatFollowsTheOldEnd) {
   Write(kFile, "old\n");
   EXPECT_EQ(WrittenBy([] { Append(kFile, "new\n"); }, true), "new\n");

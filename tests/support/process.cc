@@ -1,7 +1,9 @@
 #include "tests/support/process.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -102,6 +104,14 @@ std::optional<std::string> ReadFile(const std::string& path) {
 
 void WriteFile(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
+}
+
+void GiveUpPrivileges() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+  if (syscall(SYS_capset, &header, none) != 0) {
+    throw std::runtime_error(std::string("privileges stay: ") + std::strerror(errno));
+  }
 }
 
 }  // namespace vam

@@ -42,6 +42,10 @@ struct Output {
 /// Makes `path` a file of `bytes`.
 void WriteFile(const std::string& path, const std::string& bytes);
 
+/// Gives up, until this process ends, what lets root pass by the permissions of files. Throws
+/// std::runtime_error when that is refused.
+void GiveUpPrivileges();
+
 }  // namespace vam
 
 #endif  // TESTS_SUPPORT_PROCESS_H_
