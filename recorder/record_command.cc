@@ -56,7 +56,7 @@ constexpr char kHelp[] =
 }
 
 int Print(const char* text) {
-  if (std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0) {
+  if (std::fputs(text, stdout) != EOF && std::fflush(stdout) == 0) {
     return 0;
   }
   return Tell("standard output cannot be written: %s", std::strerror(errno));

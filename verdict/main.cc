@@ -72,7 +72,7 @@ void Tell(const vam::Request& request, Priority priority, const char* text) {
 
 /// Prints `text` and returns `status`; kOutputLost when it could not be written.
 int Print(const vam::Request& request, const std::string& text, int status) {
-  if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) {
+  if (std::fputs(text.c_str(), stdout) != EOF && std::fflush(stdout) == 0) {
     return status;
   }
   Tell(request, Priority::kError,
