@@ -3,18 +3,22 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -193,13 +197,36 @@ TEST_F(RecorderTest, OpeningThatFails_IsRecordedWithItsError) {
   EXPECT_EQ(CallsIn(Recording()), BoardsCalls());
 }
 
+/// A /dev that has /dev/null and, on the same file system, a folder.
+class PrivateDev {
+ public:
+  PrivateDev() {
+    const std::string dev = PrivateTmp::Folder() + "/dev";
+    fs::create_directories(dev);
+    const bool isMade =
+        mount("none", dev.c_str(), "tmpfs", 0, "mode=755") == 0 &&
+        mkdir((dev + "/folder").c_str(), 0755) == 0 &&
+        mknod((dev + "/null").c_str(), S_IFREG | 0644, 0) == 0 &&
+        mount("/dev/null", (dev + "/null").c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+        mount(dev.c_str(), "/dev", nullptr, MS_BIND | MS_REC, nullptr) == 0;
+    if (!isMade) {
+      throw std::runtime_error(std::string("no /dev: ") + std::strerror(errno));
+    }
+  }
+  ~PrivateDev() { umount2("/dev", MNT_DETACH); }
+  PrivateDev(const PrivateDev&) = delete;
+  PrivateDev& operator=(const PrivateDev&) = delete;
+};
+
 TEST_F(RecorderTest, OtherFileThanTheNode_IsNotRecorded) {
   const std::string same = PrivateTmp::Folder() + "/zelkshield";
   WriteFile(same, "");
   const std::string deep = "/dev/" + std::string(4096, '.') + "/zelkshield";
+  const PrivateDev dev;
   for (const Words& program : {Words{VAM_NODE_PROBE, same, "open", "fopen"},
                                {VAM_NODE_PROBE, "/dev/xzelkshield", "open", "fopen"},
                                {VAM_NODE_PROBE, "/dev/zelkshield2", "open", "fopen"},
+                               {VAM_NODE_PROBE, "/dev/folder/zelkshield", "open", "fopen"},
                                {VAM_NODE_PROBE, "zelkshield", "open", "fopen"},
                                {VAM_NODE_PROBE, "kshield", "open"},
                                {VAM_NODE_PROBE, "", "open"},
@@ -449,8 +476,8 @@ TEST_F(RecorderTest, ChildrenAfterForkAndExec_GoIntoTheSameRecording) {
 TEST_F(RecorderTest, NodeFromBeforeTheRecording_IsRecordedFromThereOn) {
   const Output output =
       Capture(OnBoard("update-needed",
-                      {"/bin/sh", "-c",
-                       R"(exec "$0" -o "$1" -- "$2" /dev/zelkshield use-3 3<>/dev/zelkshield)",
+                      {"/bin/bash", "-c",
+                       R"(exec "$0" -o "$1" -- "$2" /dev/zelkshield use-12 12<>/dev/zelkshield)",
                        VAM_RECORD_PROGRAM, File(), VAM_NODE_PROBE}),
               BoardEnvironment());
   EXPECT_EQ(output.standardOutput, "inherited: flag 1\n");
