@@ -2,6 +2,7 @@
 // all others pass, the program ends with the status that ctest reports as not run.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 
@@ -14,6 +15,8 @@ constexpr int kNotRun = 77;
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
+  // Where a user's own mask takes more, what a test makes would be hidden from others.
+  umask(022);
   const int status = RUN_ALL_TESTS();
   const int skipped = testing::UnitTest::GetInstance()->skipped_test_count();
   if (status != 0 || skipped == 0) {
