@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cstddef>
@@ -78,6 +79,20 @@ TEST_F(BoardExploreTest, UpdateTool_UnderSampledFaults_BreaksNoRule) {
     }
   }
   EXPECT_GT(ended, 4);
+}
+
+TEST_F(BoardExploreTest, Runs_LeaveNoCoreFiles) {
+  rlimit size;
+  ASSERT_EQ(getrlimit(RLIMIT_CORE, &size), 0);
+  if (size.rlim_max == 0) {
+    GTEST_SKIP() << "core files are forbidden here";
+  }
+  const rlimit most = {size.rlim_max, size.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_CORE, &most), 0);
+  const Output output = Explore({"--sample", "5", "--seed", "1"},
+                                Planted("[ \"$(ulimit -c)\" = 0 ] || exit 3\n\"$tool\"\n"));
+  ASSERT_EQ(setrlimit(RLIMIT_CORE, &size), 0);
+  EXPECT_EQ(output.status, 0) << output.standardError;
 }
 
 TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {

@@ -1,6 +1,7 @@
 #include "simulator/exploring/exploration.h"
 
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -196,6 +197,15 @@ pid_t StartWorker(Reports& reports, const std::function<void()>& work) {
   _exit(status);
 }
 
+/// Keeps the kernel from writing core files for this process and those that it starts.
+void ForbidCoreFiles() {
+  rlimit size;
+  if (getrlimit(RLIMIT_CORE, &size) == 0) {
+    size.rlim_cur = 0;
+    setrlimit(RLIMIT_CORE, &size);
+  }
+}
+
 /// Returns one moment of each kind at each place.
 std::vector<std::size_t> OneOfEachKind(const std::vector<Moment>& moments) {
   std::set<std::pair<std::string, std::string>> seen;
@@ -269,6 +279,8 @@ SingleRun RunWithoutFault(const Scene& scene) {
 
 Exploration Explore(const Scene& scene, const ExplorationPlan& plan) {
   RemoveLeftOverFolders(kFolders, FolderPlace::kMemory);
+  // A core file of a run that a fault ended would pass for a file that the program touched.
+  ForbidCoreFiles();
   const SingleRun clean = RunWithoutFault(scene);
   Scene wholeScene = scene;
   wholeScene.boardText = kWholeBoard;

@@ -57,7 +57,8 @@ struct ExplorationPlan {
 };
 
 /// Explores `scene` on all processors. Throws std::runtime_error, with a line for the user, when
-/// the run without a fault breaks a rule, or a run has trouble of the rig's own.
+/// the run without a fault breaks a rule, or a run has trouble of the rig's own. From then on this
+/// process and those that it starts leave no core files.
 [[nodiscard]] Exploration Explore(const Scene& scene, const ExplorationPlan& plan);
 
 /// Returns the board of `scene` with the faults of `run`, as a board file.
