@@ -39,7 +39,6 @@ std::string InDecimal(std::int64_t value) {
 std::string InHexadecimal(const void* bytes, std::size_t count) {
   const auto* byte = static_cast<const std::uint8_t*>(bytes);
   std::string text;
-  text.reserve(2 * count);
   for (std::size_t i = 0; i < count; ++i) {
     text += kDigits[byte[i] >> 4];
     text += kDigits[byte[i] & 0xF];
