@@ -114,6 +114,17 @@ TEST_F(BoardLauncherTest, ProgramThatCannotBeStarted) {
   ExpectNothingLeft();
 }
 
+TEST_F(BoardLauncherTest, ProgramThatTheKernelRefuses) {
+  const std::string interpreter = Write("interpreter", "#!/nowhere/interpreter\n");
+  const std::string script = Write("script", "#!" + interpreter + "\n");
+  for (const std::string& file : {interpreter, script}) {
+    fs::permissions(file, fs::perms::owner_all);
+  }
+  ExpectRefused(Launch({"run", "--board", "no-vam", "--", script}), 127,
+                "vam-board: " + script + ": cannot be run: No such file or directory");
+  ExpectNothingLeft();
+}
+
 TEST_F(BoardLauncherTest, ProgramThatIsNotInPath) {
   fs::create_directories(Path("folder/program"));
   fs::create_directory(Path("other"));
