@@ -152,6 +152,15 @@ TEST_F(TroubleTest, ProgramThatUsesUpItsDescriptors_StopsTheRun) {
   EXPECT_EQ(ReadFile(State() + "/VAM_FAIL"), std::nullopt);
 }
 
+TEST_F(TroubleTest, DescriptorsUsedUpBeforeTheFirstCall_StopTheRun) {
+  const Output output =
+      Capture(OnBoard("update-needed", {VAM_TEE_PROBE, "use-up-descriptors", "temporary"}, State()),
+              BoardEnvironment());
+  EXPECT_EQ(output.status, kRigFailed);
+  EXPECT_THAT(output.standardError, StartsWith("vam-board: "));
+  EXPECT_THAT(output.standardError, HasSubstr("Too many open files"));
+}
+
 TEST_F(TroubleTest, EveryProgramOfTheRun_EndsWithIt) {
   const Output output =
       RunShell("(setsid sh -c 'sleep 20; echo apart' &); sleep 20 & rm " + State() +

@@ -3,6 +3,7 @@
 // Usage: tee_probe ACTION...
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -231,6 +232,15 @@ void Descriptors() {
   std::printf("%d %d\n", first, second);
 }
 
+/// Leaves no descriptor to open.
+void UseUpDescriptors() {
+  // Some machines allow as many as the memory holds.
+  const rlimit few = {64, 64};
+  setrlimit(RLIMIT_NOFILE, &few);
+  while (open("/dev/null", O_RDONLY) >= 0) {
+  }
+}
+
 void CloseAll() {
   constexpr int kMany = 1024;
   for (int descriptor = STDERR_FILENO + 1; descriptor < kMany; ++descriptor) {
@@ -264,6 +274,7 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"killed", &Killed},
       {"close-all", &CloseAll},
       {"descriptors", &Descriptors},
+      {"use-up-descriptors", &UseUpDescriptors},
       {"make-room", [] { unlink("/tmp/room"); }},
   };
   return kActions;
