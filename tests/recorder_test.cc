@@ -399,9 +399,11 @@ TEST_F(RecorderTest, Cancellation_IsRecordedInItsThread) {
 }
 
 TEST_F(RecorderTest, MemoryForInput_IsRecordedOnlyBeforeTheCall) {
-  RecordOnBoard("update-needed", {VAM_TEE_PROBE, "input-part"});
-  const std::string line = LinesWith("TEEC_InvokeCommand", Recording());
-  EXPECT_THAT(line, AllOf(HasSubstr(R"("before":"0707)"), Not(HasSubstr("after"))));
+  for (const char* action : {"input-part", "input-whole"}) {
+    RecordOnBoard("update-needed", {VAM_TEE_PROBE, action});
+    const std::string line = LinesWith("TEEC_InvokeCommand", Recording());
+    EXPECT_THAT(line, AllOf(HasSubstr(R"("before":"0707)"), Not(HasSubstr("after")))) << action;
+  }
 }
 
 TEST_F(RecorderTest, MemoryOfAKeyCommand_IsWithheldUnlessAskedFor) {

@@ -68,11 +68,11 @@ void InvokeOnTemporary(std::uint32_t command) {
   std::printf("\n");
 }
 
-void Registered(std::uint32_t type) {
+void Registered(std::uint32_t type, std::uint32_t flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT) {
   Connection connection;
   TEEC_SharedMemory memory = {};
   memory.size = kBlock;
-  memory.flags = TEEC_MEM_INPUT | TEEC_MEM_OUTPUT;
+  memory.flags = flags;
   TEEC_AllocateSharedMemory(&connection.context, &memory);
   auto* bytes = static_cast<unsigned char*>(memory.buffer);
   std::memset(bytes, 7, kBlock);
@@ -261,6 +261,7 @@ const std::map<std::string, std::function<void()>>& Actions() {
       {"part", [] { Registered(TEEC_MEMREF_PARTIAL_INOUT); }},
       {"input-part", [] { Registered(TEEC_MEMREF_PARTIAL_INPUT); }},
       {"whole", [] { Registered(TEEC_MEMREF_WHOLE); }},
+      {"input-whole", [] { Registered(TEEC_MEMREF_WHOLE, TEEC_MEM_INPUT); }},
       {"own-memory", &OwnMemory},
       {"cancelled", &Cancelled},
       {"values", &Values},
