@@ -83,6 +83,9 @@ refuses 2 "give --sample too" --seed 1 room
 refuses 2 "rooms is no folder of this project" rooms
 refuses 2 "../room is no folder of this project" ../room
 refuses 2 "tests has no code" tests
+# No quick test asks for this: it would notice each change of the list.
+"$source/scripts/mutants" --check-list || exit 1
+
 # A list of changes without effect that does not fit the code is refused.
 list=tests/changes_without_effect.txt
 # refuses_list WORDS SED-COMMAND
