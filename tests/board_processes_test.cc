@@ -269,7 +269,7 @@ TEST(PowerCutTest, EndsEveryProgramOfTheRun) {
   // One sibling in the program's group, one in a session of its own whose parent has ended.
   const Output output =
       Capture(OnBoard("power-cut-during-update",
-                      Shell("sleep 20 & (setsid sh -c 'sleep 20; echo apart' &) ; '" +
+                      Shell("sleep 1000 & (setsid sh -c 'sleep 1000; echo apart' &) ; '" +
                             UpdateTool() + "' >/dev/null; echo survived")),
               BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGKILL);

@@ -163,7 +163,7 @@ TEST_F(TroubleTest, DescriptorsUsedUpBeforeTheFirstCall_StopTheRun) {
 
 TEST_F(TroubleTest, EveryProgramOfTheRun_EndsWithIt) {
   const Output output =
-      RunShell("(setsid sh -c 'sleep 20; echo apart' &); sleep 20 & rm " + State() +
+      RunShell("(setsid sh -c 'sleep 1000; echo apart' &); sleep 1000 & rm " + State() +
                "/chip.memory; \"$1\" get-info >/dev/null 2>&1; echo survived");
   EXPECT_EQ(output.status, kRigFailed);
   EXPECT_EQ(output.standardOutput, "");
