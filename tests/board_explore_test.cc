@@ -92,7 +92,8 @@ TEST_F(BoardExploreTest, Runs_LeaveNoCoreFiles) {
   const Output output = Explore({"--sample", "5", "--seed", "1"},
                                 Planted("[ \"$(ulimit -c)\" = 0 ] || exit 3\n\"$tool\"\n"));
   ASSERT_EQ(setrlimit(RLIMIT_CORE, &size), 0);
-  EXPECT_EQ(output.status, 0) << output.standardError;
+  EXPECT_EQ(output.standardError, "vam-board: the seed is 1\n")
+      << "the run without a fault is refused where it allows core files";
 }
 
 TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {
