@@ -81,19 +81,19 @@ class ReplyReader {
 
   /// Returns whether the request was put and the command succeeded; the code tells why not.
   bool Succeeded(std::int64_t& code) {
-    bool invoked = false;
-    for (; next != end && !invoked; ++next) {
-      const JournalCall& call = **next;
+    // A command that was never sent has no answer.
+    code = kNoData;
+    while (next != end) {
+      const JournalCall& call = **next++;
       if (call.call == PlatformCall::kPutInt && !call.members.at("result").get<bool>()) {
-        code = kNoData;
         return false;
       }
       if (call.call == PlatformCall::kInvokeCommand) {
-        invoked = true;
         code = Number(call.members, "result");
+        return code == 0;
       }
     }
-    return invoked && code == 0;
+    return false;
   }
 
   std::optional<std::string> Blob() {

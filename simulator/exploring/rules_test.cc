@@ -16,6 +16,7 @@
 namespace vam {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -76,6 +77,20 @@ TEST(RulesTest, OkFile_ThoughTheChipDoesNotRunTheImage_IsFound) {
   EXPECT_THAT(Broken(run), ElementsAre(StartsWith("VAM_OK is true")));
   run.answersChanged = true;
   EXPECT_THAT(Broken(run), IsEmpty());
+}
+
+TEST(RulesTest, OkFile_ThoughARequestWasNotSent_IsFound) {
+  for (int sent = 0; sent < 4; ++sent) {
+    Evidence run = Verified();
+    auto& calls = run.journal.calls;
+    int invoked = 0;
+    calls.erase(std::find_if(calls.begin(), calls.end(), [&](const JournalCall& each) {
+      return each.call == PlatformCall::kInvokeCommand && invoked++ == sent;
+    }));
+    EXPECT_THAT(BrokenByTheUpdateTool(run),
+                Contains(StartsWith("each run is one row of the outcomes")))
+        << sent;
+  }
 }
 
 TEST(RulesTest, VerifiedRun_WithoutItsOkFile_IsFound) {
