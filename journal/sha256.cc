@@ -1,8 +1,10 @@
 #include "journal/sha256.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "journal/journal_text.h"
@@ -59,9 +61,7 @@ void Compress(std::uint32_t (&state)[kWords], const std::uint8_t* block) {
     v[4] += first;
     v[0] = first + second;
   }
-  for (std::size_t i = 0; i < kWords; ++i) {
-    state[i] += v[i];
-  }
+  std::transform(v, v + kWords, state, state, std::plus<>());
 }
 
 void PutBigEndian(std::uint64_t number, std::size_t size, std::uint8_t* bytes) {

@@ -14,6 +14,7 @@
 #include <unistd.h>
 #include <unwind.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -41,30 +42,28 @@ Function* NextSymbol(const char* name) {
 
 /// Code of one kind in this process.
 struct CodeRanges {
-  static constexpr std::size_t kMost = 64;
-  struct {
+  struct Range {
     std::uintptr_t start;
     std::uintptr_t end;
-  } ranges[kMost] = {};
+  };
+  static constexpr std::size_t kMost = 64;
+  Range ranges[kMost] = {};
   std::size_t count = 0;
 
   void Add(const dl_phdr_info& object) {
-    for (int i = 0; i < object.dlpi_phnum; ++i) {
-      const ElfW(Phdr)& segment = object.dlpi_phdr[i];
-      if (segment.p_type == PT_LOAD && (segment.p_flags & PF_X) != 0 && count < kMost) {
-        const std::uintptr_t start = object.dlpi_addr + segment.p_vaddr;
-        ranges[count++] = {start, start + segment.p_memsz};
+    const ElfW(Phdr)* const end = object.dlpi_phdr + object.dlpi_phnum;
+    for (const ElfW(Phdr)* segment = object.dlpi_phdr; segment != end; ++segment) {
+      if (segment->p_type == PT_LOAD && (segment->p_flags & PF_X) != 0 && count < kMost) {
+        const std::uintptr_t start = object.dlpi_addr + segment->p_vaddr;
+        ranges[count++] = {start, start + segment->p_memsz};
       }
     }
   }
 
   bool Has(std::uintptr_t address) const {
-    for (std::size_t i = 0; i < count; ++i) {
-      if (address >= ranges[i].start && address < ranges[i].end) {
-        return true;
-      }
-    }
-    return false;
+    return std::any_of(ranges, ranges + count, [address](const Range& range) {
+      return address >= range.start && address < range.end;
+    });
   }
 };
 
