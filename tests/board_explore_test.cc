@@ -233,6 +233,26 @@ TEST_F(BoardExploreTest, EverySingleFault_IsTriedOnABoardWhereLittleHappens) {
   }
 }
 
+TEST_F(BoardExploreTest, PairWhoseSecondFaultIsNotReached_IsNoRun) {
+  const Output output =
+      Explore({"--pairs", "--sample", "100", "--seed", "1", "--json"}, UpdateTool(), "no-vam");
+  EXPECT_EQ(output.status, 0);
+  const Json results = Json::parse(output.standardOutput);
+  EXPECT_GT(results["withoutEffect"], 0);
+  EXPECT_EQ(results["runs"].get<int>() + results["withoutEffect"].get<int>(), 100);
+  for (const Json& kind : results["kinds"]) {
+    EXPECT_NE(kind["kind"], "signal after a call and full folder of the status files")
+        << "a status file is written after the last call";
+  }
+}
+
+TEST_F(BoardExploreTest, FolderOfAKilledExploration_IsRemoved) {
+  const std::string left = PrivateTmp::Folder() + "/vam-explore-AbCd12";
+  std::filesystem::create_directories(left + "/tmp");
+  EXPECT_EQ(Explore({"--sample", "1", "--seed", "1"}, UpdateTool(), "no-vam").status, 0);
+  EXPECT_FALSE(std::filesystem::exists(left));
+}
+
 TEST_F(BoardExploreTest, FreshSeed_IsShownAndCanBeGivenAgain) {
   const Output fresh = Explore({"--sample", "3", "--json"}, UpdateTool(), "no-vam");
   std::smatch seed;

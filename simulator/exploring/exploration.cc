@@ -210,9 +210,9 @@ void ForbidCoreFiles() {
 std::vector<std::size_t> OneOfEachKind(const std::vector<Moment>& moments) {
   std::set<std::pair<std::string, std::string>> seen;
   std::vector<std::size_t> chosen;
-  for (std::size_t i = 0; i < moments.size(); ++i) {
-    if (seen.emplace(moments[i].kind, moments[i].place).second) {
-      chosen.push_back(i);
+  for (const Moment& moment : moments) {
+    if (seen.emplace(moment.kind, moment.place).second) {
+      chosen.push_back(static_cast<std::size_t>(&moment - moments.data()));
     }
   }
   return chosen;

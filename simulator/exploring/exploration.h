@@ -48,10 +48,10 @@ struct Exploration {
 
 struct ExplorationPlan {
   /// Every pair of faults instead of every single one.
-  bool pairs = false;
+  bool pairs;
   /// So many runs, chosen by the seed; 0: all.
-  std::size_t sample = 0;
-  std::uint64_t seed = 0;
+  std::size_t sample;
+  std::uint64_t seed;
   /// Is called with how many runs of how many have ended.
   std::function<void(std::size_t ended, std::size_t all)> progress;
 };

@@ -16,7 +16,6 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include "interface/trusted_application.h"
@@ -60,43 +59,56 @@ void Write(const std::string& path, const std::string& bytes) {
   }
 }
 
+/// A stream of this process that leads to a file for as long as the object lives.
+class LedStream {
+ public:
+  LedStream(int ledStream, const std::string& path) : stream(ledStream) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+    if (file == -1) {
+      throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
+    }
+    before = fcntl(stream, F_DUPFD_CLOEXEC, 3);
+    dup2(file, stream);
+    close(file);
+  }
+  ~LedStream() {
+    dup2(before, stream);
+    close(before);
+  }
+  LedStream(const LedStream&) = delete;
+  LedStream& operator=(const LedStream&) = delete;
+
+ private:
+  int stream;
+  int before;
+};
+
 /// The program's output streams, its working folder and the signals that it takes, for as long as
 /// the object lives.
 class Surroundings {
  public:
-  explicit Surroundings(const std::string& folder) : workingFolder(fs::current_path()) {
+  explicit Surroundings(const std::string& folder)
+      : output(STDOUT_FILENO, folder + "/console"),
+        complaints(STDERR_FILENO, folder + "/complaints"),
+        workingFolder(fs::current_path()) {
     // A run leaves signals blocked, which the program of the next one would inherit.
     sigprocmask(SIG_BLOCK, nullptr, &blocked);
     fs::create_directory(folder + "/work");
-    Lead(STDOUT_FILENO, folder + "/console");
-    Lead(STDERR_FILENO, folder + "/complaints");
     fs::current_path(folder + "/work");
   }
   ~Surroundings() {
     std::error_code ignored;
     fs::current_path(workingFolder, ignored);
-    for (const auto& [stream, kept] : before) {
-      dup2(kept, stream);
-      close(kept);
-    }
     sigprocmask(SIG_SETMASK, &blocked, nullptr);
   }
   Surroundings(const Surroundings&) = delete;
   Surroundings& operator=(const Surroundings&) = delete;
 
  private:
-  void Lead(int stream, const std::string& path) {
-    before.emplace_back(stream, fcntl(stream, F_DUPFD_CLOEXEC, 3));
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
-    if (file < 0 || dup2(file, stream) < 0) {
-      throw std::runtime_error(path + ": cannot be written: " + std::strerror(errno));
-    }
-    close(file);
-  }
-
+  LedStream output;
+  LedStream complaints;
   fs::path workingFolder;
   sigset_t blocked;
-  std::vector<std::pair<int, int>> before;
 };
 
 bool ChipRunsImage(const std::string& state) {

@@ -126,6 +126,21 @@ TEST_F(SingleRunTest, FaultOfTheBoardItself_NeedNotFire) {
   EXPECT_FALSE(Run("true", "[[fault]]\ncall = \"open\"\nresult = \"EBUSY\"\n").allFired);
 }
 
+TEST_F(SingleRunTest, FileThatCannotBeWritten_IsNamed) {
+  for (const std::string name : {"console", "complaints", "journal"}) {
+    static_cast<void>(Run("true"));
+    const std::string path = folder.Path() + "/" + name;
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    try {
+      static_cast<void>(RunAgain(scene, folder.Path(), nullptr));
+      ADD_FAILURE() << name;
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(error.what(), path + ": cannot be written: Is a directory");
+    }
+  }
+}
+
 TEST_F(SingleRunTest, TroubleOfTheRig_IsThrown) {
   try {
     static_cast<void>(Run("rm -r \"$VAM_BOARD_RUN/board.toml\"; : </dev/zelkshield"));
