@@ -25,7 +25,7 @@ constexpr int kMarkings = 1200;
 constexpr int kBetweenMarkings = 1;
 
 Descriptor OpenFolder(const std::string& path) {
-  return Descriptor(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return Descriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
 }
 
 bool IsSame(const timespec& one, const timespec& other) {

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "report/run_record.h"
+#include "tests/support/planned_calls.h"
 #include "tests/support/private_tmp.h"
 #include "tests/support/process.h"
 
@@ -127,11 +128,10 @@ TEST_F(WatchedFileTest, Added_ToAFileThatWasReplaced_IsAll) {
 }
 
 TEST_F(WatchedFileTest, Text_ThatIsTooLong_LosesItsStart) {
-  const std::string text = "start" + std::string(kLongestStatus, 'x');
-  EXPECT_EQ(WrittenBy([&] { Write(kFile, text); }), std::string(kLongestStatus, 'x'));
+  const std::string longest(8192, 'x');
+  EXPECT_EQ(WrittenBy([&] { Write(kFile, "start" + longest); }), longest);
   EXPECT_EQ(record.problems, std::vector<std::string>{"/tmp/FILE: only its end was read"});
-  EXPECT_EQ(WrittenBy([&] { Append(kFile, std::string(kLongestStatus, 'y')); }, true),
-            std::string(kLongestStatus, 'y'));
+  EXPECT_EQ(WrittenBy([&] { Append(kFile, longest); }, true), longest);
   EXPECT_TRUE(record.problems.empty());
 }
 
@@ -245,6 +245,21 @@ TEST_F(WatchedFileTest, Foreign_ThatCannotBeMoved_IsAProblemAndNotBelieved) {
                 "/tmp/FILE is a file of user 65534 and cannot be moved: Device or resource busy",
                 "/tmp/FILE is not believed: somebody else put it there"}));
   umount2(kFile, MNT_DETACH);
+}
+
+TEST_F(WatchedFileTest, Foreign_ThatComesBack_IsMovedThreeTimes) {
+  const auto put = [] { ASSERT_EQ(mkdir(kFile, 0755), 0); };
+  put();
+  PlannedCalls calls;
+  for (int i = 0; i < 3; ++i) {
+    calls.After(put);
+  }
+  EXPECT_EQ(WrittenBy([] {}), std::nullopt);
+  EXPECT_EQ(record.moved.size(), 3U);
+  EXPECT_EQ(record.problems,
+            (std::vector<std::string>{
+                "/tmp/FILE is a folder of user 0 and cannot be moved: it comes back",
+                "/tmp/FILE is not believed: somebody else put it there"}));
 }
 
 TEST_F(WatchedFileTest, Foreign_DuringTheRun_IsNotBelieved) {

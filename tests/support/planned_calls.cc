@@ -20,6 +20,7 @@ namespace {
 
 struct PlannedCall {
   std::function<void(int)> before;
+  std::function<void()> after;
   int error = 0;
   std::size_t most = std::numeric_limits<std::size_t>::max();
   int denied = 0;
@@ -141,6 +142,20 @@ ssize_t WrappedRead(int descriptor, void* bytes, size_t size) {
                        [&] { return RealRead(descriptor, bytes, std::min(size, planned.most)); });
 }
 
+int RealRenameat(int oldFolder, const char* oldName, int newFolder,
+                 const char* newName) __asm__("__real_renameat");
+int WrappedRenameat(int oldFolder, const char* oldName, int newFolder,
+                    const char* newName) __asm__("__wrap_renameat");
+int WrappedRenameat(int oldFolder, const char* oldName, int newFolder, const char* newName) {
+  const PlannedCall planned = Next("renameat", oldFolder);
+  const int result =
+      Make<int>(planned, [=] { return RealRenameat(oldFolder, oldName, newFolder, newName); });
+  if (planned.after) {
+    planned.after();
+  }
+  return result;
+}
+
 ssize_t RealWrite(int descriptor, const void* bytes, size_t size) __asm__("__real_write");
 ssize_t WrappedWrite(int descriptor, const void* bytes, size_t size) __asm__("__wrap_write");
 ssize_t WrappedWrite(int descriptor, const void* bytes, size_t size) {
@@ -178,6 +193,12 @@ void PlannedCalls::Before(const std::string& function, std::function<void(int)> 
   PlannedCall call;
   call.before = std::move(happens);
   Plans()[function].push_back(call);
+}
+
+void PlannedCalls::After(std::function<void()> happens) {
+  PlannedCall call;
+  call.after = std::move(happens);
+  Plans()["renameat"].push_back(call);
 }
 
 void PlannedCalls::Deny(int rights) {
