@@ -11,6 +11,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,15 @@ TEST_F(BoardExploreTest, SameSeed_GivesTheSameResults) {
   const Output first = Explore(options, UpdateTool());
   EXPECT_EQ(first.status, 0);
   EXPECT_EQ(Explore(options, UpdateTool()).standardOutput, first.standardOutput);
+}
+
+TEST_F(BoardExploreTest, SampleOfOne_CanBeAnyRun) {
+  std::set<std::string> kinds;
+  for (const char* seed : {"1", "2", "3", "4", "5", "6", "7", "8"}) {
+    const Output output = Explore({"--sample", "1", "--seed", seed, "--json"}, UpdateTool());
+    kinds.insert(Json::parse(output.standardOutput)["kinds"].dump());
+  }
+  EXPECT_GT(kinds.size(), 2U);
 }
 
 TEST_F(BoardExploreTest, OkFile_WrittenInAnyCase_IsFound) {

@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -33,10 +32,8 @@ bool Receive(int line, StartRequest& request, int (&descriptors)[kMostDescriptor
   message.msg_iovlen = 1;
   message.msg_control = control;
   message.msg_controllen = sizeof control;
-  ssize_t size = 0;
-  do {
-    size = recvmsg(line, &message, MSG_CMSG_CLOEXEC);
-  } while (size < 0 && errno == EINTR);
+  // Before main there is no handler of a signal that could interrupt it.
+  const ssize_t size = recvmsg(line, &message, MSG_CMSG_CLOEXEC);
   const cmsghdr* head = CMSG_FIRSTHDR(&message);
   const int expected = request.hasOutput ? kMostDescriptors : 1;
   if (size != sizeof request || head == nullptr ||
