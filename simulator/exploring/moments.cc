@@ -189,14 +189,14 @@ class Enumeration {
     const Json& members = call.members;
     switch (call.call) {
       case PlatformCall::kPutInt:
-        mode = members.value("value", std::int64_t{0});
+        mode = members["value"];
         break;
       case PlatformCall::kInvokeCommand:
         Begin(members);
         break;
       case PlatformCall::kGetInt:
       case PlatformCall::kGetUint:
-        if (invocation.occurrence != 0 && members.value("result", false)) {
+        if (invocation.occurrence != 0 && members["result"] == true) {
           ++invocation.item;
           AddItemFaults(kNumberBytes);
           AddNumbers();
@@ -219,7 +219,7 @@ class Enumeration {
   void Begin(const Json& members) {
     const Json& command = members["command"];
     invocation = {};
-    if (command.is_object() && members["result"].value("number", 1U) == 0) {
+    if (command.is_object() && members["result"]["number"] == 0) {
       invocation.command = command.value("name", "");
       invocation.mode = mode;
       invocation.occurrence = ++invocations[{invocation.command, mode.value_or(-1)}];

@@ -108,8 +108,8 @@ class ReplyReader {
   /// Returns 0 where the number did not come.
   std::int64_t Count() {
     const JournalCall* call = Next(PlatformCall::kGetUint);
-    return call != nullptr && call->members.value("result", false)
-               ? call->members.value("value", std::int64_t{0})
+    return call != nullptr && call->members["result"] == true
+               ? call->members["value"].get<std::int64_t>()
                : 0;
   }
 
@@ -161,7 +161,7 @@ UpdateAnswer UpdateAnswerOf(const Calls& exchange) {
 
 std::int64_t InformationCodeOf(const Calls& exchange) {
   ReplyReader reply(exchange);
-  std::int64_t code = 0;
+  std::int64_t code = kNoData;
   if (!reply.Succeeded(code)) {
     return code;
   }
@@ -175,7 +175,7 @@ Answers AnswersOf(const RecordedRun& run) {
     if (call.call == PlatformCall::kOpen && members.value("descriptor", 0) == 0) {
       answers.probeEntry = "Open /dev/zelkshield failed with error: -1 \n";
     } else if (call.call == PlatformCall::kIoctl) {
-      const auto result = members.value("result", std::int64_t{0});
+      const auto result = members["result"].get<std::int64_t>();
       const bool hasFlag = members.contains("flag") && members["flag"].is_number();
       const std::int64_t flag = hasFlag ? members["flag"].get<std::int64_t>() : -1;
       if (result < 0) {
