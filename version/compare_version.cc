@@ -52,9 +52,9 @@ bool compareVersion(std::string first, std::string second) {
     vam::PrintLine("Size of versions diff!");
     return false;
   }
-  for (std::size_t offset = 0; offset < first.size();) {
-    const std::string_view substring = PieceAt(first, offset, kSubstringSeparator);
-    const std::string_view counterpart = PieceAt(second, offset, kSubstringSeparator);
+  for (std::size_t start = 0; start < first.size();) {
+    const std::string_view substring = PieceAt(first, start, kSubstringSeparator);
+    const std::string_view counterpart = PieceAt(second, start, kSubstringSeparator);
     if (substring.size() != counterpart.size()) {
       vam::PrintLine("SubString size diff!");
       return false;
@@ -62,7 +62,7 @@ bool compareVersion(std::string first, std::string second) {
     if (!CompareParts(substring, counterpart)) {
       return false;
     }
-    offset += substring.size() + 1;
+    start += substring.size() + 1;
   }
   return true;
 }

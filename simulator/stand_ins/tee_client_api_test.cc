@@ -336,6 +336,17 @@ TEST_F(TeecTest, OtherParameterTypes_AreRefusedByTheTrustedApplication) {
   ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
 }
 
+TEST_F(TeecTest, ReferenceToNoMemory_IsRefusedInEveryPlace) {
+  const std::uint32_t none = TEEC_NONE;
+  for (std::size_t place = 0; place < 4; ++place) {
+    std::uint32_t types[] = {none, none, none, none};
+    types[place] = TEEC_MEMREF_WHOLE;
+    operation.paramTypes = TEEC_PARAM_TYPES(types[0], types[1], types[2], types[3]);
+    operation.params[place].memref = {nullptr, 0, 0};
+    ExpectInvoke(TEEC_ERROR_BAD_PARAMETERS, kApi);
+  }
+}
+
 TEST_F(TeecTest, SessionThatWasNeverOpened_IsRefused) {
   TEEC_Session zero = {};
   TEEC_SharedMemory none = {};
