@@ -296,6 +296,24 @@ TEST_F(BoardReplayTest, MemoryOfAKeyCommand_IsWithheldAndKnownWhereItStaysAsItWa
   ExpectSameRun(program, recorded);
 }
 
+TEST_F(BoardReplayTest, CallsWithoutTheirArguments_AreAnsweredAsTheyWere) {
+  const std::vector<std::string> program = {VAM_TEE_PROBE, "null-arguments"};
+  const Output recorded = Record(program);
+  ExpectSameRun(program, recorded);
+  // The program has no place for the context that another TEE gave.
+  const std::string refused = R"(,"name":null,"result":{"number":4294901766,)"
+                              R"("name":"TEEC_ERROR_BAD_PARAMETERS"})";
+  std::string recording = ReadFile(Recording()).value_or("");
+  const std::size_t place = recording.find(refused);
+  ASSERT_NE(place, std::string::npos);
+  recording.replace(place, refused.size(),
+                    R"(,"name":null,"result":{"number":0,"name":"TEEC_SUCCESS"},"context":1)");
+  WriteFile(Recording(), recording);
+  const Output replayed = Replay(program);
+  EXPECT_EQ(replayed.status, 0);
+  EXPECT_EQ(replayed.standardError, recorded.standardError);
+}
+
 TEST_F(BoardReplayTest, StatusFiles_AreTheBoardsOwn) {
   (void)Record({UpdateTool()});
   const std::string state = PrivateTmp::Folder() + "/state";
