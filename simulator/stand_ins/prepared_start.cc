@@ -119,8 +119,9 @@ bool WaitForStart() {
     waitpid(between, nullptr, 0);
     const pid_t process = started;
     static_cast<void>(send(line, &process, sizeof process, MSG_NOSIGNAL));
-    for (int i = 0; i < (request.hasOutput ? kMostDescriptors : 1); ++i) {
-      close(descriptors[i]);
+    close(descriptors[0]);
+    if (request.hasOutput) {
+      close(descriptors[1]);
     }
   }
   _exit(0);
