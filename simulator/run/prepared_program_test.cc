@@ -84,6 +84,17 @@ TEST_F(PreparedProgramTest, Output_ThatIsClosed_IsClosedForTheProcess) {
   EXPECT_EQ(status, 0);
 }
 
+TEST_F(PreparedProgramTest, EachStart_HasTheSameDescriptors) {
+  PreparedProgram program({"/bin/ls", "/proc/self/fd"}, VAM_STAND_INS);
+  ASSERT_TRUE(program.IsReady());
+  EXPECT_EQ(Run(program), 0);
+  const std::string first = WhatWasSaid();
+  const pid_t withoutOutput = program.Start("/run-folder", -1);
+  ASSERT_EQ(waitpid(withoutOutput, nullptr, 0), withoutOutput);
+  EXPECT_EQ(Run(program), 0);
+  EXPECT_EQ(WhatWasSaid(), first);
+}
+
 TEST_F(PreparedProgramTest, WhatGetsNoPreloadedLibrary_IsNotReady) {
   const std::string script = folder.Path() + "/script";
   std::ofstream(script) << "#!/bin/sh\ntouch " + folder.Path() + "/ran\n";
