@@ -1,5 +1,6 @@
 #include "simulator/run/prepared_program.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -106,6 +107,13 @@ TEST_F(PreparedProgramTest, WhatGetsNoPreloadedLibrary_IsNotReady) {
   ASSERT_EQ(chmod(privileged.c_str(), 04755), 0);
   EXPECT_FALSE(PreparedProgram({privileged}, VAM_STAND_INS).IsReady());
   EXPECT_FALSE(ReadWholeFile(folder.Path() + "/ran"));
+}
+
+TEST_F(PreparedProgramTest, ProgramThatNamesNoLinker_IsNotReady) {
+  // The linker itself is such a program.
+  Dl_info linker;
+  ASSERT_NE(dladdr(dlsym(RTLD_DEFAULT, "_r_debug"), &linker), 0);
+  EXPECT_FALSE(PreparedProgram({linker.dli_fname, "/bin/true"}, VAM_STAND_INS).IsReady());
 }
 
 TEST_F(PreparedProgramTest, ProgramThatDoesNotWait_IsNotReady) {

@@ -48,7 +48,7 @@ std::optional<std::string> RecordedCall::Bytes(const std::string& name) const {
     return std::nullopt;
   }
   std::string bytes;
-  for (std::size_t i = 1; i + 1 < found->second.size(); i += 2) {
+  for (std::size_t i = 1; i < found->second.size(); i += 2) {
     bytes += static_cast<char>(std::stoi(found->second.substr(i, 2), nullptr, kHexadecimal));
   }
   return bytes;

@@ -64,7 +64,7 @@ std::uint32_t ThisThread() { return static_cast<std::uint32_t>(syscall(SYS_getti
 std::uint64_t ThisProcess() { return static_cast<std::uint64_t>(getpid()) << kProcessShift; }
 
 bool IsOfThisProcess(std::uint64_t player) {
-  return player != 0 && (player >> kProcessShift) == (ThisProcess() >> kProcessShift);
+  return (player >> kProcessShift) == (ThisProcess() >> kProcessShift);
 }
 
 /// Returns the threads of this process that are older than this one, but for the one that the
