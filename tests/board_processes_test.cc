@@ -124,6 +124,27 @@ bool Runs(pid_t process) { return fs::exists("/proc/" + std::to_string(process))
 
 void OwnGroup() { setpgid(0, 0); }
 
+/// Makes a group of this process and of many more that take no signal.
+void LargeGroup() {
+  OwnGroup();
+  for (int i = 0; i < 400; ++i) {
+    const pid_t between = fork();
+    if (between == 0) {
+      sigset_t all;
+      sigfillset(&all);
+      sigprocmask(SIG_BLOCK, &all, nullptr);
+      // The launcher waits for its children, which one of an ended process's is not.
+      if (fork() != 0) {
+        _exit(0);
+      }
+      while (true) {
+        pause();
+      }
+    }
+    waitpid(between, nullptr, 0);
+  }
+}
+
 class SignalTest : public ::testing::Test {
  protected:
   const PrivateTmp tmp;
@@ -143,6 +164,26 @@ TEST_F(SignalTest, SignalToTheGroup_ReachesTheProgramOnce) {
   EXPECT_EQ(launcher.ReadLine(), "TERM");
   EXPECT_EQ(launcher.ReadLine(), "");
   EXPECT_EQ(launcher.Status(), 0);
+}
+
+TEST_F(SignalTest, SignalToALargeGroup_ReachesTheProgramOnce) {
+  RunningLauncher launcher(OnNoVam({VAM_SIGNAL_PROBE}), &LargeGroup);
+  const pid_t group = launcher.Process();
+  EXPECT_EQ(launcher.ReadLine(), "ready");
+  // The launcher is among the last that get it, and still asks about the first when the second is
+  // under way.
+  for (int round = 0; round < 20; ++round) {
+    kill(-group, SIGINT);
+    EXPECT_EQ(launcher.ReadLine(), "INT");
+    kill(-group, SIGINT);
+    EXPECT_EQ(launcher.ReadLine(), "INT");
+    kill(-group, SIGHUP);
+    EXPECT_EQ(launcher.ReadLine(), "HUP") << round;
+  }
+  kill(launcher.Process(), SIGTERM);
+  EXPECT_EQ(launcher.ReadLine(), "TERM");
+  EXPECT_EQ(launcher.Status(), 0);
+  kill(-group, SIGKILL);
 }
 
 TEST_F(SignalTest, SignalToTheLauncher_ReachesTheProgramOnce) {

@@ -75,6 +75,9 @@ bool GroupWitness::Saw(int signal) const {
   // process does. Several that came in a row are one to each, but not the same one.
   while (Took(signal)) {
     saw = true;
+    // Another one may have reached the witness alone so far. The kernel gives a group its signal
+    // and changes a group one after the other, so that it then has reached this process too.
+    setpgid(0, getpgrp());
     TakePending(signal);
   }
   return saw;
