@@ -55,15 +55,16 @@ bool Watch(const Descriptor& events, const char* folder) {
 }  // namespace
 
 const char* WaitForRun(const char* folder, unsigned seconds) {
-  const std::int64_t deadline = MillisecondsOf(CLOCK_MONOTONIC) + std::int64_t{seconds} * 1000;
-  for (;;) {
+  // What the clock has of a millisecond is cut off: one more, so that no wait is too short.
+  const std::int64_t deadline = MillisecondsOf(CLOCK_MONOTONIC) + std::int64_t{seconds} * 1000 + 1;
+  while (seconds != 0) {
     // Watched before it is looked at, so that nothing happens in between. Each folder that comes or
     // goes changes what is to be watched, so every round begins anew.
     const Descriptor events(inotify_init1(IN_CLOEXEC));
     const char* problem = Watch(events, folder) ? nullptr : std::strerror(errno);
     const std::int64_t left = deadline - MillisecondsOf(CLOCK_MONOTONIC);
     if (left <= 0 || ReadLastRun(folder).state == LastRun::State::kEnded) {
-      return nullptr;
+      break;
     }
     if (problem != nullptr) {
       return problem;
@@ -71,6 +72,7 @@ const char* WaitForRun(const char* folder, unsigned seconds) {
     pollfd awaited = {events.Number(), POLLIN, 0};
     poll(&awaited, 1, static_cast<int>(std::min<std::int64_t>(left, INT32_MAX)));
   }
+  return nullptr;
 }
 
 }  // namespace vam
