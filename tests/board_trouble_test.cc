@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@ namespace fs = std::filesystem;
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::IsSupersetOf;
 using ::testing::Not;
 using ::testing::StartsWith;
 
@@ -162,6 +164,32 @@ TEST_F(TroubleTest, DescriptorsUsedUpBeforeTheFirstCall_StopTheRun) {
   EXPECT_EQ(output.status, kRigFailed);
   EXPECT_THAT(output.standardError, StartsWith("vam-board: "));
   EXPECT_THAT(output.standardError, HasSubstr("Too many open files"));
+}
+
+TEST_F(TroubleTest, LauncherWithoutDescriptors_SaysWhatItLacks) {
+  if (VAM_IS_SANITIZED) {
+    GTEST_SKIP() << "not run: the sanitizers need descriptors of their own";
+  }
+  std::set<std::string> lacks;
+  bool hasRun = false;
+  for (int most = 5; !hasRun && most < 20; ++most) {
+    std::vector<std::string> command = {"/bin/sh", "-c", "ulimit -n $0; exec \"$@\"",
+                                        std::to_string(most)};
+    for (const std::string& word : OnBoard("no-vam", {"/bin/echo", "ran"})) {
+      command.push_back(word);
+    }
+    const Output output = Capture(command, BoardEnvironment());
+    hasRun = output.status == 0;
+    EXPECT_EQ(output.standardOutput, hasRun ? "ran\n" : "");
+    if (!hasRun) {
+      EXPECT_EQ(output.status, kRigFailed);
+      lacks.insert(output.standardError);
+    }
+  }
+  EXPECT_TRUE(hasRun);
+  EXPECT_THAT(lacks, IsSupersetOf({"vam-board: no signals: Too many open files\n",
+                                   "vam-board: no pair of sockets: Too many open files\n",
+                                   "vam-board: no pipe: Too many open files\n"}));
 }
 
 TEST_F(TroubleTest, EveryProgramOfTheRun_EndsWithIt) {

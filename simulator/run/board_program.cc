@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "report/trusted_file.h"
 #include "simulator/run/board_paths.h"
 #include "simulator/run/group_witness.h"
 #include "simulator/run/power_line.h"
@@ -49,11 +50,10 @@ void PutUpNode(const std::string& runFolder) {
   if (mkdir(folder.c_str(), 0700) != 0) {
     FailOn(folder);
   }
-  const int node = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (node < 0) {
+  const Descriptor node(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  if (!node.IsOpen()) {
     FailOn(file);
   }
-  close(node);
 }
 
 /// The signals that come to the launcher while the program runs, read from a descriptor.
@@ -167,10 +167,11 @@ int BecomeProgram(const BoardProgram& program, pid_t launcher, const Signals& si
 
 /// Starts the program anew. Returns its process.
 pid_t Execute(const BoardProgram& program, const Signals& signals, const ProgramConsole& console) {
-  int report[2];
-  if (pipe2(report, O_CLOEXEC) != 0) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
     FailOn("no pipe");
   }
+  const Descriptor report(ends[0]);
   const pid_t launcher = getpid();
   const pid_t child = fork();
   if (child < 0) {
@@ -178,14 +179,13 @@ pid_t Execute(const BoardProgram& program, const Signals& signals, const Program
   }
   if (child == 0) {
     const int why = BecomeProgram(program, launcher, signals, console);
-    // The parent takes a pipe that was closed without a word for a success.
-    _exit(write(report[1], &why, sizeof why) == sizeof why ? 0 : kNotExecutable);
+    // The parent takes a pipe that was closed without a word for a success, and this for the end.
+    [[maybe_unused]] const ssize_t told = write(ends[1], &why, sizeof why);
+    _exit(kNotExecutable);
   }
-  close(report[1]);
+  close(ends[1]);
   int error = 0;
-  const bool failed = read(report[0], &error, sizeof error) == sizeof error;
-  close(report[0]);
-  if (failed) {
+  if (read(report.Number(), &error, sizeof error) == sizeof error) {
     waitpid(child, nullptr, 0);
     throw NotStarted(program.command[0], error);
   }
@@ -306,14 +306,11 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness* witnes
     pollfd events[] = {{signals.Descriptor(), POLLIN, 0},
                        {hasPower ? power.Descriptor() : -1, POLLIN, 0},
                        {console.ToRead(), POLLIN, 0}};
-    const int ready = poll(events, std::size(events), console.HowLong());
-    if (ready < 0) {
-      continue;
-    }
+    poll(events, std::size(events), console.HowLong());
     if (events[2].revents != 0) {
       console.PassOn();
     }
-    if (ready == 0 || (events[0].revents == 0 && events[1].revents == 0)) {
+    if (events[0].revents == 0 && events[1].revents == 0) {
       continue;
     }
     if (hasPower && events[1].revents != 0) {

@@ -1,16 +1,10 @@
 #include "simulator/run/group_witness.h"
 
 #include <sys/socket.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <ctime>
-#include <stdexcept>
-#include <string>
 
 namespace vam {
 
@@ -25,49 +19,22 @@ bool TakePending(int signal) {
   return sigtimedwait(&set, nullptr, &noTime) == signal;
 }
 
-/// Takes each signal whose number comes in, and answers with 1 if it waited for this process, else
-/// with 0. Ends when nobody can ask any more.
-[[noreturn]] void Witness(int line) {
+/// Takes each signal whose number comes in, and answers whether it waited for this process. Returns
+/// when nobody can ask any more.
+void Witness(int line) {
   sigset_t set;
   sigfillset(&set);
   sigprocmask(SIG_BLOCK, &set, nullptr);
   unsigned char question = 0;
-  while (read(line, &question, 1) == 1) {
-    const unsigned char answer = TakePending(question) ? 1 : 0;
-    if (send(line, &answer, 1, MSG_NOSIGNAL) != 1) {
-      break;
-    }
+  while (read(line, &question, sizeof question) == sizeof question) {
+    const bool answer = TakePending(question);
+    send(line, &answer, sizeof answer, MSG_NOSIGNAL);
   }
-  _exit(0);
 }
 
 }  // namespace
 
-GroupWitness::GroupWitness() {
-  int ends[2];
-  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
-    throw std::runtime_error(std::string("no pair of sockets: ") + std::strerror(errno));
-  }
-  line = ends[0];
-  // A fork without an exit signal: who waits for children does not see the witness among them.
-  process = static_cast<pid_t>(syscall(SYS_clone, 0L, nullptr, nullptr, nullptr, 0L));
-  if (process == 0) {
-    close(line);
-    Witness(ends[1]);
-  }
-  const int error = errno;
-  close(ends[1]);
-  if (process < 0) {
-    close(line);
-    throw std::runtime_error(std::string("no process: ") + std::strerror(error));
-  }
-}
-
-GroupWitness::~GroupWitness() {
-  close(line);
-  while (waitpid(process, nullptr, static_cast<int>(__WCLONE)) < 0 && errno == EINTR) {
-  }
-}
+GroupWitness::GroupWitness() : witness(&Witness) {}
 
 bool GroupWitness::Saw(int signal) const {
   bool saw = false;
@@ -85,8 +52,9 @@ bool GroupWitness::Saw(int signal) const {
 
 bool GroupWitness::Took(int signal) const {
   const auto question = static_cast<unsigned char>(signal);
-  unsigned char answer = 0;
-  return send(line, &question, 1, MSG_NOSIGNAL) == 1 && read(line, &answer, 1) == 1 && answer != 0;
+  bool answer = false;
+  return send(witness.Line(), &question, sizeof question, MSG_NOSIGNAL) == sizeof question &&
+         read(witness.Line(), &answer, sizeof answer) == sizeof answer && answer;
 }
 
 }  // namespace vam

@@ -1,7 +1,7 @@
 #ifndef SIMULATOR_RUN_GROUP_WITNESS_H_
 #define SIMULATOR_RUN_GROUP_WITNESS_H_
 
-#include <sys/types.h>
+#include "simulator/run/companion.h"
 
 namespace vam {
 
@@ -13,10 +13,6 @@ class GroupWitness {
   /// Puts up the witness. REQUIRES: the signals that Saw() is asked about are blocked. Throws
   /// std::runtime_error.
   GroupWitness();
-  /// Ends the witness.
-  ~GroupWitness();
-  GroupWitness(const GroupWitness&) = delete;
-  GroupWitness& operator=(const GroupWitness&) = delete;
 
   /// Returns whether the whole group got `signal`, which this process just took. Also takes what
   /// came of `signal` meanwhile: the group's other processes got that too.
@@ -26,8 +22,7 @@ class GroupWitness {
   /// Returns whether `signal` waits for the witness, and takes it from there.
   bool Took(int signal) const;
 
-  pid_t process = -1;
-  int line = -1;
+  const Companion witness;
 };
 
 }  // namespace vam

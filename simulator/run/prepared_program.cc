@@ -7,11 +7,10 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -39,23 +38,19 @@ bool GetsPreloadedLibraries(const std::string& path) {
   ElfW(Ehdr) programs;
   struct stat status;
   if (!header("/proc/self/exe", own) || !header(path, programs) ||
-      std::memcmp(own.e_ident, programs.e_ident, EI_DATA + 1) != 0 ||
+      std::memcmp(own.e_ident, programs.e_ident, EI_VERSION) != 0 ||
       own.e_machine != programs.e_machine || stat(path.c_str(), &status) != 0 ||
       (status.st_mode & (S_ISUID | S_ISGID)) != 0) {
     return false;
   }
+  std::vector<ElfW(Phdr)> segments(programs.e_phnum);
   std::ifstream stream(path, std::ios::binary);
   stream.seekg(static_cast<std::streamoff>(programs.e_phoff));
-  for (int i = 0; i < programs.e_phnum; ++i) {
-    ElfW(Phdr) segment;
-    if (!stream.read(reinterpret_cast<char*>(&segment), sizeof segment)) {
-      return false;
-    }
-    if (segment.p_type == PT_INTERP) {
-      return true;
-    }
-  }
-  return false;
+  stream.read(reinterpret_cast<char*>(segments.data()),
+              static_cast<std::streamsize>(segments.size() * sizeof segments[0]));
+  return stream && std::any_of(segments.begin(), segments.end(), [](const ElfW(Phdr) & segment) {
+           return segment.p_type == PT_INTERP;
+         });
 }
 
 /// In the process that becomes the program.
@@ -68,12 +63,11 @@ bool GetsPreloadedLibraries(const std::string& path) {
   setenv(kBindNowVariable, kBoundHere, 0);
   SetUpProgramEnvironment(libraries, false);
   ExecuteProgram(command);
-  _exit(1);
+  _exit(EXIT_FAILURE);
 }
 
 /// Keeps the loaded program as its child until it has ended.
-[[noreturn]] void Keep(const std::vector<std::string>& command, const std::string& libraries,
-                       int line) {
+void Keep(const std::vector<std::string>& command, const std::string& libraries, int line) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   std::signal(SIGCHLD, SIG_DFL);
   const pid_t program = fork();
@@ -82,44 +76,20 @@ bool GetsPreloadedLibraries(const std::string& path) {
   }
   close(line);
   waitpid(program, nullptr, 0);
-  _exit(0);
 }
 
 }  // namespace
 
 PreparedProgram::PreparedProgram(const std::vector<std::string>& command,
                                  const std::string& libraries) {
-  int ends[2];
-  if (!GetsPreloadedLibraries(command[0]) ||
-      socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
+  if (!GetsPreloadedLibraries(command[0])) {
     return;
   }
   prctl(PR_SET_CHILD_SUBREAPER, 1);
-  // A fork without an exit signal: who waits for children does not see it among them.
-  keeper = static_cast<pid_t>(syscall(SYS_clone, 0L, nullptr, nullptr, nullptr, 0L));
-  if (keeper == 0) {
-    close(ends[0]);
-    Keep(command, libraries, ends[1]);
-  }
-  close(ends[1]);
-  line = ends[0];
+  keeper.emplace([&](int line) { Keep(command, libraries, line); });
   char ready = 0;
-  if (keeper < 0 || recv(line, &ready, 1, 0) != 1) {
-    End();
-  }
-}
-
-PreparedProgram::~PreparedProgram() { End(); }
-
-void PreparedProgram::End() {
-  if (line >= 0) {
-    close(line);
-    line = -1;
-  }
-  if (keeper > 0) {
-    while (waitpid(keeper, nullptr, static_cast<int>(__WCLONE)) < 0 && errno == EINTR) {
-    }
-    keeper = -1;
+  if (recv(keeper->Line(), &ready, sizeof ready, 0) != sizeof ready) {
+    keeper.reset();
   }
 }
 
@@ -144,9 +114,9 @@ pid_t PreparedProgram::Start(const std::string& runFolder, int standardOutput) {
   std::memcpy(CMSG_DATA(head), descriptors, size);
   pid_t process = -1;
   if (getcwd(request.workingFolder, sizeof request.workingFolder) == nullptr ||
-      sendmsg(line, &message, MSG_NOSIGNAL) < 0 ||
-      recv(line, &process, sizeof process, 0) != sizeof process || process < 0) {
-    End();
+      sendmsg(keeper->Line(), &message, MSG_NOSIGNAL) == -1 ||
+      recv(keeper->Line(), &process, sizeof process, 0) != sizeof process || process == -1) {
+    keeper.reset();
     return -1;
   }
   return process;

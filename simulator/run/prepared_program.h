@@ -3,8 +3,11 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "simulator/run/companion.h"
 
 namespace vam {
 
@@ -14,13 +17,10 @@ class PreparedProgram {
  public:
   /// Loads `command`, with the stand-ins in `libraries`. A program that is not of this machine's
   /// kind, is a script, or does not get the preloaded library, is not ready. The caller adopts the
-  /// orphans of its descendants from now on.
+  /// orphans of its descendants from now on. Throws std::runtime_error.
   PreparedProgram(const std::vector<std::string>& command, const std::string& libraries);
-  ~PreparedProgram();
-  PreparedProgram(const PreparedProgram&) = delete;
-  PreparedProgram& operator=(const PreparedProgram&) = delete;
 
-  [[nodiscard]] bool IsReady() const { return line >= 0; }
+  [[nodiscard]] bool IsReady() const { return keeper.has_value(); }
 
   /// Starts a process for the run in `runFolder`, with the caller's working folder and standard
   /// error; `standardOutput` is its standard output, or -1. Returns the process, a child of the
@@ -28,12 +28,8 @@ class PreparedProgram {
   [[nodiscard]] pid_t Start(const std::string& runFolder, int standardOutput);
 
  private:
-  void End();
-
-  /// The launcher's end of the socket; -1: not ready.
-  int line = -1;
-  /// The process that keeps the loaded program, so that who waits for children does not see it.
-  pid_t keeper = -1;
+  /// Keeps the loaded program, so that who waits for children does not see it; none: not ready.
+  std::optional<Companion> keeper;
 };
 
 }  // namespace vam
