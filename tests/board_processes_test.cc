@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -263,6 +264,13 @@ TEST_F(SignalTest, SignalThatTheCallerIgnores_IsIgnored) {
   EXPECT_EQ(launcher.Status(), 3);
 }
 
+TEST_F(SignalTest, Launcher_BlocksOnlyWhatItPassesOn) {
+  RunningLauncher launcher(OnNoVam(Shell("grep SigBlk /proc/$PPID/status")));
+  // SIGHUP, SIGINT, SIGQUIT, SIGTERM and SIGCHLD.
+  EXPECT_EQ(launcher.ReadLine(), "SigBlk:\t0000000000014007");
+  EXPECT_EQ(launcher.Status(), 0);
+}
+
 TEST_F(SignalTest, CallerThatIgnoresTheEndOfChildren_GetsTheStatusAllTheSame) {
   const auto ignore = [] { std::signal(SIGCHLD, SIG_IGN); };
   RunningLauncher failing(OnNoVam(Shell("exit 3")), ignore);
@@ -315,6 +323,31 @@ TEST(PowerCutTest, EndsEveryProgramOfTheRun) {
               BoardEnvironment());
   EXPECT_EQ(output.status, 128 + SIGKILL);
   EXPECT_EQ(output.standardOutput, "");
+}
+
+TEST(PowerCutTest, NoProgramGoesOn_WhileOthersAreEnded) {
+  const PrivateTmp tmp;
+  const std::string held = PrivateTmp::Folder() + "/held";
+  const std::string start = PrivateTmp::Folder() + "/start";
+  ASSERT_EQ(mkfifo(held.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(start.c_str(), 0600), 0);
+  // The end of the shell, which is ended first, would let the other one go on.
+  const std::string script = "(read line <" + held + "; echo went on) & exec 3>" + held +
+                             "; echo ready; read line <" + start + "; '" + UpdateTool() +
+                             "' >/dev/null 3>&-";
+  RunningLauncher launcher(OnBoard("power-cut-during-update", Shell(script)), [] {
+    cpu_set_t first;
+    CPU_ZERO(&first);
+    CPU_SET(static_cast<unsigned>(sched_getcpu()), &first);
+    sched_setaffinity(0, sizeof first, &first);
+  });
+  ASSERT_EQ(launcher.ReadLine(), "ready");
+  // On their one processor every program that wakes runs before the launcher goes on.
+  const sched_param none = {};
+  ASSERT_EQ(sched_setscheduler(launcher.Process(), SCHED_IDLE, &none), 0);
+  std::ofstream(start) << "\n";
+  EXPECT_EQ(launcher.ReadLine(), "");
+  EXPECT_EQ(launcher.Status(), 128 + SIGKILL);
 }
 
 TEST(PowerCutTest, ReachesAProgramThatHasEndedTooLate) {

@@ -73,7 +73,7 @@ class Signals {
     }
     sigprocmask(SIG_BLOCK, &set, &blockedBefore);
     descriptor = signalfd(-1, &set, SFD_CLOEXEC);
-    if (descriptor < 0) {
+    if (descriptor == -1) {
       FailOn("no signals");
     }
   }
@@ -84,10 +84,9 @@ class Signals {
 
   /// Returns the next signal. REQUIRES: the descriptor is readable.
   int Next() const {
-    signalfd_siginfo signal;
-    return read(descriptor, &signal, sizeof signal) == sizeof signal
-               ? static_cast<int>(signal.ssi_signo)
-               : 0;
+    signalfd_siginfo signal = {};
+    [[maybe_unused]] const ssize_t size = read(descriptor, &signal, sizeof signal);
+    return static_cast<int>(signal.ssi_signo);
   }
 
   int Descriptor() const { return descriptor; }
@@ -102,7 +101,7 @@ class Signals {
   sigset_t set;
   sigset_t blockedBefore;
   sighandler_t childActionBefore = SIG_DFL;
-  int descriptor = -1;
+  int descriptor;
 };
 
 /// Returns why the file at `path` cannot be executed; 0: it can.
@@ -281,7 +280,7 @@ class SlowConsole {
 
   /// Returns for how many milliseconds; -1: for any time.
   int HowLong() {
-    waits += isRead ? 0 : 1;
+    ++waits;
     return isRead ? -1 : 1;
   }
 
@@ -303,9 +302,9 @@ void Wait(Programs& programs, const Signals& signals, const GroupWitness* witnes
   bool hasPower = true;
   while (programs.Reap()) {
     // A negative descriptor is not waited for. The line stays readable once the power is gone.
-    pollfd events[] = {{signals.Descriptor(), POLLIN, 0},
-                       {hasPower ? power.Descriptor() : -1, POLLIN, 0},
-                       {console.ToRead(), POLLIN, 0}};
+    pollfd events[] = {{signals.Descriptor(), POLLIN, {}},
+                       {hasPower ? power.Descriptor() : -1, POLLIN, {}},
+                       {console.ToRead(), POLLIN, {}}};
     poll(events, std::size(events), console.HowLong());
     if (events[2].revents != 0) {
       console.PassOn();
@@ -392,7 +391,7 @@ int RunOnBoard(const BoardProgram& program) {
   console.LeaveToProgram();
   SlowConsole reader(console, program.runFolder);
   Wait(programs, signals, witness ? &*witness : nullptr, power, reader);
-  while (console.ReadingEnd() >= 0) {
+  while (console.ReadingEnd() != -1) {
     console.PassOn();
   }
   return programs.ExitStatus();

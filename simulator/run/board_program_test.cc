@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -135,6 +136,39 @@ TEST(RunOnBoardTest, FolderOfLibrariesWithASeparator_IsRefused) {
                     "the installation to another folder");
     }
   }
+}
+
+TEST_F(FindProgramTest, Script_NamesNoMoreThanTheKernelReads) {
+  const std::size_t longest = 253;
+  const std::string program = Write(std::string(longest - folder.Path().size() - 1, 'i'));
+  ASSERT_EQ(program.size(), longest);
+  const std::string script = Write("script", "#!" + program);
+  EXPECT_EQ(Find(script), script);
+  Write(fs::path(program).filename().string() + "i");
+  Write("script", "#!" + program + "i");
+  fs::remove(program);
+  EXPECT_EQ(Find(script), Missing(script + ": its interpreter " + program));
+}
+
+TEST(RunOnBoardTest, Node_IsTheCallersAlone) {
+  const TemporaryFolder folder("vam-board-program-test");
+  ProbeSection probe;
+  probe.nodePresent = true;
+  EXPECT_EQ(RunOnBoard({{"/bin/true"}, folder.Path(), folder.Path(), probe, {}, nullptr}), 0);
+  struct stat status = {};
+  ASSERT_EQ(stat((folder.Path() + "/dev").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
+  ASSERT_EQ(stat((folder.Path() + "/dev/zelkshield").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
+}
+
+TEST(RunOnBoardTest, ProgramThatCannotBeStarted_LeavesNoProcess) {
+  const TemporaryFolder folder("vam-board-program-test");
+  EXPECT_THROW(
+      static_cast<void>(RunOnBoard({{"/nowhere"}, folder.Path(), folder.Path(), {}, {}, nullptr})),
+      NotStarted);
+  EXPECT_EQ(waitpid(-1, nullptr, 0), -1);
+  EXPECT_EQ(errno, ECHILD);
 }
 
 TEST(RunOnBoardTest, RunFolderThatCannotBeUsed_IsNamed) {

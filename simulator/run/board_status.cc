@@ -104,12 +104,8 @@ bool BoardStatus::Stamp::operator==(const Stamp& other) const {
 
 BoardStatus::Stamp BoardStatus::StampOf(const std::string& path) {
   struct stat status = {};
-  Stamp stamp;
-  stamp.present = lstat(path.c_str(), &status) == 0;
-  stamp.inode = status.st_ino;
-  stamp.size = status.st_size;
-  stamp.changed = Nanoseconds(status.st_mtim);
-  return stamp;
+  const bool present = lstat(path.c_str(), &status) == 0;
+  return {present, status.st_ino, status.st_size, Nanoseconds(status.st_mtim)};
 }
 
 BoardStatus::BoardStatus(const std::string& folder)

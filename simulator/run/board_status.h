@@ -37,10 +37,10 @@ class BoardStatus {
  private:
   /// What tells that a file was written since.
   struct Stamp {
-    bool present = false;
-    std::uint64_t inode = 0;
-    std::int64_t size = 0;
-    std::int64_t changed = 0;
+    bool present;
+    std::uint64_t inode;
+    std::int64_t size;
+    std::int64_t changed;
 
     bool operator==(const Stamp& other) const;
   };
