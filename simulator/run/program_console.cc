@@ -43,7 +43,7 @@ ProgramConsole::ProgramConsole(const std::vector<Fault>& faults) {
   }
   if (state == Fault::Console::kFull) {
     writing = open(kFullDevice, O_WRONLY | O_CLOEXEC);
-    if (writing < 0) {
+    if (writing == -1) {
       FailOn(kFullDevice);
     }
     return;
@@ -67,7 +67,7 @@ ProgramConsole::ProgramConsole(const std::vector<Fault>& faults) {
   fcntl(writing, F_SETFL, O_NONBLOCK);
   const char filler[kChunk] = {};
   ssize_t written = 0;
-  while ((written = write(writing, filler, sizeof filler)) > 0) {
+  while ((written = write(writing, filler, sizeof filler)) != -1) {
     filling += written;
   }
 }

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -40,10 +42,8 @@ void SetUpProgramEnvironment(const std::string& libraries, bool isShortOfMemory)
 
 void ExecuteProgram(const std::vector<std::string>& command) {
   std::vector<char*> arguments;
-  arguments.reserve(command.size() + 1);
-  for (const std::string& argument : command) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
+  std::transform(command.begin(), command.end(), std::back_inserter(arguments),
+                 [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
 }

@@ -114,8 +114,9 @@ std::size_t PlaceInBeginning(const RecordedThread& thread, const Question& quest
 }
 
 bool CanBeginWith(const RecordedThread& thread, const Question& question) {
-  return question.IsAskedIn(FirstCall(thread)) ||
-         PlaceInBeginning(thread, question, 0) < thread.beginning;
+  const auto isAsked = [&question](const RecordedCall& call) { return question.IsAskedIn(call); };
+  return isAsked(FirstCall(thread)) ||
+         std::any_of(thread.calls.begin(), thread.calls.begin() + thread.beginning, isAsked);
 }
 
 std::string WhereItEnds(const std::string& where, const Question& question) {
