@@ -3,9 +3,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -119,6 +121,14 @@ std::string Status(pid_t process, const std::string& name) {
   while (std::getline(file, line) && line.rfind(name + ":\t", 0) != 0) {
   }
   return line.substr(std::min(line.size(), name.size() + 2));
+}
+
+bool IsStopped(pid_t process) { return Status(process, "State") == "T (stopped)"; }
+
+/// Returns whether a process was sent a signal that it has not taken yet.
+bool Awaits(pid_t process, int signal) {
+  const unsigned long long pending = std::stoull(Status(process, "ShdPnd"), nullptr, 16);
+  return (pending >> (signal - 1)) % 2 != 0;
 }
 
 bool Runs(pid_t process) { return fs::exists("/proc/" + std::to_string(process)); }
@@ -301,7 +311,7 @@ TEST_F(SignalTest, SignalsThatComeWithTheProgramsEnd_KeepTheStatusAndTheFolderIs
   RunningLauncher launcher(OnNoVam(Shell("echo $$; cat " + fifo + "; exit 4")));
   const auto program = static_cast<pid_t>(std::stol(launcher.ReadLine()));
   kill(launcher.Process(), SIGSTOP);
-  WaitUntil([&] { return Status(launcher.Process(), "State") == "T (stopped)"; });
+  WaitUntil([&] { return IsStopped(launcher.Process()); });
   kill(launcher.Process(), SIGHUP);
   kill(launcher.Process(), SIGINT);
   kill(launcher.Process(), SIGTERM);
@@ -325,29 +335,78 @@ TEST(PowerCutTest, EndsEveryProgramOfTheRun) {
   EXPECT_EQ(output.standardOutput, "");
 }
 
-TEST(PowerCutTest, NoProgramGoesOn_WhileOthersAreEnded) {
+/// Stops a launcher at each of its calls of kill().
+class TracedLauncher {
+ public:
+  explicit TracedLauncher(const RunningLauncher& launcher) : process(launcher.Process()) {
+    isTraced = ptrace(PTRACE_SEIZE, process, nullptr, PTRACE_O_TRACESYSGOOD) == 0 &&
+               ptrace(PTRACE_INTERRUPT, process, nullptr, nullptr) == 0 && HasStopped();
+  }
+  ~TracedLauncher() { ptrace(PTRACE_DETACH, process, nullptr, nullptr); }
+  TracedLauncher(const TracedLauncher&) = delete;
+  TracedLauncher& operator=(const TracedLauncher&) = delete;
+
+  bool IsTraced() const { return isTraced; }
+
+  /// Lets the launcher go on until it begins, or has ended, a call kill(`receiver`, `signal`).
+  /// Returns whether there was one.
+  bool GoOnTo(std::uint8_t moment, pid_t receiver, int signal) {
+    while (ptrace(PTRACE_SYSCALL, process, nullptr, nullptr) == 0 && HasStopped()) {
+      struct __ptrace_syscall_info call = {};
+      ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof call, &call);
+      if (call.op == PTRACE_SYSCALL_INFO_ENTRY) {
+        isAsked = call.entry.nr == SYS_kill &&
+                  call.entry.args[0] == static_cast<unsigned>(receiver) &&
+                  call.entry.args[1] == static_cast<unsigned>(signal);
+      }
+      if (isAsked && call.op == moment) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  bool HasStopped() const {
+    int status = 0;
+    return waitpid(process, &status, __WALL) == process && WIFSTOPPED(status);
+  }
+
+  const pid_t process;
+  bool isTraced;
+  bool isAsked = false;
+};
+
+TEST(PowerCutTest, AllStandStill_BeforeTheFirstIsEnded) {
   const PrivateTmp tmp;
-  const std::string held = PrivateTmp::Folder() + "/held";
+  const std::string more = PrivateTmp::Folder() + "/more";
   const std::string start = PrivateTmp::Folder() + "/start";
-  ASSERT_EQ(mkfifo(held.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(more.c_str(), 0600), 0);
   ASSERT_EQ(mkfifo(start.c_str(), 0600), 0);
-  // The end of the shell, which is ended first, would let the other one go on.
-  const std::string script = "(read line <" + held + "; echo went on) & exec 3>" + held +
-                             "; echo ready; read line <" + start + "; '" + UpdateTool() +
-                             "' >/dev/null 3>&-";
-  RunningLauncher launcher(OnBoard("power-cut-during-update", Shell(script)), [] {
-    cpu_set_t first;
-    CPU_ZERO(&first);
-    CPU_SET(static_cast<unsigned>(sched_getcpu()), &first);
-    sched_setaffinity(0, sizeof first, &first);
-  });
-  ASSERT_EQ(launcher.ReadLine(), "ready");
-  // On their one processor every program that wakes runs before the launcher goes on.
-  const sched_param none = {};
-  ASSERT_EQ(sched_setscheduler(launcher.Process(), SCHED_IDLE, &none), 0);
-  std::ofstream(start) << "\n";
-  EXPECT_EQ(launcher.ReadLine(), "");
+  RunningLauncher launcher(
+      OnBoard("power-cut-during-update",
+              Shell("echo $$; (read line <" + more + "; sleep 1000 & echo $!; wait) & read line <" +
+                    start + "; '" + UpdateTool() + "' >/dev/null")));
+  const auto shell = static_cast<pid_t>(std::stol(launcher.ReadLine()));
+  pid_t startedMeanwhile = 0;
+  {
+    TracedLauncher traced(launcher);
+    if (!traced.IsTraced()) {
+      GTEST_SKIP() << "not run: this machine lets no process be traced";
+    }
+    std::ofstream(start) << "\n";
+    ASSERT_TRUE(traced.GoOnTo(PTRACE_SYSCALL_INFO_EXIT, shell, SIGSTOP));
+    std::ofstream(more) << "\n";
+    startedMeanwhile = static_cast<pid_t>(std::stol(launcher.ReadLine()));
+    ASSERT_TRUE(traced.GoOnTo(PTRACE_SYSCALL_INFO_ENTRY, shell, SIGKILL));
+    for (const pid_t process : {shell, startedMeanwhile}) {
+      // It takes the signal when it gets a processor.
+      WaitUntil([process] { return IsStopped(process) || !Awaits(process, SIGSTOP); });
+      EXPECT_TRUE(IsStopped(process));
+    }
+  }
   EXPECT_EQ(launcher.Status(), 128 + SIGKILL);
+  EXPECT_FALSE(Runs(startedMeanwhile));
 }
 
 TEST(PowerCutTest, ReachesAProgramThatHasEndedTooLate) {

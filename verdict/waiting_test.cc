@@ -84,6 +84,21 @@ TEST_F(WaitingTest, Folders_ThatComeFirst_AreWaitedFor) {
   EXPECT_EQ(run.state, LastRun::State::kEnded);
 }
 
+TEST_F(WaitingTest, FolderOfTheWorkingFolder_IsWaitedFor) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directory("/mnt/above");
+  std::filesystem::current_path("/mnt/above");
+  std::thread other([] {
+    Pause();
+    std::filesystem::create_directory(kFolder);
+    PutRecord(BootId());
+  });
+  EXPECT_EQ(WaitForRun("verdict", kLong), nullptr);
+  EXPECT_EQ(ReadLastRun("verdict").state, LastRun::State::kEnded);
+  other.join();
+  std::filesystem::current_path(before);
+}
+
 TEST_F(WaitingTest, Folder_ThatGoesAndComesBack_IsWaitedFor) {
   std::filesystem::create_directories(kFolder);
   const LastRun run = WaitDuring([] {
