@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -122,6 +123,30 @@ TEST_F(PreparedProgramTest, ProgramThatDoesNotWait_IsNotReady) {
   EXPECT_FALSE(program.IsReady());
   EXPECT_EQ(program.Start("/run-folder", STDOUT_FILENO), -1);
   EXPECT_TRUE(DescendantsOf(getpid()).empty());
+}
+
+TEST_F(PreparedProgramTest, KilledLauncher_TakesAProgramAlongThatDoesNotWait) {
+  // Who outlives it becomes this process's child.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  const pid_t launcher = fork();
+  if (launcher == 0) {
+    const PreparedProgram program({"/bin/sleep", "1000"}, folder.Path());
+    _exit(0);
+  }
+  const auto nameOf = [](pid_t process) {
+    return ReadWholeFile("/proc/" + std::to_string(process) + "/comm").value_or("");
+  };
+  std::vector<pid_t> processes;
+  do {
+    processes = DescendantsOf(launcher);
+  } while (processes.empty() || nameOf(processes.back()) != "sleep\n");
+  kill(launcher, SIGKILL);
+  waitpid(launcher, nullptr, 0);
+  for (const pid_t process : processes) {
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, __WALL), process);
+    EXPECT_EQ(status, SIGKILL);
+  }
 }
 
 TEST_F(PreparedProgramTest, ProgramThatWasKilled_IsNotReadyAtItsNextStart) {
