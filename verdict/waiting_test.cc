@@ -88,6 +88,7 @@ TEST_F(WaitingTest, FolderOfTheWorkingFolder_IsWaitedFor) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::create_directory("/mnt/above");
   std::filesystem::current_path("/mnt/above");
+  EXPECT_EQ(WaitForRun("verdict", 1), nullptr);
   std::thread other([] {
     Pause();
     std::filesystem::create_directory(kFolder);

@@ -308,6 +308,20 @@ TEST_F(WatchedFileTest, Folder_OfAnotherUser_IsNotBelieved) {
             std::vector<std::string>{"/tmp/FILE is not believed: anybody can replace it"});
 }
 
+TEST_F(WatchedFileTest, Folder_OfRootOrOfTheUser_IsBelieved) {
+  if (!PrivateTmp::HasOtherUsers()) {
+    GTEST_SKIP() << "only root becomes another user";
+  }
+  ASSERT_EQ(chmod("/tmp", 01777), 0);
+  for (const uid_t owner : {uid_t{0}, kSomebody}) {
+    ASSERT_EQ(chown("/tmp", owner, 0), 0);
+    ASSERT_EQ(seteuid(kSomebody), 0);
+    EXPECT_EQ(WrittenBy([] { Write(kFile, "text"); }), "text") << owner;
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(unlink(kFile), 0);
+  }
+}
+
 TEST_F(WatchedFileTest, Folder_ThatTakesNothing_IsAProblemOnlyForWhatMustBeMoved) {
   ASSERT_EQ(mkdir(kFile, 0755), 0);
   PrivateTmp::MakeReadOnly();
