@@ -173,8 +173,9 @@ TEST_F(TroubleTest, LauncherWithoutDescriptors_SaysWhatItLacks) {
   std::set<std::string> lacks;
   bool hasRun = false;
   for (int most = 5; !hasRun && most < 20; ++most) {
-    std::vector<std::string> command = {"/bin/sh", "-c", "ulimit -n $0; exec \"$@\"",
-                                        std::to_string(most)};
+    std::vector<std::string> command = {
+        "/bin/sh", "-c", "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n $0; exec \"$@\"",
+        std::to_string(most)};
     for (const std::string& word : OnBoard("no-vam", {"/bin/echo", "ran"})) {
       command.push_back(word);
     }
